@@ -1,0 +1,82 @@
+// Quaternions and axis-angle rotations, in the host's convention.
+//
+// A Quat (x, y, z, w) made from an axis a and an angle θ is (a·sin θ/2, cos θ/2), and
+// MakeMatrix writes the classic column-vector rotation formula of q into the rows of a
+// Matrix3. Since points are row vectors here, that matrix turns a point by -θ about a: a
+// positive angle is clockwise seen down the axis (the host's left-handed quaternions). In
+// exchange, quaternion and matrix products agree: MakeMatrix(a * b) == MakeMatrix(a) *
+// MakeMatrix(b), and both mean "a first, then b".
+#pragma once
+
+#include "host/Point.h"
+
+class Matrix3;
+
+struct Quat {
+    float x = 0.0f, y = 0.0f, z = 0.0f, w = 1.0f;
+
+    constexpr Quat() = default;
+    constexpr Quat(float x_, float y_, float z_, float w_) : x(x_), y(y_), z(z_), w(w_) {}
+    // The rotation part of a matrix (its axes are taken as orthonormal).
+    explicit Quat(const Matrix3& m);
+    explicit Quat(const struct AngAxis& aa);
+
+    constexpr Quat operator-() const { return {-x, -y, -z, -w}; }
+    constexpr Quat operator+(const Quat& q) const { return {x + q.x, y + q.y, z + q.z, w + q.w}; }
+    constexpr Quat operator-(const Quat& q) const { return {x - q.x, y - q.y, z - q.z, w - q.w}; }
+    constexpr Quat operator*(float f) const { return {x * f, y * f, z * f, w * f}; }
+    // Hamilton product; as rotations: this one first, then q.
+    constexpr Quat operator*(const Quat& q) const {
+        return {w * q.x + x * q.w + y * q.z - z * q.y, w * q.y + y * q.w + z * q.x - x * q.z,
+                w * q.z + z * q.w + x * q.y - y * q.x, w * q.w - x * q.x - y * q.y - z * q.z};
+    }
+    // The relative rotation this * Inverse(q): what turns q into this.
+    Quat operator/(const Quat& q) const;
+    constexpr bool operator==(const Quat&) const = default;
+
+    constexpr Quat Conjugate() const { return {-x, -y, -z, w}; }
+    void Normalize();
+    void Identity() { *this = Quat(); }
+    constexpr bool IsIdentity() const { return x == 0.0f && y == 0.0f && z == 0.0f && w == 1.0f; }
+
+    // Flips the sign of this quaternion when that brings it nearer q (negative dot product):
+    // q and -q are one rotation, and blends must take the short arc.
+    void MakeClosest(const Quat& q);
+    // The rotation matrix (translation zero). flag false gives the host's form above; true
+    // gives its transpose, the right-handed reading of the same four numbers.
+    void MakeMatrix(Matrix3& m, bool flag = false) const;
+};
+
+constexpr float QuatDot(const Quat& a, const Quat& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w;
+}
+constexpr Quat Conjugate(const Quat& q) {
+    return q.Conjugate();
+}
+// The inverse rotation; for a non-unit quaternion the true inverse conj(q) / |q|².
+Quat Inverse(const Quat& q);
+Quat Normalize(const Quat& q);
+
+// Spherical blend from a (t = 0) to b (t = 1). It does not choose the short arc: callers turn
+// b by MakeClosest first when they want it.
+Quat Slerp(const Quat& a, const Quat& b, float t);
+
+struct AngAxis {
+    Point3 axis{0.0f, 0.0f, 1.0f};
+    float angle = 0.0f; // radians
+
+    constexpr AngAxis() = default;
+    constexpr AngAxis(const Point3& axis_, float angle_) : axis(axis_), angle(angle_) {}
+    explicit AngAxis(const Quat& q);
+};
+
+// Angle in [0, 2π] and a unit axis. A rotation of no angle reports the axis (0, 0, 1).
+void AngAxisFromQ(const Quat& q, float* angle, Point3& axis);
+
+struct ScaleValue {
+    Point3 s{1.0f, 1.0f, 1.0f}; // factors along the axes of q
+    Quat q;                     // the axes of the scale
+
+    constexpr ScaleValue() = default;
+    constexpr ScaleValue(const Point3& s_, const Quat& q_ = Quat()) : s(s_), q(q_) {}
+};
