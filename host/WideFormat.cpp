@@ -1,0 +1,336 @@
+#include "host/WideFormat.h"
+
+#include "host/Utf8.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <string_view>
+
+namespace wkhost {
+
+namespace {
+
+enum class Length { None, hh, h, l, ll, L, j, z, t };
+
+struct Spec {
+    std::string flags;
+    int width = -1;     // -1: none
+    int precision = -1; // -1: none
+    Length length = Length::None;
+    wchar_t conversion = 0;
+    bool narrowText = false; // %hs %hc %S %C: the argument is UTF-8 text
+    bool leftAlign() const { return flags.find('-') != std::string::npos; }
+};
+
+bool isFlag(wchar_t c) {
+    return c == L'-' || c == L'+' || c == L' ' || c == L'#' || c == L'0' || c == L'\'';
+}
+
+int readNumber(const wchar_t*& p) {
+    long long n = 0;
+    while (*p >= L'0' && *p <= L'9') {
+        if (n < 0x7FFFFFFF) {
+            n = n * 10 + (*p - L'0');
+        }
+        ++p;
+    }
+    return n > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(n);
+}
+
+// Reads the length modifier, including the host's I64/I32/I forms.
+Length readLength(const wchar_t*& p) {
+    switch (*p) {
+    case L'h':
+        ++p;
+        if (*p == L'h') {
+            ++p;
+            return Length::hh;
+        }
+        return Length::h;
+    case L'l':
+        ++p;
+        if (*p == L'l') {
+            ++p;
+            return Length::ll;
+        }
+        return Length::l;
+    case L'w':
+        ++p;
+        return Length::l;
+    case L'L':
+        ++p;
+        return Length::L;
+    case L'q':
+        ++p;
+        return Length::ll;
+    case L'j':
+        ++p;
+        return Length::j;
+    case L'z':
+        ++p;
+        return Length::z;
+    case L't':
+        ++p;
+        return Length::t;
+    case L'I':
+        if (p[1] == L'6' && p[2] == L'4') {
+            p += 3;
+            return Length::ll;
+        }
+        if (p[1] == L'3' && p[2] == L'2') {
+            p += 3;
+            return Length::None;
+        }
+        ++p;
+        return Length::z;
+    default:
+        return Length::None;
+    }
+}
+
+void pad(std::wstring& out, int count) {
+    if (count > 0) {
+        out.append(static_cast<std::size_t>(count), L' ');
+    }
+}
+
+void appendPadded(std::wstring& out, std::wstring_view text, const Spec& spec) {
+    if (spec.precision >= 0 && text.size() > static_cast<std::size_t>(spec.precision)) {
+        text = text.substr(0, static_cast<std::size_t>(spec.precision));
+    }
+    const int fill = spec.width - static_cast<int>(text.size());
+    if (!spec.leftAlign()) {
+        pad(out, fill);
+    }
+    out.append(text);
+    if (spec.leftAlign()) {
+        pad(out, fill);
+    }
+}
+
+// The narrow printf spec for one number, without * (the values are already in spec).
+std::string narrowSpec(const Spec& spec) {
+    std::string s = "%" + spec.flags;
+    if (spec.width >= 0) {
+        s += std::to_string(spec.width);
+    }
+    if (spec.precision >= 0) {
+        s += "." + std::to_string(spec.precision);
+    }
+    switch (spec.length) {
+    case Length::hh:
+        s += "hh";
+        break;
+    case Length::h:
+        s += "h";
+        break;
+    case Length::l:
+        s += "l";
+        break;
+    case Length::ll:
+        s += "ll";
+        break;
+    case Length::L:
+        s += "L";
+        break;
+    case Length::j:
+        s += "j";
+        break;
+    case Length::z:
+        s += "z";
+        break;
+    case Length::t:
+        s += "t";
+        break;
+    case Length::None:
+        break;
+    }
+    s += static_cast<char>(spec.conversion);
+    return s;
+}
+
+template <class V> bool appendNumber(std::wstring& out, const Spec& spec, V value) {
+    const std::string fmt = narrowSpec(spec);
+    const int n = std::snprintf(nullptr, 0, fmt.c_str(), value);
+    if (n < 0) {
+        return false;
+    }
+    std::string buffer(static_cast<std::size_t>(n) + 1, '\0');
+    std::snprintf(buffer.data(), buffer.size(), fmt.c_str(), value);
+    buffer.resize(static_cast<std::size_t>(n));
+    out += DecodeUtf8(buffer);
+    return true;
+}
+
+bool appendSigned(std::wstring& out, const Spec& spec, va_list& ap) {
+    switch (spec.length) {
+    case Length::l:
+        return appendNumber(out, spec, va_arg(ap, long));
+    case Length::ll:
+        return appendNumber(out, spec, va_arg(ap, long long));
+    case Length::j:
+        return appendNumber(out, spec, va_arg(ap, std::intmax_t));
+    case Length::z:
+    case Length::t:
+        return appendNumber(out, spec, va_arg(ap, std::ptrdiff_t));
+    default: // hh and h are promoted to int; the narrow spec narrows them again
+        return appendNumber(out, spec, va_arg(ap, int));
+    }
+}
+
+bool appendUnsigned(std::wstring& out, const Spec& spec, va_list& ap) {
+    switch (spec.length) {
+    case Length::l:
+        return appendNumber(out, spec, va_arg(ap, unsigned long));
+    case Length::ll:
+        return appendNumber(out, spec, va_arg(ap, unsigned long long));
+    case Length::j:
+        return appendNumber(out, spec, va_arg(ap, std::uintmax_t));
+    case Length::z:
+    case Length::t:
+        return appendNumber(out, spec, va_arg(ap, std::size_t));
+    default:
+        return appendNumber(out, spec, va_arg(ap, unsigned int));
+    }
+}
+
+void appendText(std::wstring& out, const Spec& spec, va_list& ap) {
+    if (spec.narrowText) {
+        const char* s = va_arg(ap, const char*);
+        appendPadded(out, s ? DecodeUtf8(s) : L"(null)", spec);
+    } else {
+        const wchar_t* s = va_arg(ap, const wchar_t*);
+        appendPadded(out, s ? std::wstring_view(s) : std::wstring_view(L"(null)"), spec);
+    }
+}
+
+void appendChar(std::wstring& out, Spec spec, va_list& ap) {
+    spec.precision = -1;
+    if (spec.narrowText) {
+        const auto c = static_cast<unsigned char>(va_arg(ap, int));
+        // A lone byte is UTF-8 only if it is ASCII; anything else decodes to U+FFFD.
+        const char bytes[1] = {static_cast<char>(c)};
+        appendPadded(out, DecodeUtf8(std::string_view(bytes, 1)), spec);
+    } else {
+        const wchar_t c = static_cast<wchar_t>(va_arg(ap, std::wint_t));
+        appendPadded(out, std::wstring_view(&c, 1), spec);
+    }
+}
+
+} // namespace
+
+bool FormatWide(std::wstring& out, const wchar_t* format, va_list args) {
+    out.clear();
+    if (format == nullptr) {
+        return true;
+    }
+    va_list ap;
+    va_copy(ap, args);
+    bool ok = true;
+    const wchar_t* p = format;
+    while (*p != 0 && ok) {
+        if (*p != L'%') {
+            const wchar_t* run = p;
+            while (*p != 0 && *p != L'%') {
+                ++p;
+            }
+            out.append(run, static_cast<std::size_t>(p - run));
+            continue;
+        }
+        const wchar_t* start = p++;
+        Spec spec;
+        while (isFlag(*p)) {
+            spec.flags += static_cast<char>(*p++);
+        }
+        if (*p == L'*') {
+            ++p;
+            spec.width = va_arg(ap, int);
+            if (spec.width < 0) { // a negative * width means left-aligned
+                spec.flags += '-';
+                spec.width = spec.width == INT32_MIN ? 0x7FFFFFFF : -spec.width;
+            }
+        } else if (*p >= L'0' && *p <= L'9') {
+            spec.width = readNumber(p);
+        }
+        if (*p == L'.') {
+            ++p;
+            if (*p == L'*') {
+                ++p;
+                spec.precision = va_arg(ap, int); // negative: as if none was given
+                if (spec.precision < 0) {
+                    spec.precision = -1;
+                }
+            } else {
+                spec.precision = readNumber(p);
+            }
+        }
+        spec.length = readLength(p);
+        spec.conversion = *p;
+        if (*p != 0) {
+            ++p;
+        }
+        switch (spec.conversion) {
+        case L'%':
+            out += L'%';
+            break;
+        case L'd':
+        case L'i':
+            ok = appendSigned(out, spec, ap);
+            break;
+        case L'u':
+        case L'o':
+        case L'x':
+        case L'X':
+            ok = appendUnsigned(out, spec, ap);
+            break;
+        case L'f':
+        case L'F':
+        case L'e':
+        case L'E':
+        case L'g':
+        case L'G':
+        case L'a':
+        case L'A':
+            if (spec.length == Length::L) {
+                ok = appendNumber(out, spec, va_arg(ap, long double));
+            } else {
+                spec.length = Length::None; // %lf is a double as well
+                ok = appendNumber(out, spec, va_arg(ap, double));
+            }
+            break;
+        case L'p':
+            spec.length = Length::None;
+            ok = appendNumber(out, spec, va_arg(ap, void*));
+            break;
+        case L'S':
+            spec.narrowText = spec.length != Length::l;
+            appendText(out, spec, ap);
+            break;
+        case L's':
+            spec.narrowText = spec.length == Length::h;
+            appendText(out, spec, ap);
+            break;
+        case L'C':
+            spec.narrowText = spec.length != Length::l;
+            appendChar(out, spec, ap);
+            break;
+        case L'c':
+            spec.narrowText = spec.length == Length::h;
+            appendChar(out, spec, ap);
+            break;
+        case L'n':
+            (void)va_arg(ap, void*);
+            break;
+        default:
+            out.append(start, static_cast<std::size_t>(p - start));
+            break;
+        }
+    }
+    va_end(ap);
+    return ok;
+}
+
+} // namespace wkhost
