@@ -1,0 +1,34 @@
+// The host as the core sees it: one set of services, reached through GetHost().
+//
+// Exactly one Host is installed at a time. A host binding installs its own for the life of the
+// process; tools and tests install a HeadlessHost for as long as they need one. The core never
+// keeps the references it gets here beyond the operation that asked for them, so swapping the
+// host between operations is safe.
+#pragma once
+
+#include "host/HostTime.h"
+
+class Host {
+public:
+    virtual ~Host() = default;
+
+    virtual HostTime& Time() = 0;
+};
+
+// The installed host. Throws std::logic_error when none is installed: a silent default would
+// let one test's settings leak into the next.
+Host& GetHost();
+
+// Installs a host for the lifetime of this object and puts the previous one (or none) back
+// afterwards. Scopes nest; they must end in reverse order of their start, as stack objects do.
+class ScopedHost {
+public:
+    explicit ScopedHost(Host& host);
+    ~ScopedHost();
+
+    ScopedHost(const ScopedHost&) = delete;
+    ScopedHost& operator=(const ScopedHost&) = delete;
+
+private:
+    Host* previous;
+};
