@@ -6,13 +6,25 @@
 // host between operations is safe.
 #pragma once
 
+#include "host/Assets.h"
+#include "host/Materials.h"
 #include "host/HostTime.h"
+#include "host/PluginLoader.h"
+#include "host/SceneNodes.h"
+#include "host/UndoHold.h"
+#include "host/UserInterface.h"
 
 class Host {
 public:
     virtual ~Host() = default;
 
     virtual HostTime& Time() = 0;
+    virtual SceneNodes& Nodes() = 0;
+    virtual UndoHold& Hold() = 0;
+    virtual ::Materials& Materials() = 0;
+    virtual ::Assets& Assets() = 0;
+    virtual UserInterface& UI() = 0;
+    virtual PluginLoader& Plugins() = 0;
 };
 
 // The installed host. Throws std::logic_error when none is installed: a silent default would

@@ -6,12 +6,32 @@
 #pragma once
 
 #include "host/Host.h"
+#include "host/headless/HeadlessAssets.h"
+#include "host/headless/HeadlessMaterials.h"
+#include "host/headless/HeadlessPluginLoader.h"
+#include "host/headless/HeadlessScene.h"
 #include "host/headless/HeadlessTime.h"
+#include "host/headless/HeadlessUndoHold.h"
+#include "host/headless/HeadlessUserInterface.h"
 
 class HeadlessHost final : public Host {
 public:
     HeadlessTime& Time() override { return clock; }
+    HeadlessScene& Nodes() override { return scene; }
+    HeadlessUndoHold& Hold() override { return hold; }
+    HeadlessMaterials& Materials() override { return materials; }
+    HeadlessAssets& Assets() override { return assets; }
+    HeadlessUserInterface& UI() override { return ui; }
+    HeadlessPluginLoader& Plugins() override { return plugins; }
 
 private:
+    // Members end in reverse order: the scene (whose objects a plug-in may have made) before
+    // the hold that may still hold records about it, and both before the plug-in's code.
+    HeadlessPluginLoader plugins;
     HeadlessTime clock;
+    HeadlessMaterials materials;
+    HeadlessAssets assets;
+    HeadlessUserInterface ui;
+    HeadlessUndoHold hold;
+    HeadlessScene scene{hold};
 };

@@ -1,0 +1,39 @@
+// The host's undo hold: changes made between Begin and Accept are put as restore records and
+// become one named undo step.
+#pragma once
+
+#include "host/Strings.h"
+
+#include <memory>
+
+// One undoable change; the core implements it for the changes it makes.
+class RestoreObj {
+public:
+    virtual ~RestoreObj() = default;
+    // Puts the state from before the change back. isUndo is true for a user's undo.
+    virtual void Restore(bool isUndo) = 0;
+    // Makes the change again after a Restore.
+    virtual void Redo() = 0;
+};
+
+class UndoHold {
+public:
+    virtual ~UndoHold() = default;
+
+    // Opens a hold; holds nest.
+    virtual void Begin() = 0;
+    // Whether records put now are kept: a hold is open and not suspended.
+    virtual bool Holding() const = 0;
+    // Hands a record to the hold; dropped when not Holding().
+    virtual void Put(std::unique_ptr<RestoreObj> record) = 0;
+    // Closes the hold. The records of the outermost one become an undo step of this name; a
+    // hold with no records leaves no step.
+    virtual void Accept(const WStr& name) = 0;
+    // Closes the hold and restores what it held, newest record first.
+    virtual void Cancel() = 0;
+    // Stop and restart the keeping of records; they nest.
+    virtual void Suspend() = 0;
+    virtual void Resume() = 0;
+    // Whether an undo or redo is running.
+    virtual bool RestoreOrRedoing() const = 0;
+};

@@ -1,0 +1,214 @@
+#include "host/headless/HeadlessKeyTrack.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// ---- Linear blends
+
+float lerp(float a, float b, float u) {
+    return a + (b - a) * u;
+}
+Point3 lerp(const Point3& a, const Point3& b, float u) {
+    return a + (b - a) * u;
+}
+Quat lerp(const Quat& a, const Quat& b, float u) {
+    Quat closest = b;
+    closest.MakeClosest(a);
+    return Slerp(a, closest, u);
+}
+
+// ---- Kochanek-Bartels tangents for values that add and scale (float, Point3)
+
+struct TangentWeights {
+    // Outgoing tangent: prevWeight * (P - Pprev) + nextWeight * (Pnext - P); incoming alike.
+    float outPrev, outNext, inPrev, inNext;
+};
+
+// Weights of key i with neighbours at the given spacings (ticks to the previous and next key).
+TangentWeights tcbWeights(const TCBParams& k, float before, float after) {
+    const float t = 1.0f - k.tension;
+    TangentWeights w{t * (1.0f + k.continuity) * (1.0f + k.bias) * 0.5f,
+                     t * (1.0f - k.continuity) * (1.0f - k.bias) * 0.5f,
+                     t * (1.0f - k.continuity) * (1.0f + k.bias) * 0.5f,
+                     t * (1.0f + k.continuity) * (1.0f - k.bias) * 0.5f};
+    // Uneven spacing: a tangent is measured per segment, so it is scaled to the segment it
+    // belongs to (the outgoing one to the next segment, the incoming one to the previous).
+    const float sum = before + after;
+    const float outScale = 2.0f * after / sum;
+    const float inScale = 2.0f * before / sum;
+    w.outPrev *= outScale;
+    w.outNext *= outScale;
+    w.inPrev *= inScale;
+    w.inNext *= inScale;
+    return w;
+}
+
+template <class T> struct Tangents {
+    T in{};
+    T out{};
+};
+
+template <class T> Tangents<T> valueTangents(const std::vector<TrackKey<T>>& keys, std::size_t i) {
+    const std::size_t n = keys.size();
+    const TrackKey<T>& key = keys[i];
+    const float open = 1.0f - key.tcb.tension;
+    if (i == 0) {
+        const T chord = keys[1].value - key.value;
+        return {chord * open, chord * open};
+    }
+    if (i == n - 1) {
+        const T chord = key.value - keys[i - 1].value;
+        return {chord * open, chord * open};
+    }
+    const T back = key.value - keys[i - 1].value;
+    const T ahead = keys[i + 1].value - key.value;
+    const TangentWeights w = tcbWeights(key.tcb, static_cast<float>(key.time - keys[i - 1].time),
+                                        static_cast<float>(keys[i + 1].time - key.time));
+    return {back * w.inPrev + ahead * w.inNext, back * w.outPrev + ahead * w.outNext};
+}
+
+template <class T> T hermite(const T& p0, const T& p1, const T& m0, const T& m1, float u) {
+    const float u2 = u * u;
+    const float u3 = u2 * u;
+    const float h1 = 2.0f * u3 - 3.0f * u2 + 1.0f;
+    const float h2 = -2.0f * u3 + 3.0f * u2;
+    const float h3 = u3 - 2.0f * u2 + u;
+    const float h4 = u3 - u2;
+    return p0 * h1 + p1 * h2 + m0 * h3 + m1 * h4;
+}
+
+// ---- Rotations: logarithms of unit quaternions, and squad
+
+Point3 quatLog(const Quat& q) {
+    const Point3 v(q.x, q.y, q.z);
+    const float s = v.Length();
+    if (s == 0.0f)
+        return {};
+    const float half = std::atan2(s, q.w);
+    return v * (half / s);
+}
+
+Quat quatExp(const Point3& v) {
+    const float half = v.Length();
+    if (half == 0.0f)
+        return {};
+    const float k = std::sin(half) / half;
+    return {v.x * k, v.y * k, v.z * k, std::cos(half)};
+}
+
+// The relative rotation from a to b: a * rel == b.
+Point3 relativeLog(const Quat& a, const Quat& b) {
+    return quatLog(Normalize(Conjugate(a) * b));
+}
+
+// Squad control rotations of key i: `out` leads into the segment after it, `in` out of the
+// segment before it. `q` holds the keys' rotations from `first` on, each on the short way from
+// the one before; a window around the segment is enough, since only relative rotations count.
+Tangents<Quat> rotationControls(const std::vector<TrackKey<Quat>>& keys, const std::vector<Quat>& q,
+                                std::size_t first, std::size_t i) {
+    const std::size_t n = keys.size();
+    const Quat& here = q[i - first];
+    if (i == 0 || i == n - 1)
+        return {here, here};
+    const Point3 back = relativeLog(q[i - 1 - first], here);
+    const Point3 ahead = relativeLog(here, q[i + 1 - first]);
+    const TangentWeights w =
+        tcbWeights(keys[i].tcb, static_cast<float>(keys[i].time - keys[i - 1].time),
+                   static_cast<float>(keys[i + 1].time - keys[i].time));
+    const Point3 inTangent = back * w.inPrev + ahead * w.inNext;
+    const Point3 outTangent = back * w.outPrev + ahead * w.outNext;
+    return {here * quatExp((back - inTangent) * 0.5f), here * quatExp((outTangent - ahead) * 0.5f)};
+}
+
+Quat squad(const Quat& q0, const Quat& a, const Quat& b, const Quat& q1, float u) {
+    Quat ab = b;
+    ab.MakeClosest(a);
+    Quat end = q1;
+    end.MakeClosest(q0);
+    Quat outer = Slerp(q0, end, u);
+    Quat inner = Slerp(a, ab, u);
+    inner.MakeClosest(outer);
+    return Slerp(outer, inner, 2.0f * u * (1.0f - u));
+}
+
+template <class T> T tcbSegment(const std::vector<TrackKey<T>>& keys, std::size_t i, float u) {
+    const Tangents<T> from = valueTangents(keys, i);
+    const Tangents<T> to = valueTangents(keys, i + 1);
+    return hermite(keys[i].value, keys[i + 1].value, from.out, to.in, u);
+}
+
+Quat tcbSegment(const std::vector<TrackKey<Quat>>& keys, std::size_t i, float u) {
+    const std::size_t first = i == 0 ? 0 : i - 1;
+    const std::size_t last = std::min(keys.size() - 1, i + 2);
+    std::vector<Quat> q;
+    for (std::size_t k = first; k <= last; ++k) {
+        Quat r = Normalize(keys[k].value);
+        if (!q.empty())
+            r.MakeClosest(q.back());
+        q.push_back(r);
+    }
+    const Tangents<Quat> from = rotationControls(keys, q, first, i);
+    const Tangents<Quat> to = rotationControls(keys, q, first, i + 1);
+    return squad(q[i - first], from.out, to.in, q[i + 1 - first], u);
+}
+
+} // namespace
+
+float EaseCurve(float u, float easeFrom, float easeTo) {
+    float a = std::clamp(easeFrom, 0.0f, 1.0f);
+    float b = std::clamp(easeTo, 0.0f, 1.0f);
+    const float s = a + b;
+    if (s == 0.0f || u <= 0.0f || u >= 1.0f)
+        return u;
+    if (s > 1.0f) {
+        a /= s;
+        b /= s;
+    }
+    // Constant acceleration over the first `a` of the time, constant speed in between,
+    // constant deceleration over the last `b`: the distance covered is 1 in total.
+    const float k = 1.0f / (2.0f - a - b);
+    if (u < a)
+        return k / a * u * u;
+    if (u < 1.0f - b)
+        return k * (2.0f * u - a);
+    const float rest = 1.0f - u;
+    return 1.0f - k / b * rest * rest;
+}
+
+template <class T>
+void HeadlessKeyTrack<T>::AddKey(TimeValue time, const T& value, const TCBParams& tcb) {
+    const auto at = std::lower_bound(keys.begin(), keys.end(), time,
+                                     [](const TrackKey<T>& k, TimeValue t) { return k.time < t; });
+    if (at != keys.end() && at->time == time) {
+        *at = {time, value, tcb};
+        return;
+    }
+    keys.insert(at, {time, value, tcb});
+}
+
+template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
+    if (keys.empty())
+        return defaultValue;
+    if (t <= keys.front().time)
+        return keys.front().value;
+    if (t >= keys.back().time)
+        return keys.back().value;
+    const auto next = std::upper_bound(
+        keys.begin(), keys.end(), t, [](TimeValue v, const TrackKey<T>& k) { return v < k.time; });
+    const std::size_t i = static_cast<std::size_t>(next - keys.begin()) - 1;
+    const TrackKey<T>& a = keys[i];
+    const TrackKey<T>& b = keys[i + 1];
+    // Tick differences of keys fit 64 bits whatever their times.
+    const float u =
+        static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
+                           static_cast<double>(static_cast<std::int64_t>(b.time) - a.time));
+    if (interpolation == KeyInterpolation::Linear)
+        return lerp(a.value, b.value, u);
+    return tcbSegment(keys, i, EaseCurve(u, a.tcb.easeOut, b.tcb.easeIn));
+}
+
+template class HeadlessKeyTrack<float>;
+template class HeadlessKeyTrack<Point3>;
+template class HeadlessKeyTrack<Quat>;

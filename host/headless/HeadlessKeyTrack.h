@@ -1,0 +1,73 @@
+// Key tracks of the headless scene: a value keyed at ticks, with linear or TCB interpolation
+// between the keys, for floats (visibility, attenuation), points (position, scale) and
+// rotations.
+//
+// Before the first key a track holds the first key's value, after the last the last key's;
+// a track without keys answers its default. Keys are kept sorted by time; a key at the time of
+// an existing one replaces it.
+//
+// TCB (tension, continuity, bias) is the Kochanek-Bartels spline: a cubic Hermite segment
+// between two keys, whose tangents at each key are blended from the chords to its neighbours
+// by the three parameters, scaled for unevenly spaced keys; ease-in and ease-out (0 to 1) slow
+// the time towards and away from a key. Rotations use the same tangents on the logarithms of
+// the relative rotations between keys, and Shoemake's squad for the segment; all keys of a
+// rotation track take the short way from their predecessor. Linear rotation is a slerp along
+// the short arc.
+#pragma once
+
+#include "host/Point.h"
+#include "host/Quat.h"
+#include "host/Time.h"
+
+#include <vector>
+
+enum class KeyInterpolation { Linear, TCB };
+
+struct TCBParams {
+    float tension = 0.0f;
+    float continuity = 0.0f;
+    float bias = 0.0f;
+    float easeIn = 0.0f;
+    float easeOut = 0.0f;
+};
+
+template <class T> struct TrackKey {
+    TimeValue time = 0;
+    T value{};
+    TCBParams tcb; // used by TCB tracks only
+};
+
+template <class T> class HeadlessKeyTrack {
+public:
+    explicit HeadlessKeyTrack(T defaultValue_ = T{},
+                              KeyInterpolation interpolation_ = KeyInterpolation::Linear)
+        : defaultValue(defaultValue_), interpolation(interpolation_) {}
+
+    KeyInterpolation GetInterpolation() const { return interpolation; }
+    void SetInterpolation(KeyInterpolation kind) { interpolation = kind; }
+
+    void AddKey(TimeValue time, const T& value, const TCBParams& tcb = {});
+    void AddKey(const TrackKey<T>& key) { AddKey(key.time, key.value, key.tcb); }
+    void ClearKeys() { keys.clear(); }
+    int NumKeys() const { return static_cast<int>(keys.size()); }
+    const TrackKey<T>& GetKey(int i) const { return keys[static_cast<std::size_t>(i)]; }
+
+    T GetValue(TimeValue t) const;
+
+private:
+    std::vector<TrackKey<T>> keys;
+    T defaultValue;
+    KeyInterpolation interpolation;
+};
+
+using FloatTrack = HeadlessKeyTrack<float>;
+using Point3Track = HeadlessKeyTrack<Point3>;
+using RotationTrack = HeadlessKeyTrack<Quat>;
+
+extern template class HeadlessKeyTrack<float>;
+extern template class HeadlessKeyTrack<Point3>;
+extern template class HeadlessKeyTrack<Quat>;
+
+// The ease curve of a TCB segment: the fraction u of the way from a key whose ease-out is
+// `easeFrom` to one whose ease-in is `easeTo`, slowed at either end. Both 0: u itself.
+float EaseCurve(float u, float easeFrom, float easeTo);

@@ -1,0 +1,86 @@
+#include "host/headless/HeadlessNode.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+// Scale, then rotation, then translation: p * S * R * T. S * R scales the rows of R.
+Matrix3 composeTM(const Point3& scale, const Quat& rotation, const Point3& position) {
+    Matrix3 tm;
+    rotation.MakeMatrix(tm);
+    for (int row = 0; row < 3; ++row)
+        tm.SetRow(row, tm.GetRow(row) * scale[row]);
+    tm.SetTrans(position);
+    return tm;
+}
+
+} // namespace
+
+HeadlessNode::HeadlessNode(WStr name_, SceneObject* object_)
+    : name(std::move(name_)), object(object_) {}
+
+Matrix3 HeadlessNode::GetLocalTM(TimeValue t) const {
+    return composeTM(scale.GetValue(t), rotation.GetValue(t), position.GetValue(t));
+}
+
+Matrix3 HeadlessNode::GetNodeTM(TimeValue t) {
+    Matrix3 tm = GetLocalTM(t);
+    if (parent != nullptr)
+        tm = tm * parent->GetNodeTM(t);
+    return tm;
+}
+
+Matrix3 HeadlessNode::GetObjectTM(TimeValue t) {
+    if (offsetIsIdentity)
+        return GetNodeTM(t);
+    return offsetTM * GetNodeTM(t);
+}
+
+void HeadlessNode::updateOffset() {
+    Matrix3 rot;
+    offsetRot.MakeMatrix(rot);
+    Matrix3 offset(true);
+    ApplyScaling(offset, offsetScale);
+    offsetTM = offset * rot;
+    offsetTM.SetTrans(offsetPos);
+    offsetIsIdentity = offsetPos == Point3() && offsetRot.IsIdentity() &&
+                       offsetScale.s == Point3(1.0f, 1.0f, 1.0f);
+}
+
+float HeadlessNode::GetLocalVisibility(TimeValue t) {
+    return visibility ? visibility->GetValue(t) : 1.0f;
+}
+
+float HeadlessNode::GetVisibility(TimeValue t) {
+    const float own = GetLocalVisibility(t);
+    if (!inheritVisibility || parent == nullptr)
+        return own;
+    return own * parent->GetVisibility(t);
+}
+
+FloatTrack& HeadlessNode::Visibility() {
+    if (!visibility)
+        visibility.emplace(1.0f);
+    return *visibility;
+}
+
+ObjectState HeadlessNode::EvalWorldState(TimeValue, bool evalHidden) {
+    if (hidden && !evalHidden)
+        return {};
+    return {object};
+}
+
+void HeadlessNode::SetParent(HeadlessNode* newParent) {
+    for (const HeadlessNode* up = newParent; up != nullptr; up = up->parent) {
+        if (up == this)
+            throw std::invalid_argument("a node cannot be linked below itself");
+    }
+    if (parent != nullptr) {
+        auto& siblings = parent->children;
+        siblings.erase(std::remove(siblings.begin(), siblings.end(), this), siblings.end());
+    }
+    parent = newParent;
+    if (parent != nullptr)
+        parent->children.push_back(this);
+}

@@ -1,0 +1,106 @@
+// A node of the headless scene: everything INode answers, kept as plain data and key tracks
+// that tools and tests set directly.
+//
+// The node transform is built from the three tracks of the node's transform controller:
+// scale (factors along the node's axes), then rotation, then position, times the parent's
+// node transform. The object offset applies in front of that, in the same order.
+#pragma once
+
+#include "host/INode.h"
+#include "host/headless/HeadlessKeyTrack.h"
+
+#include <optional>
+#include <vector>
+
+class HeadlessNode final : public INode {
+public:
+    HeadlessNode(WStr name, SceneObject* object);
+
+    // ---- INode
+    WStr GetName() const override { return name; }
+    void SetName(const WStr& newName) override { name = newName; }
+    INode* GetParentNode() const override { return parent; }
+    Matrix3 GetNodeTM(TimeValue t) override;
+    Matrix3 GetObjectTM(TimeValue t) override;
+    Point3 GetObjOffsetPos() const override { return offsetPos; }
+    Quat GetObjOffsetRot() const override { return offsetRot; }
+    ScaleValue GetObjOffsetScale() const override { return offsetScale; }
+    float GetVisibility(TimeValue t) override;
+    float GetLocalVisibility(TimeValue t) override;
+    bool GetInheritVisibility() const override { return inheritVisibility; }
+    Mtl* GetMtl() const override { return material.get(); }
+    std::shared_ptr<Mtl> ShareMtl() const override { return material; }
+    void SetMtl(std::shared_ptr<Mtl> mtl) override { material = std::move(mtl); }
+    bool TestAFlag(std::uint32_t mask) const override { return (aFlags & mask) != 0; }
+    bool Selected() const override { return selected; }
+    bool IsFrozen() const override { return frozen; }
+    bool IsNodeHidden() const override { return hidden; }
+    std::uint32_t GetWireColor() const override { return wireColor; }
+    ObjectState EvalWorldState(TimeValue t, bool evalHidden = true) override;
+    SceneObject* GetObjectRef() const override { return object; }
+
+    // ---- The scene's settings
+    // The local transform as the tracks give it, without the parent.
+    Matrix3 GetLocalTM(TimeValue t) const;
+    Point3Track& Position() { return position; }
+    RotationTrack& Rotation() { return rotation; }
+    Point3Track& Scale() { return scale; }
+    // The visibility track, made (with no keys, so answering 1) on first use.
+    FloatTrack& Visibility();
+    bool HasVisibilityTrack() const { return visibility.has_value(); }
+    void RemoveVisibilityTrack() { visibility.reset(); }
+
+    void SetObjOffsetPos(const Point3& p) {
+        offsetPos = p;
+        updateOffset();
+    }
+    void SetObjOffsetRot(const Quat& q) {
+        offsetRot = q;
+        updateOffset();
+    }
+    void SetObjOffsetScale(const ScaleValue& s) {
+        offsetScale = s;
+        updateOffset();
+    }
+    void SetInheritVisibility(bool on) { inheritVisibility = on; }
+    void SetSelected(bool on) { selected = on; }
+    void SetFrozen(bool on) { frozen = on; }
+    void SetHidden(bool on) { hidden = on; }
+    void SetWireColor(std::uint32_t colour) { wireColor = colour; }
+    void SetAFlag(std::uint32_t mask) { aFlags |= mask; }
+    void ClearAFlag(std::uint32_t mask) { aFlags &= ~mask; }
+    void SetObjectRef(SceneObject* obj) { object = obj; }
+
+    // Links below `newParent` (null: the top of the scene). A parent that is this node or
+    // lies below it would make a loop: std::invalid_argument, and nothing changes.
+    void SetParent(HeadlessNode* newParent);
+    const std::vector<HeadlessNode*>& Children() const { return children; }
+
+private:
+    // The offset does not animate: its matrix is made when it is set.
+    void updateOffset();
+
+    WStr name;
+    SceneObject* object;
+    HeadlessNode* parent = nullptr;
+    std::vector<HeadlessNode*> children;
+
+    Point3Track position{Point3()};
+    RotationTrack rotation{Quat()};
+    Point3Track scale{Point3(1.0f, 1.0f, 1.0f)};
+    std::optional<FloatTrack> visibility;
+
+    Point3 offsetPos;
+    Quat offsetRot;
+    ScaleValue offsetScale;
+    Matrix3 offsetTM{true};
+    bool offsetIsIdentity = true;
+
+    bool inheritVisibility = true;
+    bool selected = false;
+    bool frozen = false;
+    bool hidden = false;
+    std::uint32_t wireColor = 0x00808080;
+    std::uint32_t aFlags = 0;
+    std::shared_ptr<Mtl> material;
+};

@@ -1,0 +1,147 @@
+// The scene objects of the headless scene, one class per kind that recording and playback
+// meet: meshes that stand still, deform or change topology over time, shapes, helpers,
+// cameras and lights.
+#pragma once
+
+#include "host/SceneObject.h"
+#include "host/headless/HeadlessKeyTrack.h"
+
+#include <vector>
+
+// Class ids of the headless object classes (the static mesh is the host's own TriObject).
+inline constexpr Class_ID kDeformingMeshClassID{0x5D1A0001, 0x2E7C0001};
+inline constexpr Class_ID kTopologyMeshClassID{0x5D1A0002, 0x2E7C0001};
+inline constexpr Class_ID kSplineShapeClassID{0x5D1A0003, 0x2E7C0001};
+inline constexpr Class_ID kPointHelperClassID{0x5D1A0004, 0x2E7C0001};
+inline constexpr Class_ID kCameraClassID{0x5D1A0005, 0x2E7C0001};
+
+// A mesh whose vertices are keyed over time: the faces and channels of `base` at every time,
+// the vertex positions blended linearly between the two keys around the time (held before the
+// first key and after the last; the base positions without keys). Its conversions and render
+// meshes are new meshes, made per call.
+class HeadlessDeformingMesh final : public GeomObject {
+public:
+    explicit HeadlessDeformingMesh(Mesh base);
+
+    // One position per vertex of the base mesh, else std::invalid_argument. A key at the time
+    // of an existing one replaces it.
+    void AddKey(TimeValue time, std::vector<Point3> positions);
+    int NumKeys() const { return static_cast<int>(keys.size()); }
+    Mesh MeshAt(TimeValue t) const;
+
+    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
+    Class_ID ClassID() const override { return kDeformingMeshClassID; }
+    bool CanConvertToTriMesh() const override { return true; }
+    TriObjectConversion ConvertToTriMesh(TimeValue t) override;
+    RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
+
+private:
+    struct Key {
+        TimeValue time;
+        std::vector<Point3> positions;
+    };
+    Mesh base;
+    std::vector<Key> keys; // by time
+};
+
+// A mesh that is replaced by another at given times: at t, the state of the latest time not
+// after t (the first state before all of them). Its render mesh is the state itself, borrowed;
+// a conversion makes a new triangle object.
+class HeadlessTopologyMesh final : public GeomObject {
+public:
+    // A state at the time of an existing one replaces it.
+    void AddState(TimeValue time, Mesh mesh);
+    int NumStates() const { return static_cast<int>(states.size()); }
+    // An empty mesh while there is no state.
+    const Mesh& MeshAt(TimeValue t) const;
+
+    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
+    Class_ID ClassID() const override { return kTopologyMeshClassID; }
+    bool CanConvertToTriMesh() const override { return true; }
+    TriObjectConversion ConvertToTriMesh(TimeValue t) override;
+    RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
+
+private:
+    struct State {
+        TimeValue time;
+        Mesh mesh;
+    };
+    std::vector<State> states; // by time
+    Mesh empty;
+};
+
+// A spline through points, open or closed, with the three rendering switches of a shape.
+// Its renderable mesh is a tube of `thickness` with `sides` sides along the spline. Converted
+// to a mesh it gives that tube when renderable; otherwise a closed spline gives its flat cap
+// (a fan around the mean of its points), and an open one only its points, without faces.
+class HeadlessSplineShape final : public ShapeObject {
+public:
+    HeadlessSplineShape(std::vector<Point3> points, bool closed);
+
+    void SetRenderable(bool on) { renderable = on; }
+    void SetUseViewport(bool on) { useViewport = on; }
+    void SetDispRenderMesh(bool on) { dispRenderMesh = on; }
+    // Thickness above 0 and at least 3 sides, else std::invalid_argument.
+    void SetTube(float thickness, int sides);
+
+    Mesh TubeMesh() const;
+    Mesh CapMesh() const;
+
+    SClass_ID SuperClassID() const override { return SHAPE_CLASS_ID; }
+    Class_ID ClassID() const override { return kSplineShapeClassID; }
+    bool CanConvertToTriMesh() const override { return true; }
+    TriObjectConversion ConvertToTriMesh(TimeValue t) override;
+    // The tube, made for the call; none when the shape is not renderable.
+    RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
+    bool GetUseViewport() const override { return useViewport; }
+    bool GetDispRenderMesh() const override { return dispRenderMesh; }
+    bool GetRenderable() const override { return renderable; }
+
+private:
+    std::vector<Point3> points;
+    bool closed;
+    bool renderable = false;
+    bool useViewport = false;
+    bool dispRenderMesh = false;
+    float thickness = 1.0f;
+    int sides = 12;
+};
+
+// Objects without geometry: they never convert to a mesh.
+class HeadlessHelper final : public SceneObject {
+public:
+    SClass_ID SuperClassID() const override { return HELPER_CLASS_ID; }
+    Class_ID ClassID() const override { return kPointHelperClassID; }
+    bool CanConvertToTriMesh() const override { return false; }
+    TriObjectConversion ConvertToTriMesh(TimeValue) override { return {}; }
+};
+
+class HeadlessCamera final : public SceneObject {
+public:
+    SClass_ID SuperClassID() const override { return CAMERA_CLASS_ID; }
+    Class_ID ClassID() const override { return kCameraClassID; }
+    bool CanConvertToTriMesh() const override { return false; }
+    TriObjectConversion ConvertToTriMesh(TimeValue) override { return {}; }
+};
+
+// An omni or spot light; its far attenuation is a track.
+class HeadlessLight final : public LightObject {
+public:
+    enum class Kind { Omni, Spot };
+    explicit HeadlessLight(Kind kind, float farAttenuation = 200.0f);
+
+    Kind GetKind() const { return kind; }
+    FloatTrack& FarAttenuation() { return farAttenuation; }
+
+    SClass_ID SuperClassID() const override { return LIGHT_CLASS_ID; }
+    Class_ID ClassID() const override {
+        return kind == Kind::Omni ? OMNI_LIGHT_CLASS_ID : SPOT_LIGHT_CLASS_ID;
+    }
+    bool CanConvertToTriMesh() const override { return false; }
+    TriObjectConversion ConvertToTriMesh(TimeValue) override { return {}; }
+    float GetFarAttenuation(TimeValue t) override { return farAttenuation.GetValue(t); }
+
+private:
+    Kind kind;
+    FloatTrack farAttenuation;
+};

@@ -1,0 +1,117 @@
+#include "host/headless/HeadlessScene.h"
+
+#include "host/UndoHold.h"
+
+#include <algorithm>
+
+// Brings a deleted node back where it was: its place in the scene, its parent, its children.
+class HeadlessScene::DeleteRestore final : public RestoreObj {
+public:
+    DeleteRestore(HeadlessScene& scene_, HeadlessNode& node_, std::size_t position_,
+                  HeadlessNode* parent_, std::vector<HeadlessNode*> children_)
+        : scene(scene_), node(node_), position(position_), parent(parent_),
+          children(std::move(children_)) {}
+
+    void Restore(bool) override {
+        node.ClearAFlag(A_IS_DELETED);
+        auto& live = scene.live;
+        live.insert(live.begin() + static_cast<std::ptrdiff_t>(std::min(position, live.size())),
+                    &node);
+        node.SetParent(parent != nullptr && scene.InScene(parent) ? parent : nullptr);
+        for (HeadlessNode* child : children) {
+            if (scene.InScene(child))
+                child->SetParent(&node);
+        }
+    }
+    void Redo() override { scene.unlink(node); }
+
+private:
+    HeadlessScene& scene;
+    HeadlessNode& node;
+    std::size_t position;
+    HeadlessNode* parent;
+    std::vector<HeadlessNode*> children;
+};
+
+HeadlessScene::HeadlessScene(UndoHold& hold_) : hold(hold_) {}
+
+// Nodes go before the objects they reference.
+HeadlessScene::~HeadlessScene() {
+    live.clear();
+    allNodes.clear();
+}
+
+SceneObject* HeadlessScene::AddObject(std::unique_ptr<SceneObject> object) {
+    objects.push_back(std::move(object));
+    return objects.back().get();
+}
+
+HeadlessNode* HeadlessScene::CreateNode(const WStr& name, SceneObject* object) {
+    allNodes.push_back(std::make_unique<HeadlessNode>(name, object));
+    live.push_back(allNodes.back().get());
+    return live.back();
+}
+
+INode* HeadlessScene::CreateObjectNode(std::unique_ptr<SceneObject> object) {
+    SceneObject* raw = object ? AddObject(std::move(object)) : nullptr;
+    return CreateNode(WStr(), raw);
+}
+
+void HeadlessScene::unlink(HeadlessNode& node) {
+    live.erase(std::remove(live.begin(), live.end(), &node), live.end());
+    const std::vector<HeadlessNode*> children = node.Children();
+    for (HeadlessNode* child : children)
+        child->SetParent(nullptr);
+    node.SetParent(nullptr);
+    node.SetAFlag(A_IS_DELETED);
+}
+
+void HeadlessScene::DeleteNode(INode* handle, bool redraw) {
+    HeadlessNode* node = Find(handle);
+    if (node == nullptr || !InScene(node))
+        return;
+    const auto position =
+        static_cast<std::size_t>(std::find(live.begin(), live.end(), node) - live.begin());
+    auto* parent = static_cast<HeadlessNode*>(node->GetParentNode());
+    auto record = std::make_unique<DeleteRestore>(*this, *node, position, parent, node->Children());
+    unlink(*node);
+    hold.Put(std::move(record));
+    if (redraw)
+        ++redraws;
+}
+
+std::vector<INode*> HeadlessScene::NodesReferencing(const SceneObject* object) {
+    std::vector<INode*> found;
+    if (object == nullptr)
+        return found;
+    for (HeadlessNode* node : live) {
+        if (node->GetObjectRef() == object)
+            found.push_back(node);
+    }
+    return found;
+}
+
+bool HeadlessScene::DependsOn(INode* node, const SceneObject* object) {
+    return node != nullptr && object != nullptr && node->GetObjectRef() == object;
+}
+
+int HeadlessScene::TestForLoop(INode* node, const SceneObject* maker) {
+    return DependsOn(node, maker) ? REF_FAIL : REF_SUCCEED;
+}
+
+HeadlessNode* HeadlessScene::FindNode(const WStr& name) const {
+    const auto it = std::find_if(live.begin(), live.end(),
+                                 [&name](const HeadlessNode* n) { return n->GetName() == name; });
+    return it == live.end() ? nullptr : *it;
+}
+
+HeadlessNode* HeadlessScene::Find(const INode* node) const {
+    const auto it =
+        std::find_if(allNodes.begin(), allNodes.end(),
+                     [node](const std::unique_ptr<HeadlessNode>& n) { return n.get() == node; });
+    return it == allNodes.end() ? nullptr : it->get();
+}
+
+bool HeadlessScene::InScene(const INode* node) const {
+    return std::find(live.begin(), live.end(), node) != live.end();
+}

@@ -1,0 +1,56 @@
+#include "host/headless/HeadlessUserInterface.h"
+
+#include <algorithm>
+
+int HeadlessUserInterface::MessageBox(const WStr& text, const WStr& title, unsigned style) {
+    int answer = 0;
+    if (!messageAnswers.empty()) {
+        answer = messageAnswers.front();
+        messageAnswers.pop_front();
+    } else if (onMessage) {
+        answer = onMessage(text, title, style);
+    } else {
+        answer = (style & MB_BUTTONS_MASK) == MB_YESNO ? IDNO : IDOK;
+    }
+    messages.push_back({text, title, style, answer});
+    return answer;
+}
+
+void HeadlessUserInterface::PushTempPrompt(const WStr& text, int) {
+    prompts.push_back(text);
+    currentPrompt = text;
+    if (onPrompt)
+        onPrompt(&text);
+}
+
+void HeadlessUserInterface::RemoveTempPrompt() {
+    currentPrompt = WStr();
+    if (onPrompt)
+        onPrompt(nullptr);
+}
+
+bool HeadlessUserInterface::EscapePressed() {
+    const int call = escapeChecks++;
+    if (std::find(escapeCalls.begin(), escapeCalls.end(), call) != escapeCalls.end())
+        return true;
+    return onEscape ? onEscape() : false;
+}
+
+void HeadlessUserInterface::SetWaitCursor() {
+    waitCursor = true;
+    ++waitCursors;
+}
+
+bool HeadlessUserInterface::SaveFileDialog(const WStr& title, WStr& fileName,
+                                           const WStr& defaultExtension) {
+    saveDialogs.emplace_back(title, fileName);
+    if (!dialogAnswers.empty()) {
+        std::optional<WStr> answer = std::move(dialogAnswers.front());
+        dialogAnswers.pop_front();
+        if (!answer)
+            return false;
+        fileName = *answer;
+        return true;
+    }
+    return onSaveDialog ? onSaveDialog(title, fileName, defaultExtension) : false;
+}
