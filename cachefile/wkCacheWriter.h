@@ -1,0 +1,89 @@
+// wkCacheWriter: writes one .wkc file in version 2 from captured scene nodes.
+//
+// The recording makes a writer, hands it the nodes (each captured once, at the start of its
+// span), and runs write() once. The header needs numbers known only at the end, so the file is
+// written front to back behind a zeroed reserved area and the 46-byte header goes in last: a
+// file left by a crash or a cancel fails the header test.
+//
+// Before writing, the captured meshes are prepared: their materials are combined into one
+// (each mesh's ids shifted to its material's slots in the combination), and every mesh gets
+// every map channel that any of them has (zeros with the mesh's own faces where it had none).
+//
+// The sample table is the bulk of a file: it goes out through a buffer of 2,621,402 bytes
+// (53,498 records), while node, geometry and map data go out node by node.
+//
+// Like every file class, the writer calls no host service: the nodes, their materials and
+// transforms are asked of the INode handles it is given, and the frame rate comes in with the
+// construction. Host exceptions from step 4 of write() on become status 5.
+#pragma once
+
+#include "cachefile/wkCacheBase.h"
+#include "host/INode.h"
+#include "host/Materials.h"
+#include "host/Matrix3.h"
+#include "recording/NodeCapture.h"
+#include "recording/RecordSpans.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace WelkardTools {
+
+class wkCacheWriter : public wkCacheBase {
+public:
+    static constexpr std::int32_t kSampleBufferBytes = 2'621'402;
+
+    // Nothing is opened. `interval` gives the first and the last tick, `step` the ticks between
+    // samples; `frameRate` goes into the header.
+    wkCacheWriter(const WStr& fileName, const Matrix3& referenceMatrix, Interval interval,
+                  TimeValue step, std::int32_t version, std::int32_t frameRate);
+    ~wkCacheWriter() override;
+
+    // Captures the node at `captureTick` (its render mesh) and keeps it, answering true; a node
+    // that cannot be captured (also one whose capture throws) is not kept, and nothing is
+    // reported.
+    bool addNode(INode* node, TimeValue captureTick);
+
+    // Writes the whole file. `spans` gives each node's start and end tick by node index; a node
+    // without an entry is taken as alive over the whole range. False with status 0 and no file
+    // when no node was added; otherwise false leaves a status, and the caller removes the file
+    // unless the status is 1.
+    bool write(const RecordSpans& spans);
+
+    // The one material of all nodes, or their combination; null without any. Set by write().
+    const std::shared_ptr<Mtl>& combinedMaterial() const { return combined; }
+
+    int nodeCount() const { return static_cast<int>(nodes.size()); }
+    const NodeCapture& node(int index) const { return *nodes[static_cast<std::size_t>(index)]; }
+
+private:
+    // The stages of write() behind the open file; false ends the write with the status set.
+    bool writeOpenFile(const RecordSpans& spans);
+    void combineMaterials();
+    std::vector<std::int32_t> channelUnion() const;
+    void fillChannels(const std::vector<std::int32_t>& channels);
+    bool writeNodeTable(std::int64_t& estimate);
+    bool writeGeometry(std::int64_t& bytesDone);
+    bool writeMapChannels(const std::vector<std::int32_t>& channels, std::int64_t& bytesDone,
+                          std::int32_t progressTotal);
+    bool writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
+                      const RecordSpans& spans, std::uint8_t& hasVisibility);
+    bool writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,
+                     std::uint8_t hasVisibility);
+
+    // One write of `count` items of `size` bytes: no open file 2, a short write 4.
+    bool writeItems(const void* data, std::size_t size, std::size_t count);
+    bool writeBytes(const std::vector<unsigned char>& bytes) {
+        return writeItems(bytes.data(), 1, bytes.size());
+    }
+    bool report(std::int32_t done, std::int32_t total);
+
+    // Fields in the order of the design.
+    std::vector<std::unique_ptr<NodeCapture>> nodes;
+    Matrix3 referenceMatrix;
+    std::shared_ptr<Mtl> combined;
+    std::int32_t frameRate;
+};
+
+} // namespace WelkardTools

@@ -1,0 +1,420 @@
+#include "recording/RecordCache.h"
+
+#include "cachefile/wkCacheRegistry.h"
+#include "cachefile/wkCacheWriter.h"
+#include "host/Host.h"
+#include "host/Path.h"
+#include "panels/wkCacheFileDialogs.h"
+#include "recording/ElementAnalysis.h"
+#include "recording/RecordTexts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+std::int32_t wrap32(std::int64_t v) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(v)));
+}
+
+void removeFile(const WStr& path) {
+    std::remove(MaxSDK::Util::Path(path).ToFilesystemPath().c_str());
+}
+
+// Keeps the hold suspended for the writing stages; resumes it if an exception leaves early,
+// so a failure cannot leave the host without undo.
+class SuspendedHold {
+public:
+    explicit SuspendedHold(UndoHold& hold_) : hold(hold_) { hold.Suspend(); }
+    ~SuspendedHold() {
+        if (suspended)
+            hold.Resume();
+    }
+    SuspendedHold(const SuspendedHold&) = delete;
+    SuspendedHold& operator=(const SuspendedHold&) = delete;
+    void resume() {
+        if (suspended)
+            hold.Resume();
+        suspended = false;
+    }
+
+private:
+    UndoHold& hold;
+    bool suspended = true;
+};
+
+// Runs a stage of progress: begin now, end on the way out whatever happens.
+class ProgressStage {
+public:
+    explicit ProgressStage(wkCacheProgress& progress_) : progress(progress_) { progress.begin(); }
+    ~ProgressStage() { progress.end(); }
+    ProgressStage(const ProgressStage&) = delete;
+    ProgressStage& operator=(const ProgressStage&) = delete;
+
+private:
+    wkCacheProgress& progress;
+};
+
+void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
+    hold.Begin();
+    for (INode* node : tmpNodes)
+        nodes.DeleteNode(node, true);
+    hold.Accept(RecordTexts::kDeleteTmpObjects);
+}
+
+// Step 1: the nodes to record, in gathering order.
+void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
+                 INodeTab& recordNodes, INodeTab& tmpNodes) {
+    Host& host = GetHost();
+    PluginLoader& plugins = host.Plugins();
+    const int ticksPerFrame = host.Time().GetTicksPerFrame();
+    const int count = object.nodeCount();
+    for (int i = 0; i < count; ++i) {
+        INode* node = object.nodeAt(i, 0);
+        if (!IsRecordableNode(object, node, false))
+            continue;
+        // While the sibling does not load, it is looked for again at every node.
+        if (!plugins.SiblingLoaded())
+            plugins.LoadSibling(
+                FindSiblingPlugin(WStr(kSiblingPluginFolder), WStr(kSiblingPluginStem)));
+        auto exploded = plugins.SiblingLoaded()
+                            ? reinterpret_cast<SiblingExplodedFn>(
+                                  plugins.GetSiblingExport(kSiblingExplodedExport))
+                            : nullptr;
+        if (exploded != nullptr) {
+            // The sibling decides what is recorded for this node; we add nothing ourselves.
+            (void)exploded(node, recordNodes, tmpNodes,
+                           wrap32(std::int64_t{ticksPerFrame} * params.recStart),
+                           wrap32(std::int64_t{ticksPerFrame} * params.recEnd));
+        } else if (recordNodes.Find(node) < 0) {
+            // Also a module without the export: recording then goes the plain way.
+            recordNodes.Append(1, &node);
+        }
+    }
+}
+
+// Step 6.2 to 6.4: the writer's range in ticks, its end on a whole step.
+struct TickRange {
+    TimeValue start = 0;
+    TimeValue end = 0;
+    TimeValue step = 1;
+};
+
+TickRange recordRange(const wkCacheRecordParams& params, int ticksPerFrame) {
+    TickRange range;
+    range.start = wrap32(std::int64_t{ticksPerFrame} * params.recStart);
+    range.end = wrap32(std::int64_t{ticksPerFrame} * params.recEnd);
+    const float stepTicks = params.recStep * static_cast<float>(ticksPerFrame);
+    range.step = stepTicks >= 2147483520.0f ? TIME_PosInfinity
+                                            : std::max(static_cast<TimeValue>(stepTicks), 1);
+    const std::int32_t span = wrap32(std::int64_t{range.end} - range.start + range.step);
+    range.end = wrap32(std::int64_t{span} - span % range.step - range.step + range.start);
+    return range;
+}
+
+// The first material of a library, shared.
+std::shared_ptr<Mtl> firstMaterial(const MtlBaseLib* library) {
+    if (library == nullptr)
+        return nullptr;
+    for (int i = 0; i < library->Count(); ++i) {
+        std::shared_ptr<MtlBase> entry = library->Share(i);
+        if (entry && entry->SuperClassID() == MATERIAL_CLASS_ID)
+            return std::dynamic_pointer_cast<Mtl>(entry);
+    }
+    return nullptr;
+}
+
+// Step 10.8 and 10.9: the file's material goes to the selected nodes of every object playing
+// the file; this object's nodes take it always, other objects' only where they have none.
+void shareMaterial(wkCacheRecordTarget& object, WelkardTools::wkCacheReader& reader,
+                   SceneNodes& sceneNodes) {
+    wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(object.playbackState());
+    if (entry == nullptr || entry->entryClientCount() == 0)
+        return;
+    const std::shared_ptr<Mtl> readerMtl = firstMaterial(reader.getMaterialLibrary());
+    if (!readerMtl)
+        return;
+    for (int c = 0; c < entry->entryClientCount(); ++c) {
+        wkCachePlaybackState* client = entry->entryClient(c);
+        wkCacheRecordTarget* clientObject = object.targetOfClient(client);
+        if (clientObject == nullptr)
+            continue;
+        for (INode* node : sceneNodes.NodesReferencing(&clientObject->recordObject())) {
+            if (node == nullptr || node->GetMtl() == readerMtl.get() ||
+                node->TestAFlag(A_IS_DELETED) || !node->Selected())
+                continue;
+            if (client == object.playbackState() || node->GetMtl() == nullptr)
+                node->SetMtl(readerMtl);
+        }
+    }
+    (void)reader.clearMaterialLibrary();
+}
+
+} // namespace
+
+WStr RecordFileName(const WStr& name) {
+    if (name.Length() > 4) {
+        WStr ending = name.Substr(name.Length() - 4, 4);
+        if (ending.toLower() == WStr(L".wkc"))
+            return name;
+    }
+    return name + WStr(L".wkc");
+}
+
+bool IsRecordableNode(wkCacheRecordTarget& object, INode* node, bool checkList) {
+    if (node == nullptr)
+        return false;
+    Host& host = GetHost();
+    SceneNodes& sceneNodes = host.Nodes();
+    const SceneObject* maker = &object.recordObject();
+    if (sceneNodes.TestForLoop(node, maker) != REF_SUCCEED)
+        return false;
+    if (node->TestAFlag(A_IS_DELETED))
+        return false;
+    if (sceneNodes.DependsOn(node, maker))
+        return false;
+    const TimeValue now = host.Time().GetTime();
+    if (checkList) {
+        for (int i = 0; i < object.nodeCount(); ++i) {
+            if (object.nodeAt(i, now) == node)
+                return false;
+        }
+    }
+    const SceneObject* obj = node->EvalWorldState(now, true).obj;
+    return obj != nullptr && (obj->ClassID() == triObjectClassID || obj->CanConvertToTriMesh());
+}
+
+WStr FindSiblingPlugin(const WStr& folder, const WStr& stem) {
+    const std::string narrowStem = stem.ToCStr().str();
+    std::error_code ec;
+    std::vector<std::string> names;
+    for (std::filesystem::directory_iterator it(MaxSDK::Util::Path(folder).ToFilesystemPath(), ec),
+         end;
+         !ec && it != end; it.increment(ec))
+        names.push_back(it->path().filename().string());
+    // The listing's own order is the file system's; name order makes the choice repeatable.
+    std::sort(names.begin(), names.end());
+    for (const std::string& name : names) {
+        std::string head = name.substr(0, narrowStem.size());
+        head.resize(narrowStem.size(), '\0');
+        if (head == narrowStem)
+            return folder + WStr::FromUTF8(name);
+    }
+    return WStr();
+}
+
+WStr MaterialLibraryPath(const WStr& cachePath) {
+    MaxSDK::Util::Path folder(cachePath);
+    folder.RemoveLeaf();
+    folder.AddTrailingBackslash();
+    const WStr leaf = MaxSDK::Util::Path(cachePath).GetLeaf();
+    return folder.GetString() + leaf.Substr(0, leaf.Length() - 3) + WStr(L"mat");
+}
+
+int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
+                RecordResult* result) {
+    RecordResult local;
+    RecordResult& out = result != nullptr ? *result : local;
+    out = RecordResult();
+
+    Host& host = GetHost();
+    SceneNodes& sceneNodes = host.Nodes();
+    UndoHold& hold = host.Hold();
+    UserInterface& ui = host.UI();
+    Assets& assets = host.Assets();
+    const wkCacheRecordParams params = object.recordParams();
+    wkCacheProgressState& progress = object.progressState();
+
+    INodeTab recordNodes;
+    INodeTab tmpNodes;
+    INodeTab writeNodes;
+    RecordSpans spans;
+    std::vector<unsigned char> elementBlock;
+    WStr target;
+    bool nothingToCache = false;
+
+    // Every way out before the writer ran: the temporary nodes go, with undo.
+    const auto endStage = [&](RecordOutcome outcome) {
+        deleteNodes(sceneNodes, hold, tmpNodes);
+        out.outcome = outcome;
+        if (nothingToCache && !quiet)
+            ui.MessageBox(RecordTexts::kNothingToCache, RecordTexts::kErrorTitle,
+                          MB_OK | MB_ICONEXCLAMATION);
+        return 0;
+    };
+
+    // 1. Gathering.
+    gatherNodes(object, params, recordNodes, tmpNodes);
+
+    // 2. Spans.
+    const int startFrame = params.recStart;
+    const int endFrame = params.recEnd;
+    if (params.recWriteTopology) {
+        SplitTopologySpans(recordNodes, spans, startFrame, endFrame, params.recStep);
+    } else {
+        const float rate = static_cast<float>(host.Time().GetFrameRate()) / 30.0f;
+        for (int i = 0; i < recordNodes.Count(); ++i)
+            spans.append(FrameToTick(static_cast<float>(startFrame), rate),
+                         FrameToTick(static_cast<float>(endFrame), rate), false);
+    }
+
+    // 3. Element analysis; Escape does not stop it.
+    if (params.recWriteDeform) {
+        progress.progressFormat = RecordTexts::kAnalyzingFormat;
+        const WStr saving = RecordTexts::kSaving;
+        object.showStatus(&saving);
+        {
+            ProgressStage stage(progress.progress);
+            const INodeTab analysed = recordNodes;
+            AnalyzeElementFrames(analysed, writeNodes, spans, elementBlock, startFrame, endFrame,
+                                 params.recStep, wkCacheRecordProgress, &object);
+        }
+        progress.progressDone = -1;
+        progress.progressTotal = -1;
+    } else {
+        writeNodes = recordNodes;
+    }
+
+    // 4. Nothing to do.
+    if (writeNodes.IsEmpty()) {
+        nothingToCache = true;
+        return endStage(RecordOutcome::NothingToCache);
+    }
+
+    // 5. The file name.
+    AssetUser asset = object.fileName();
+    WStr currentPath;
+    if (!asset.IsNull() && !assets.GetFullFilePath(asset, currentPath))
+        currentPath = WStr();
+    const bool haveFile = !currentPath.IsEmpty();
+    (void)theCacheRegistry.containsCache(currentPath);
+    const std::vector<INode*> referencing = sceneNodes.NodesReferencing(&object.recordObject());
+    INode* cacheNode = referencing.empty() ? nullptr : referencing.front();
+
+    if (fileName != nullptr) {
+        // An existing file is replaced without asking.
+        asset = assets.GetAsset(*fileName, kAssetTypeCache);
+        if (!assets.GetFullFilePath(asset, target)) {
+            target = WStr();
+            return endStage(RecordOutcome::NoTarget);
+        }
+    } else if (haveFile) {
+        target = currentPath; // recording again into the loaded file
+    } else {
+        WStr name = cacheNode != nullptr ? cacheNode->GetName() : WStr(L"WKCache_");
+        if (!specifyCacheFile(asset, name, cacheNode != nullptr))
+            return endStage(RecordOutcome::NoTarget);
+        target = name;
+    }
+    out.target = target;
+
+    // 6. The writer, with the hold suspended until the end.
+    SuspendedHold suspended(hold);
+    const TimeValue now = host.Time().GetTime();
+    const TickRange range = recordRange(params, host.Time().GetTicksPerFrame());
+    // Inverse of the object transform of the node that shows the cache, so that the cache plays
+    // where its nodes were when the node stays where it is now.
+    const Matrix3 reference =
+        Inverse(cacheNode != nullptr ? cacheNode->GetObjectTM(now) : Matrix3(true));
+    auto writer = std::make_unique<WelkardTools::wkCacheWriter>(
+        target, reference, Interval(range.start, range.end), range.step, 2,
+        host.Time().GetFrameRate());
+
+    // 7. The nodes, each captured at the start of its span.
+    for (int i = 0; i < writeNodes.Count(); ++i) {
+        const auto index = static_cast<std::size_t>(i);
+        const TimeValue captureTick =
+            index < spans.startTicks.size() ? spans.startTicks[index] : range.start;
+        writer->addNode(writeNodes[i], captureTick);
+    }
+    if (writer->nodeCount() == 0) {
+        writer.reset();
+        suspended.resume();
+        nothingToCache = true;
+        return endStage(RecordOutcome::NothingToCache);
+    }
+
+    // 8. The old material library goes.
+    const WStr libraryPath = MaterialLibraryPath(target);
+    removeFile(libraryPath);
+
+    // 9. Write, append, and take the temporary nodes away.
+    writer->setProgressCallback(wkCacheRecordProgress, &object);
+    progress.progressFormat = RecordTexts::kWritingFormat;
+    const WStr saving = RecordTexts::kSaving;
+    object.showStatus(&saving);
+    bool written = false;
+    {
+        ProgressStage stage(progress.progress);
+        written = writer->write(spans);
+    }
+    if (params.recWriteDeform) {
+        {
+            ProgressStage stage(progress.progress);
+            AppendElementBlock(elementBlock, target, wkCacheRecordProgress, &object);
+        }
+        progress.progressDone = -1;
+        progress.progressTotal = -1;
+    }
+    deleteNodes(sceneNodes, hold, tmpNodes);
+    ui.RemoveTempPrompt();
+    out.status = writer->status();
+    out.writtenNodes = writer->nodeCount();
+
+    if (!written) {
+        // 12. No unfinished file stays behind; status 1 means there is none of ours.
+        const std::int32_t status = writer->status();
+        if (status != WelkardTools::kStatusFileNotFound)
+            removeFile(target);
+        if (!quiet && object.hasPanel() && status != WelkardTools::kStatusCancelled)
+            ui.MessageBox(writer->statusText(), RecordTexts::kWriteErrorTitle, MB_ICONERROR);
+        writer.reset();
+        suspended.resume();
+        (void)theCacheRegistry.evictCache(target);
+        object.showStatus(nullptr);
+        out.outcome = status == WelkardTools::kStatusCancelled ? RecordOutcome::Cancelled
+                                                               : RecordOutcome::WriteFailed;
+        return 0;
+    }
+
+    // 10. Load the result.
+    const std::shared_ptr<Mtl> mtl = writer->combinedMaterial();
+    auto library = std::make_unique<MtlBaseLib>();
+    library->AddMtl(mtl);
+    if (mtl && params.recSaveMaterial)
+        host.Materials().SaveMaterialLibrary(libraryPath, *library);
+    writer.reset();
+    const std::vector<wkCachePlaybackState*> clients = theCacheRegistry.evictCache(target);
+    bool isNew = false;
+    WelkardTools::wkCacheReader* reader =
+        theCacheRegistry.openCache(object.playbackState(), target, isNew);
+    if (mtl && !params.recSaveMaterial && reader != nullptr)
+        reader->setMaterialLibrary(std::move(library));
+    if (reader != nullptr)
+        shareMaterial(object, *reader, sceneNodes);
+
+    // 11. Publish.
+    for (wkCachePlaybackState* client : clients) {
+        if (wkCacheRecordTarget* clientObject = object.targetOfClient(client))
+            clientObject->invalidateAll();
+    }
+    object.setPlayStart(params.recStart);
+    object.setExplodeStart(params.recStart);
+    object.setExplodeEnd(params.recEnd);
+    object.setFileName(asset);
+    object.notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    suspended.resume();
+    if (params.recClearNodeList) {
+        if (!hold.Holding())
+            hold.Begin();
+        object.clearNodes();
+        hold.Accept(RecordTexts::kEmptyNodeList);
+    }
+    out.outcome = RecordOutcome::Recorded;
+    return 1;
+}

@@ -1,0 +1,68 @@
+// The record pipeline: from the nodes of a cache object's node list to a .wkc file that the
+// object then plays. It is the only road to a cache file.
+//
+// One call does it all, on the host's main thread: gather the nodes (letting the sibling
+// plug-in decide where it is installed), split spans of constant topology and analyse
+// deformation when asked, choose the target file, capture and write, append the element block,
+// replace the registry's reader of that file, hand the material to the nodes, and publish the
+// new file on the object. Escape cancels the writing stage; an unfinished file never stays.
+//
+// Undo: the recording runs with the hold suspended. Its one undoable step is emptying the node
+// list afterwards, when recClearNodeList is on.
+#pragma once
+
+#include "host/INode.h"
+#include "host/Strings.h"
+#include "recording/wkCacheRecordTarget.h"
+
+#include <cstdint>
+
+// How a recording ended, for callers that report more than the result.
+enum class RecordOutcome {
+    Recorded,       // written and loaded
+    NothingToCache, // no recordable node, or none could be captured
+    NoTarget,       // the file name could not be resolved, or the dialog was cancelled
+    Cancelled,      // Escape while writing
+    WriteFailed,    // the writer failed: see status
+};
+
+struct RecordResult {
+    RecordOutcome outcome = RecordOutcome::NothingToCache;
+    std::int32_t status = 0; // the writer's status, once there was a writer
+    WStr target;             // the file that was (or was to be) written
+    int writtenNodes = 0;    // node records in the file
+};
+
+// Records the object's nodes. `fileName` names the file (resolved through the host's assets)
+// or is null: then the object's own file is recorded again, or, without one, the save dialog
+// asks. `quiet` suppresses every message box. Answers 1 when a file was written and loaded,
+// else 0; `result`, when given, says more.
+int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
+                RecordResult* result = nullptr);
+
+// The name the script function `record` passes for a given one: kept when it is longer than
+// four characters and ends in ".wkc" in any case, else with ".wkc" added.
+WStr RecordFileName(const WStr& name);
+
+// Whether `node` may be recorded by `object`: it exists, taking it would make no reference
+// loop, it is not deleted, it does not depend on the object, (with checkList) it is not in the
+// object's node list yet, and its object at the current time is or converts to a triangle mesh.
+bool IsRecordableNode(wkCacheRecordTarget& object, INode* node, bool checkList);
+
+// The first entry of `folder` (relative to the working directory; entries in name order) whose
+// file name begins with `stem`, compared byte for byte: `folder` followed by that name, or the
+// empty string.
+WStr FindSiblingPlugin(const WStr& folder, const WStr& stem);
+
+// The material library that goes with a cache file: the last three characters of its name
+// replaced by "mat", so a.wkc goes with a.mat.
+WStr MaterialLibraryPath(const WStr& cachePath);
+
+// The sibling plug-in's export: it appends to `outNodes` what is to be recorded for `node`
+// between the two ticks, and to `outTmpNodes` the nodes it made for that, which the recording
+// deletes when it ends. Its answer is not looked at.
+inline constexpr const char* kSiblingPluginFolder = "plugins/";
+inline constexpr const char* kSiblingPluginStem = "WKSolid";
+inline constexpr const char* kSiblingExplodedExport = "Get_SD_SOLID_Exploded";
+using SiblingExplodedFn = int (*)(INode* node, INodeTab& outNodes, INodeTab& outTmpNodes,
+                                  TimeValue start, TimeValue end);

@@ -1,0 +1,40 @@
+#include "recording/wkCacheRecordTarget.h"
+
+#include "host/Host.h"
+
+#include <algorithm>
+#include <cmath>
+
+wkCacheRecordParams wkCacheRecordParams::clamped() const {
+    wkCacheRecordParams p = *this;
+    p.recStart = std::clamp(recStart, -9999999, 9999999);
+    p.recEnd = std::clamp(recEnd, -9999999, 9999999);
+    p.recStep = std::isnan(recStep) ? 1.0f : std::clamp(recStep, 0.001f, 999999.0f);
+    return p;
+}
+
+namespace {
+
+// floor(done / total * 100 + 0.5) in single precision; a total of 0 (or a figure that is no
+// number) shows 0, and the result stays within an int.
+int percent(std::int32_t done, std::int32_t total) {
+    const float value =
+        std::floor(static_cast<float>(done) / static_cast<float>(total) * 100.0f + 0.5f);
+    if (!std::isfinite(value))
+        return 0;
+    return static_cast<int>(std::clamp(value, -2147483520.0f, 2147483520.0f));
+}
+
+} // namespace
+
+bool wkCacheRecordProgress(void* context, std::int32_t done, std::int32_t total) {
+    auto& target = *static_cast<wkCacheRecordTarget*>(context);
+    wkCacheProgressState& state = target.progressState();
+    state.progressDone = done;
+    state.progressTotal = total;
+    target.progressChanged();
+    WStr text;
+    text.printf(state.progressFormat.data(), percent(done, total));
+    GetHost().UI().PushTempPrompt(text, 1000);
+    return state.progress.step();
+}
