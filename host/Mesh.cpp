@@ -10,14 +10,6 @@
 
 namespace {
 
-template <class T> void sizeArray(std::vector<T>& items, int n, bool keep) {
-    const std::size_t count = static_cast<std::size_t>(std::max(n, 0));
-    if (keep)
-        items.resize(count);
-    else
-        items.assign(count, T{});
-}
-
 bool flagged(const BitArray& set, std::size_t i) {
     return i < static_cast<std::size_t>(set.GetSize()) && set[static_cast<int>(i)];
 }
@@ -55,14 +47,14 @@ Mesh::Mesh() : maps(NUM_HIDDENMAPS) {}
 void Mesh::setNumVerts(int n, bool keep, bool /*synch*/) {
     if (keep && static_cast<std::size_t>(std::max(n, 0)) == verts.size())
         return;
-    sizeArray(verts, n, keep);
+    SizeMeshArray(verts, n, keep);
     dropNormals();
 }
 
 void Mesh::setNumFaces(int n, bool keep, bool synch) {
     const bool unchanged = keep && static_cast<std::size_t>(std::max(n, 0)) == faces.size();
     if (!unchanged) {
-        sizeArray(faces, n, keep);
+        SizeMeshArray(faces, n, keep);
         dropNormals();
     }
     faceSel.SetSize(getNumFaces(), keep);

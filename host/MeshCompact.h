@@ -1,5 +1,5 @@
-// Order-keeping removal from the arrays of a mesh, shared by the faces, the map channels and
-// the specified normals so that all of them drop the same entries.
+// Sizing and order-keeping removal for the arrays of a mesh, shared by the faces, the map
+// channels and the specified normals so that all of them follow the same rules.
 #pragma once
 
 #include "host/BitArray.h"
@@ -8,6 +8,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+// Sizes an array to n entries (none for a negative n). keep false zeroes every entry; keep true
+// preserves what fits, zeroes the new ones, and allocates nothing when the size stays.
+template <class T> void SizeMeshArray(std::vector<T>& items, int n, bool keep) {
+    const std::size_t count = static_cast<std::size_t>(std::max(n, 0));
+    if (keep)
+        items.resize(count);
+    else
+        items.assign(count, T{});
+}
 
 // The index an item gets after a compaction when it was removed.
 inline constexpr std::uint32_t REMOVED_INDEX = 0xFFFFFFFFu;

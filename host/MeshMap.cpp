@@ -4,22 +4,12 @@
 
 #include <algorithm>
 
-namespace {
-template <class T> void sizeArray(std::vector<T>& items, int n, bool keep) {
-    const std::size_t count = static_cast<std::size_t>(std::max(n, 0));
-    if (keep)
-        items.resize(count);
-    else
-        items.assign(count, T{});
-}
-} // namespace
-
 void MeshMap::setNumVerts(int n, bool keep) {
-    sizeArray(verts, n, keep);
+    SizeMeshArray(verts, n, keep);
 }
 
 void MeshMap::setNumFaces(int n, bool keep) {
-    sizeArray(faces, n, keep);
+    SizeMeshArray(faces, n, keep);
 }
 
 void MeshMap::Clear() {
