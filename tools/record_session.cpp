@@ -1,0 +1,83 @@
+#include "tools/record_session.h"
+
+#include "cachefile/wkCacheBase.h"
+#include "cachefile/wkCacheRegistry.h"
+#include "tools/cli_common.h"
+#include "tools/cli_terminal.h"
+
+namespace wkcli {
+
+namespace {
+
+std::string narrow(const WStr& text) {
+    return text.ToCStr().str();
+}
+
+// The stage's name from its progress format: "Writing Cache (%i %%) ..." shows "Writing Cache".
+std::string stageName(const WStr& format) {
+    const std::string text = narrow(format);
+    return text.substr(0, text.find(" ("));
+}
+
+// The registry's readers load material libraries through this host: they must not outlive it.
+class RegistryScope {
+public:
+    explicit RegistryScope(HeadlessHost& host) { theCacheRegistry.setMaterials(&host.Materials()); }
+    ~RegistryScope() {
+        std::vector<WStr> files;
+        for (const auto& entry : theCacheRegistry.entries())
+            files.push_back(entry.first);
+        for (const WStr& file : files)
+            (void)theCacheRegistry.evictCache(file);
+        theCacheRegistry.setMaterials(nullptr);
+    }
+    RegistryScope(const RegistryScope&) = delete;
+    RegistryScope& operator=(const RegistryScope&) = delete;
+};
+
+} // namespace
+
+RecordResult RunRecording(HeadlessHost& host, wkCacheRecordObject& object,
+                          const std::optional<std::string>& outFile) {
+    ScopedHost installed(host);
+    RegistryScope registry(host);
+    TerminalSession terminal(host.UI());
+
+    const bool quiet = outFile.has_value();
+    // The terminal is the panel of an interactive recording: write errors are shown there.
+    object.setPanelOpen(!quiet);
+    object.setStatusObserver([&terminal](wkCacheRecordObject& o) {
+        const wkCacheProgressState& state = o.progressState();
+        // Only while a stage runs: the status text goes back to the cache's state at its end.
+        if (!o.statusText().IsEmpty() && state.progressTotal > 0 && !state.progressFormat.IsEmpty())
+            terminal.showProgress(stageName(state.progressFormat), state.progressDone,
+                                  state.progressTotal);
+    });
+
+    RecordResult result;
+    const WStr name = quiet ? RecordFileName(WStr::FromUTF8(*outFile)) : WStr();
+    RecordCache(object, quiet ? &name : nullptr, quiet, &result);
+    terminal.endProgress();
+    object.setStatusObserver(nullptr);
+
+    const std::string target = narrow(result.target);
+    switch (result.outcome) {
+    case RecordOutcome::Recorded:
+        return result;
+    case RecordOutcome::NothingToCache:
+        throw CommandError(kExitBadInput, "nothing to cache: no node of the list can be recorded");
+    case RecordOutcome::NoTarget:
+        if (quiet)
+            throw CommandError(kExitBadInput,
+                               narrow(name) + ": cannot be written (its folder does not exist)");
+        throw CommandError(kExitCancelled, "cancelled: no file was chosen");
+    case RecordOutcome::Cancelled:
+        throw CommandError(kExitCancelled, "cancelled: " + target + " was not written");
+    case RecordOutcome::WriteFailed:
+        break;
+    }
+    throw CommandError(kExitBadInput,
+                       target + ": " + narrow(WelkardTools::wkCacheStatusText(result.status)));
+}
+
+} // namespace wkcli

@@ -1,0 +1,23 @@
+// One recording as the wkcache tool runs it: the scene's host installed, its user interface
+// answered on the terminal, progress drawn on stderr, and the outcome turned into the tool's
+// exit codes.
+#pragma once
+
+#include "host/headless/HeadlessHost.h"
+#include "recording/RecordCache.h"
+#include "recording/wkCacheRecordObject.h"
+
+#include <optional>
+#include <string>
+
+namespace wkcli {
+
+// Records `object` of the scene in `host`. With `outFile` the quiet path runs (the name gets
+// ".wkc" unless it ends in it, as the script's record does); without, the interactive one (the
+// object's own file, or a name asked on the terminal). Answers the result of a recording that
+// wrote its file; throws CommandError otherwise: 2 for nothing to cache or a write error, 130
+// for a cancel.
+RecordResult RunRecording(HeadlessHost& host, wkCacheRecordObject& object,
+                          const std::optional<std::string>& outFile);
+
+} // namespace wkcli
