@@ -111,7 +111,7 @@ void appendPadded(std::wstring& out, std::wstring_view text, const Spec& spec) {
     }
 }
 
-// The narrow printf spec for one number, without * (the values are already in spec).
+// The narrow printf conversion for one number, without * (the values are already in it).
 std::string narrowSpec(const Spec& spec) {
     std::string s = "%" + spec.flags;
     if (spec.width >= 0) {
