@@ -4,6 +4,8 @@
 #include "host/Matrix3.h"
 #include "host/Time.h"
 
+#include "tests/host/expect_point.h"
+
 #include <gtest/gtest.h>
 
 #include <numbers>
@@ -11,12 +13,6 @@
 namespace {
 
 constexpr float kPi = std::numbers::pi_v<float>;
-
-void expectNear(const Point3& a, const Point3& b, float eps = 1e-5f) {
-    EXPECT_NEAR(a.x, b.x, eps);
-    EXPECT_NEAR(a.y, b.y, eps);
-    EXPECT_NEAR(a.z, b.z, eps);
-}
 
 TEST(Interval, EmptyAndClosedRange) {
     const Interval empty;

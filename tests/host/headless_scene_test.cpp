@@ -8,6 +8,8 @@
 #include "tests/cachefile/CacheBuilder.h"
 #include "tests/host/string_printers.h"
 
+#include "tests/host/expect_point.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -16,12 +18,6 @@
 namespace {
 
 constexpr float kPi = std::numbers::pi_v<float>;
-
-void expectNearPoint(const Point3& a, const Point3& b, float tolerance = 1e-5f) {
-    EXPECT_NEAR(a.x, b.x, tolerance);
-    EXPECT_NEAR(a.y, b.y, tolerance);
-    EXPECT_NEAR(a.z, b.z, tolerance);
-}
 
 class HeadlessSceneTest : public ::testing::Test {
 protected:
@@ -43,7 +39,7 @@ TEST_F(HeadlessSceneTest, NodeTransformIsScaleRotationPositionTimesTheParent) {
     // A point on the child's x axis: scaled, moved by the child, then turned and moved by the
     // parent.
     const Point3 local(1, 0, 0);
-    expectNearPoint(local * child->GetNodeTM(0), (Point3(3, 0, 0)) * parentTM);
+    expectNear(local * child->GetNodeTM(0), (Point3(3, 0, 0)) * parentTM);
     EXPECT_EQ(child->GetParentNode(), parent);
     ASSERT_EQ(parent->Children().size(), 1u);
 
@@ -56,11 +52,11 @@ TEST_F(HeadlessSceneTest, ObjectTransformPutsTheOffsetInFrontOfTheNodeTransform)
     node->Position().AddKey(0, Point3(5, 0, 0));
     node->SetObjOffsetPos(Point3(0, 0, 2));
     node->SetObjOffsetScale(ScaleValue(Point3(3, 3, 3)));
-    expectNearPoint(Point3(1, 0, 0) * node->GetObjectTM(0), Point3(8, 0, 2));
+    expectNear(Point3(1, 0, 0) * node->GetObjectTM(0), Point3(8, 0, 2));
     // Children follow the node transform, not the object offset.
     HeadlessNode* child = scene.CreateNode(L"c");
     child->SetParent(node);
-    expectNearPoint(Point3() * child->GetNodeTM(0), Point3(5, 0, 0));
+    expectNear(Point3() * child->GetNodeTM(0), Point3(5, 0, 0));
 }
 
 TEST_F(HeadlessSceneTest, VisibilityIsTheTrackTimesTheParentsWhenInherited) {

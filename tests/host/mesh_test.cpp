@@ -2,18 +2,14 @@
 // in step, bounding boxes and smoothing-group normals.
 #include "host/Mesh.h"
 
+#include "tests/host/expect_point.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 
 namespace {
-
-void expectNear(const Point3& a, const Point3& b, float eps = 1e-5f) {
-    EXPECT_NEAR(a.x, b.x, eps);
-    EXPECT_NEAR(a.y, b.y, eps);
-    EXPECT_NEAR(a.z, b.z, eps);
-}
 
 // A cube from -1 to 1; each side is two faces, side s gets smoothing group sideGroup(s).
 template <class SideGroup> Mesh makeCube(SideGroup sideGroup) {
