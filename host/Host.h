@@ -7,12 +7,15 @@
 #pragma once
 
 #include "host/Assets.h"
-#include "host/Materials.h"
 #include "host/HostTime.h"
+#include "host/Materials.h"
+#include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
 #include "host/SceneNodes.h"
 #include "host/UndoHold.h"
 #include "host/UserInterface.h"
+
+#include <memory>
 
 class Host {
 public:
@@ -25,6 +28,13 @@ public:
     virtual ::Assets& Assets() = 0;
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
+
+    // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must
+    // outlive the block.
+    virtual std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
+                                                           ReferenceMaker& owner) = 0;
+    // A new transform controller at the identity, referenced by `owner`.
+    virtual std::unique_ptr<MatrixControl> NewDefaultMatrix3Controller(ReferenceMaker& owner) = 0;
 };
 
 // The installed host. Throws std::logic_error when none is installed: a silent default would

@@ -3,14 +3,11 @@
 #pragma once
 
 #include "host/INode.h"
+#include "host/Reference.h"
 #include "host/SceneObject.h"
 
 #include <memory>
 #include <vector>
-
-// Answers of TestForLoop.
-inline constexpr int REF_FAIL = 0;
-inline constexpr int REF_SUCCEED = 1;
 
 class SceneNodes {
 public:

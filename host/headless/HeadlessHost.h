@@ -8,6 +8,8 @@
 #include "host/Host.h"
 #include "host/headless/HeadlessAssets.h"
 #include "host/headless/HeadlessMaterials.h"
+#include "host/headless/HeadlessPRSControl.h"
+#include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPluginLoader.h"
 #include "host/headless/HeadlessScene.h"
 #include "host/headless/HeadlessTime.h"
@@ -23,6 +25,15 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
+                                                   ReferenceMaker& owner) override {
+        return std::make_unique<HeadlessParamBlock>(desc, owner);
+    }
+    std::unique_ptr<MatrixControl> NewDefaultMatrix3Controller(ReferenceMaker& owner) override {
+        auto control = std::make_unique<HeadlessPRSControl>();
+        control->SetDependent(&owner);
+        return control;
+    }
 
 private:
     // Members end in reverse order: the scene (whose objects a plug-in may have made) before

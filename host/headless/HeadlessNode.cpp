@@ -1,27 +1,15 @@
 #include "host/headless/HeadlessNode.h"
 
+#include "host/headless/HeadlessPRSControl.h"
+
 #include <algorithm>
 #include <stdexcept>
-
-namespace {
-
-// Scale, then rotation, then translation: p * S * R * T. S * R scales the rows of R.
-Matrix3 composeTM(const Point3& scale, const Quat& rotation, const Point3& position) {
-    Matrix3 tm;
-    rotation.MakeMatrix(tm);
-    for (int row = 0; row < 3; ++row)
-        tm.SetRow(row, tm.GetRow(row) * scale[row]);
-    tm.SetTrans(position);
-    return tm;
-}
-
-} // namespace
 
 HeadlessNode::HeadlessNode(WStr name_, SceneObject* object_)
     : name(std::move(name_)), object(object_) {}
 
 Matrix3 HeadlessNode::GetLocalTM(TimeValue t) const {
-    return composeTM(scale.GetValue(t), rotation.GetValue(t), position.GetValue(t));
+    return ComposePRS(scale.GetValue(t), rotation.GetValue(t), position.GetValue(t));
 }
 
 Matrix3 HeadlessNode::GetNodeTM(TimeValue t) {
