@@ -55,6 +55,8 @@ public:
     bool containsCache(const WStr& fileName) const;
     // Removes the entry and deletes its reader; answers the clients it had, who are not told.
     std::vector<wkCachePlaybackState*> evictCache(const WStr& fileName);
+    // Removes every entry, closing all files; the clients are not told.
+    void evictAll() { map.clear(); }
     // Takes the client off every entry (its first occurrence in each), and removes every entry
     // left without clients, whether or not it held this one.
     void releaseClient(wkCachePlaybackState* client);

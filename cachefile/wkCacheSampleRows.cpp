@@ -173,7 +173,14 @@ Matrix3 wkCacheSampleRows::transform(std::int32_t node, std::int32_t sample) con
     const std::int64_t at = recordOffset(node, sample);
     if (at < 0)
         return m;
-    copyOut(at, reinterpret_cast<unsigned char*>(m.GetAddr()), wkCacheFormat::kTransformSize);
+    // Playback reads every element's transform each frame: a record inside one page (nearly
+    // all of them) is one copy of known size.
+    const std::int64_t inPage = at & (kPageSize - 1);
+    if (inPage + wkCacheFormat::kTransformSize <= kPageSize)
+        std::memcpy(m.GetAddr(), pages[static_cast<std::size_t>(at >> kPageBits)].get() + inPage,
+                    wkCacheFormat::kTransformSize);
+    else
+        copyOut(at, reinterpret_cast<unsigned char*>(m.GetAddr()), wkCacheFormat::kTransformSize);
     wkCacheFormat::FixWordOrder(m.GetAddr(), 12);
     return m;
 }

@@ -60,13 +60,19 @@ double determinant(const Mat& a) {
 
 // Eigen-decomposition of a symmetric matrix by cyclic Jacobi rotations: a = Vᵀ diag(l) V, with
 // the eigenvectors as the rows of V and det V = +1. Rows that are already orthogonal to float
-// precision (rigid parts, axis-aligned scale: the common case) take no rotation at all.
-void symmetricEigen(Mat a, Vec& l, Mat& v) {
-    Mat cols = identity(); // eigenvectors as columns while rotating
+// precision (rigid parts, axis-aligned scale: the common case) take no rotation at all: V is
+// then the identity, and the answer says so, so that the caller can skip products with it.
+bool symmetricEigen(Mat a, Vec& l, Mat& v) {
     const double scale = std::max({std::fabs(a[0][0]), std::fabs(a[1][1]), std::fabs(a[2][2])});
     const double floatLevel = 1e-6 * scale;
     const bool settled = std::fabs(a[0][1]) <= floatLevel && std::fabs(a[0][2]) <= floatLevel &&
                          std::fabs(a[1][2]) <= floatLevel;
+    if (settled && std::isfinite(scale)) {
+        l = {a[0][0], a[1][1], a[2][2]};
+        v = identity();
+        return true;
+    }
+    Mat cols = identity(); // eigenvectors as columns while rotating
     for (int sweep = 0; sweep < 32 && !settled; ++sweep) {
         const double off = a[0][1] * a[0][1] + a[0][2] * a[0][2] + a[1][2] * a[1][2];
         if (!(off > 1e-30 * scale * scale))
@@ -92,15 +98,19 @@ void symmetricEigen(Mat a, Vec& l, Mat& v) {
     }
     l = {a[0][0], a[1][1], a[2][2]};
     v = transposed(cols);
+    return false;
 }
 
 // The quaternion whose MakeMatrix is the rotation r.
 Quat quatOf(const Mat& r) {
-    auto row = [&r](int i) {
-        return Point3(static_cast<float>(r[i][0]), static_cast<float>(r[i][1]),
-                      static_cast<float>(r[i][2]));
-    };
-    const Matrix3 m{row(0), row(1), row(2), Point3()};
+    if (r == identity())
+        return Quat(); // what the general road gives for it, without the road
+    // Only the rotation rows are read.
+    Matrix3 m;
+    float* rows = m.GetAddr();
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            rows[3 * i + j] = static_cast<float>(r[i][j]);
     Quat q(m);
     q.Normalize();
     if (q.w < 0.0f)
@@ -122,8 +132,14 @@ Vec perpendicular(const Vec& a) {
 // sigma so that the weakest, least certain one is completed by a cross product with the sign
 // that gives det W the sign of det M.
 Mat rotationRows(const Mat& vm, const Vec& sigma, double detSign) {
+    // Falling sigma, ties in index order: an insertion sort of three.
     std::array<int, 3> order{0, 1, 2};
-    std::sort(order.begin(), order.end(), [&](int x, int y) { return sigma[x] > sigma[y]; });
+    if (sigma[order[1]] > sigma[order[0]])
+        std::swap(order[0], order[1]);
+    if (sigma[order[2]] > sigma[order[0]])
+        order = {order[2], order[0], order[1]};
+    else if (sigma[order[2]] > sigma[order[1]])
+        std::swap(order[1], order[2]);
     const auto [a, b, c] = order;
     Mat w{};
     if (!(sigma[a] > 0.0))
@@ -232,14 +248,15 @@ void decomp_affine(const Matrix3& m, AffineParts* parts) {
 
     Vec lambda;
     Mat v;
-    symmetricEigen(multiply(a, transposed(a)), lambda, v);
+    // Axis-aligned stretch (V the identity, exactly): the products with V change nothing.
+    const bool aligned = symmetricEigen(multiply(a, transposed(a)), lambda, v);
     Vec sigma;
     for (int i = 0; i < 3; ++i)
         sigma[i] = std::sqrt(std::max(lambda[i], 0.0));
 
     // M = S * Qo with S = Vᵀ Σ V and Qo = Vᵀ W; the proper rotation is Q = f * Qo.
-    const Mat w = rotationRows(multiply(v, a), sigma, detSign);
-    Mat q = multiply(transposed(v), w);
+    const Mat w = rotationRows(aligned ? a : multiply(v, a), sigma, detSign);
+    Mat q = aligned ? w : multiply(transposed(v), w);
     for (Vec& row : q)
         row = scaled(row, detSign);
 

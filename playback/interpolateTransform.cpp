@@ -1,36 +1,119 @@
 #include "playback/interpolateTransform.h"
 
-Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
-                              float fraction) {
+#include <cstring>
+
+TransformArcs TransformArcs::Between(const AffineParts& pa, const AffineParts& pb) {
+    TransformArcs arcs;
+    arcs.qTo = pb.q;
+    arcs.qTo.MakeClosest(pa.q);
+    arcs.q = MakeSlerpArc(pa.q, arcs.qTo);
+    arcs.uTo = pb.u;
+    arcs.uTo.MakeClosest(pa.u);
+    arcs.u = MakeSlerpArc(pa.u, arcs.uTo);
+    return arcs;
+}
+
+namespace {
+
+Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
+                    const TransformArcs& arcs, float fraction) {
     const float a = fraction;
     const float b = 1.0f - a;
 
-    AffineParts pa, pb;
-    decomp_affine(first, &pa);
-    decomp_affine(second, &pb);
-
     const Point3 t = pa.t * b + pb.t * a;
-
-    Quat closest = pb.q;
-    closest.MakeClosest(pa.q);
-    const Quat q = Slerp(pa.q, closest, a);
-
-    closest = pb.u;
-    closest.MakeClosest(pa.u);
-    const Quat u = Slerp(pa.u, closest, a);
+    const Quat q = Slerp(pa.q, arcs.qTo, a, arcs.q);
+    const Quat u = Slerp(pa.u, arcs.uTo, a, arcs.u);
 
     const Point3 k = pa.k * b + pb.k * a;
     // Not a sign any more: between mirror images it passes through 0, and the element flattens.
     const float f = pb.f * a + pa.f * b;
 
+    // A stretch along the axes (no stretch rotation at either end, the case of rigid and
+    // uniformly scaled elements) needs none of the products: row i is k_i * Q_i * f, which is
+    // what Inverse(U) * K * U * Q * F * T works out to with U the identity. Q's rows are those
+    // of Quat::MakeMatrix, written out.
+    if (u.x == 0.0f && u.y == 0.0f && u.z == 0.0f) {
+        const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
+        const float xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
+        const float wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
+        const float r[3][3] = {{1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy)},
+                               {2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx)},
+                               {2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy)}};
+        const float kk[3] = {k.x, k.y, k.z};
+        float* m = out.GetAddr();
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j)
+                m[3 * i + j] = kk[i] * r[i][j] * f;
+        m[9] = t.x;
+        m[10] = t.y;
+        m[11] = t.z;
+        out.SetIdentFlags(0);
+        return out;
+    }
+
+    Matrix3 qm;
+    q.MakeMatrix(qm, false);
     Matrix3 tm(true);
     tm.SetTrans(t);
-    Matrix3 qm, um;
-    q.MakeMatrix(qm, false);
+    Matrix3 um;
     u.MakeMatrix(um, false);
     const Matrix3 km = ScaleMatrix(k);
     const Matrix3 fm = ScaleMatrix(Point3(f, f, f));
 
     out = Inverse(um) * km * um * qm * fm * tm;
     return out;
+}
+
+} // namespace
+
+Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
+                              float fraction) {
+    AffineParts pa, pb;
+    decomp_affine(first, &pa);
+    decomp_affine(second, &pb);
+    return blendParts(out, pa, pb, TransformArcs::Between(pa, pb), fraction);
+}
+
+int TransformMemo::find(const Matrix3& m) const {
+    // Bytes, not values: -0 and +0, or two NaNs, are not taken for one another.
+    for (int i = 0; i < 2; ++i)
+        if (slots[i].used &&
+            std::memcmp(slots[i].m.GetAddr(), m.GetAddr(), 12 * sizeof(float)) == 0)
+            return i;
+    return -1;
+}
+
+void TransformMemo::store(int slot, const Matrix3& m) {
+    Slot& s = slots[slot];
+    s.m = m;
+    decomp_affine(m, &s.parts);
+    s.used = true;
+    arcsFrom = -1;
+}
+
+const TransformArcs& TransformMemo::arcs(int from, int to) {
+    if (arcsFrom != from || arcsTo != to) {
+        pairArcs = TransformArcs::Between(slots[from].parts, slots[to].parts);
+        arcsFrom = from;
+        arcsTo = to;
+    }
+    return pairArcs;
+}
+
+Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
+                              float fraction, TransformMemo& memo) {
+    // A miss takes the slot that the other matrix of the pair does not need.
+    int i = memo.find(first);
+    int j = memo.find(second);
+    if (i < 0) {
+        i = j == 0 ? 1 : 0;
+        memo.store(i, first);
+    }
+    if (j < 0)
+        j = memo.find(second); // the same matrix twice
+    if (j < 0) {
+        j = 1 - i;
+        memo.store(j, second);
+    }
+    return blendParts(out, memo.parts(i), memo.parts(j), memo.arcs(i, j), fraction);
 }

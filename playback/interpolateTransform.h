@@ -2,9 +2,52 @@
 #pragma once
 
 #include "host/Matrix3.h"
+#include "host/Quat.h"
 
 // Blends the decomposed factors of first (fraction 0) and second (fraction 1): translation,
 // rotation and stretch rotation by the short arc, stretch, and the determinant sign as a plain
 // float, so that a mirrored pair flattens on its way through zero. Writes and returns out.
 Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
                               float fraction);
+
+// The two rotations' arcs of a blend from the factors pa to pb: each end's rotation turned to
+// the short arc from pa's, and the arc Slerp walks. They depend on the pair alone, not on the
+// fraction.
+struct TransformArcs {
+    Quat qTo; // pb.q on the short arc from pa.q
+    Quat uTo;
+    SlerpArc q;
+    SlerpArc u;
+
+    static TransformArcs Between(const AffineParts& pa, const AffineParts& pb);
+};
+
+// The factors of the last two matrices one element blended, each kept with the matrix it came
+// from. Playback blends the same two samples of an element over several frames, and keeps one
+// of them when it moves on to the next pair, so most frames decompose nothing. A matrix is
+// recognised by its bytes: the factors are those decomp_affine gives for it, always.
+class TransformMemo {
+public:
+    // The slot holding m's factors, or -1.
+    int find(const Matrix3& m) const;
+    // Decomposes m into `slot` (0 or 1).
+    void store(int slot, const Matrix3& m);
+    const AffineParts& parts(int slot) const { return slots[slot].parts; }
+    // The arcs from slot `from` to slot `to`, kept until either slot changes.
+    const TransformArcs& arcs(int from, int to);
+
+private:
+    struct Slot {
+        Matrix3 m;
+        AffineParts parts;
+        bool used = false;
+    };
+    Slot slots[2];
+    TransformArcs pairArcs;
+    int arcsFrom = -1; // -1: no arcs kept
+    int arcsTo = -1;
+};
+
+// interpolateTransform with the factors taken from the memo where it has them: the same result.
+Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
+                              float fraction, TransformMemo& memo);

@@ -1,0 +1,398 @@
+// Frame assembly: locating and loading, the classification of a frame, and the output mesh.
+#include "playback/wkCacheFrameAssembly.h"
+
+#include "playback/interpolateTransform.h"
+#include "playback/wkCacheFrameAccess.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace WelkardTools {
+
+namespace {
+
+// Sets or clears `bit` of `set` to `on`; answers whether it changed.
+bool updateBit(BitArray& set, int bit, bool on) {
+    if ((set[bit] != 0) == on)
+        return false;
+    set.Set(bit, on ? 1 : 0);
+    return true;
+}
+
+// The material id the cache gives face f of the element; 0 for a face it has none for (the
+// box of an element without faces).
+MtlID recordedMaterial(const wkCacheNodeInfo& node, std::int32_t f) {
+    const auto i = static_cast<std::size_t>(f);
+    return i < node.faceMaterials.size() ? node.faceMaterials[i] : MtlID{0};
+}
+
+// The empty output of a frame that shows nothing.
+void emptyMesh(Mesh& out) {
+    if (out.getNumVerts() == 0 && out.getNumFaces() == 0)
+        return;
+    out.FreeAll();
+    out.setNumVerts(0);
+    out.setNumFaces(0);
+    out.ClearSpecifiedNormals();
+    out.InvalidateTopologyCache();
+}
+
+// Deforming elements come first in the cache: positions k go to source vertex k.
+void applyElementFrames(wkCacheReader& reader, Mesh& source, wkCacheFrameTimes& frameTimes) {
+    wkCacheElementFrames& store = reader.getFrameStore();
+    std::vector<float>& positions = store.framePositions;
+    store.fetchElementFrames(reader.fileName(), frameTimes, positions);
+    const std::size_t points =
+        std::min(positions.size() / 3, static_cast<std::size_t>(source.getNumVerts()));
+    if (points == 0)
+        return;
+    Point3* verts = source.getVertPtr(0);
+    const float* p = positions.data();
+    for (std::size_t k = 0; k < points; ++k, p += 3)
+        verts[k] = Point3(p[0], p[1], p[2]);
+}
+
+} // namespace
+
+bool hasOpenData(const wkCacheReader& reader) {
+    return reader.getHeader() != nullptr && reader.getIndex() != nullptr &&
+           reader.getVersion() >= 1;
+}
+
+bool requireOpenData(wkCacheReader& reader) {
+    if (hasOpenData(reader))
+        return true;
+    reader.setStatus(kStatusNoFile);
+    reader.closeFile();
+    return false;
+}
+
+void fitElements(const wkCacheReader& reader, wkCachePlaybackState& state) {
+    const auto count = static_cast<std::size_t>(elementCount(reader));
+    if (state.elements.size() != count)
+        state.elements.resize(count);
+}
+
+wkCacheTiming cacheTiming(const wkCacheReader& reader) {
+    wkCacheTiming timing;
+    if (const wkCacheHeader* header = reader.getHeader()) {
+        timing.cacheStepSize = header->cacheStepSize;
+        timing.cacheFrameRate = header->cacheFrameRate;
+        timing.cacheNumSamples = header->cacheNumSamples;
+    }
+    return timing;
+}
+
+bool locateSample(const wkCacheReader& reader, std::int32_t element, wkCachePlaybackState& state) {
+    if (element < 0 || static_cast<std::size_t>(element) >= state.elements.size())
+        return false;
+    wkCacheElementState& e = state.elements[static_cast<std::size_t>(element)];
+    return ::locateSample(e.time, cacheTiming(reader), state, e);
+}
+
+Matrix3 elementTransform(const wkCacheReader& reader, std::int32_t element,
+                         const wkCacheElementState& e) {
+    const Matrix3 first = reader.sampleTransform(element, e.sample);
+    if (!e.interpolate)
+        return first;
+    Matrix3 blended;
+    interpolateTransform(blended, first, reader.sampleTransform(element, e.nextSample), e.fraction);
+    return blended;
+}
+
+bool locateAndLoad(wkCacheReader& reader, wkCachePlaybackState& state, std::int32_t element) {
+    if (!requireOpenData(reader))
+        return false;
+    fitElements(reader, state);
+    const std::int32_t count = elementCount(reader);
+    if (element >= count)
+        return false;
+    const std::int32_t first = element < 0 ? 0 : element;
+    const std::int32_t end = element < 0 ? count : element + 1;
+
+    // Each sample once, in the order the elements first want it. The list stays empty (and
+    // unallocated) on frames whose samples are all in memory. Elements mostly want what the one
+    // before wanted: the last two samples seen are settled without asking again.
+    std::vector<std::int32_t> wanted;
+    std::int32_t seen[2] = {-1, -1};
+    const auto want = [&](std::int32_t sample) {
+        if (sample < 0 || sample == seen[0] || sample == seen[1])
+            return;
+        seen[1] = seen[0];
+        seen[0] = sample;
+        if (reader.isSampleLoaded(sample) ||
+            std::find(wanted.begin(), wanted.end(), sample) != wanted.end())
+            return;
+        wanted.push_back(sample);
+    };
+    for (std::int32_t e = first; e < end; ++e) {
+        const bool interpolate = locateSample(reader, e, state);
+        const wkCacheElementState& at = state.elements[static_cast<std::size_t>(e)];
+        if (at.sample < 0)
+            continue;
+        want(at.sample);
+        if (interpolate)
+            want(at.nextSample);
+    }
+    // fetchSampleAndRelease closes the file after each row in Per-Sample mode.
+    for (const std::int32_t sample : wanted)
+        if (!reader.fetchSampleAndRelease(sample))
+            return false;
+    return true;
+}
+
+bool prepareFrame(wkCacheReader& reader, wkCachePlaybackState& state) {
+    // 1-3: a clean status; Per-Sample keeps only what this frame needs.
+    reader.setStatus(kStatusOk);
+    if (!reader.getKeepFileOpen())
+        reader.dropSamples();
+    if (!requireOpenData(reader))
+        return false;
+
+    // 4
+    if (!locateAndLoad(reader, state, -1))
+        return false;
+
+    // 5: the element sets of the state follow the element count.
+    const std::int32_t count = elementCount(reader);
+    if (state.hiddenElements.GetSize() != count || state.deletedElements.GetSize() != count ||
+        state.materialElements.GetSize() != count) {
+        state.hiddenElements.SetSize(count);
+        state.deletedElements.SetSize(count);
+        state.materialElements.SetSize(count);
+        for (wkCacheElementState& e : state.elements) {
+            e.appliedMaterial = -1;
+            e.hasAppliedMaterial = false;
+        }
+    }
+
+    if (state.transformMemos.size() != static_cast<std::size_t>(count))
+        state.transformMemos.assign(static_cast<std::size_t>(count), TransformMemo());
+
+    // 6: the frame change record starts empty.
+    wkCacheIndex& index = *reader.getIndex();
+    index.hiddenChanged.SetSize(count);
+    index.deletedChanged.SetSize(count);
+    index.materialChanged.SetSize(count);
+    index.removedFaces = 0;
+    index.removedVerts = 0;
+
+    const bool hasVisibility = reader.cacheHasVisibility() != 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
+        const std::int32_t previous = e.appliedMaterial;
+
+        // 7: shown, hidden or deleted.
+        bool deleted = !e.inRange || e.deleted;
+        bool hidden = false;
+        if (!deleted && hasVisibility && !reader.sampleVisible(i, e.sample)) {
+            if (state.deleteInvisible)
+                deleted = true;
+            else if (state.hideInvisible)
+                hidden = true;
+        }
+
+        // 8: the material the element's faces take.
+        if (deleted)
+            e.appliedMaterial = -1;
+        else if (e.hasGroupMaterial)
+            e.appliedMaterial = e.groupMaterial;
+        else if (hidden && state.applyMaterial && state.invisibleMaterial >= 0)
+            e.appliedMaterial = state.invisibleMaterial;
+        else
+            e.appliedMaterial = -1;
+        e.hasAppliedMaterial = e.appliedMaterial != -1;
+
+        // 9: the three sets, and what changed in them.
+        if (updateBit(state.deletedElements, i, deleted))
+            index.deletedChanged.Set(i);
+        if (updateBit(state.hiddenElements, i, hidden))
+            index.hiddenChanged.Set(i);
+        if (updateBit(state.materialElements, i, e.appliedMaterial != -1) ||
+            e.appliedMaterial != previous)
+            index.materialChanged.Set(i);
+
+        // 10
+        if (deleted) {
+            const wkCacheNodeInfo& node = *reader.getIndex()->nodes[static_cast<std::size_t>(i)];
+            index.removedFaces += state.boxMode ? 12 : node.numFaces;
+            index.removedVerts += state.boxMode ? 8 : node.numVerts;
+        }
+    }
+    return true;
+}
+
+bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& markers,
+                   wkCachePlaybackState& state, wkCacheFrameTimes& frameTimes, bool force) {
+    markers.clear();
+
+    // 1
+    if (!prepareFrame(reader, state)) {
+        emptyMesh(out);
+        return false;
+    }
+    const wkCacheIndex& index = *reader.getIndex();
+    const std::int32_t count = elementCount(reader);
+
+    // 2
+    const bool materialChanged = index.materialChanged.AnyBitSet();
+    const bool hiddenChanged = index.hiddenChanged.AnyBitSet();
+    const bool deletedChanged = index.deletedChanged.AnyBitSet();
+    const bool lastHideInvisible = state.lastHideInvisible;
+    state.lastHideInvisible = state.hideInvisible;
+
+    // 3: a cache without nodes has no source meshes, and shows nothing.
+    const bool boxMode = state.boxMode;
+    Mesh* sourcePtr = boxMode ? reader.getBoxMesh() : reader.getFullMesh();
+    if (sourcePtr == nullptr) {
+        emptyMesh(out);
+        return true;
+    }
+    Mesh& source = *sourcePtr;
+
+    // 4: deformation, written into the source in place.
+    if (!boxMode) {
+        frameTimes.sampleTimes.clear();
+        for (const wkCacheElementState& e : state.elements)
+            frameTimes.sampleTimes.push_back(static_cast<float>(e.sample) + e.fraction);
+        // Only a version 3 file has a block; an earlier one would be read for nothing.
+        if (reader.getVersion() >= 3)
+            applyElementFrames(reader, source, frameTimes);
+    }
+
+    // 5
+    if (index.removedFaces == source.getNumFaces()) {
+        emptyMesh(out);
+        return true;
+    }
+
+    // 6: the topology is rebuilt only when it changed, or the output is not what it should be.
+    const bool rebuild = force || deletedChanged ||
+                         out.getNumVerts() != source.getNumVerts() - index.removedVerts ||
+                         out.getNumFaces() != source.getNumFaces() - index.removedFaces;
+    if (rebuild) {
+        out = source;
+    } else if (!state.hideInvisible && lastHideInvisible != state.hideInvisible) {
+        for (int f = 0; f < out.getNumFaces(); ++f)
+            out.getFace(f).Show();
+    }
+
+    // 7: faces are deleted only after a rebuild, so the fast path never needs the set.
+    BitArray facesToDelete;
+    if (rebuild)
+        facesToDelete.SetSize(out.getNumFaces());
+    std::int32_t sourceVert = 0;
+    std::int32_t sourceFace = 0;
+    std::int32_t outVert = 0;
+    std::int32_t outFace = 0;
+
+    // Specified normals are rewritten at every frame; their specs know their meshes meanwhile.
+    MeshNormalSpec* sourceNormals = nullptr;
+    MeshNormalSpec* outNormals = nullptr;
+    if (!boxMode && source.GetSpecifiedNormals() != nullptr &&
+        source.GetSpecifiedNormals()->GetNumFaces() > 0 && out.GetSpecifiedNormals() != nullptr) {
+        sourceNormals = source.GetSpecifiedNormals();
+        outNormals = out.GetSpecifiedNormals();
+        sourceNormals->SetParent(&source);
+        outNormals->SetParent(&out);
+    }
+    const bool normals = sourceNormals != nullptr;
+
+    // 8
+    const Point3* sourceVerts = source.getNumVerts() > 0 ? source.getVertPtr(0) : nullptr;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
+        const wkCacheNodeInfo& node = *index.nodes[static_cast<std::size_t>(i)];
+
+        const Matrix3 first = reader.sampleTransform(i, e.sample);
+        Matrix3 tm = first;
+        if (e.interpolate)
+            interpolateTransform(tm, first, reader.sampleTransform(i, e.nextSample), e.fraction,
+                                 state.transformMemos[static_cast<std::size_t>(i)]);
+        if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
+            tm *= frameTimes.scale;
+        const bool hidden = state.hiddenElements[i] != 0;
+        if (hidden && state.isViewport)
+            markers.push_back(tm);
+
+        const std::int32_t verts = boxMode ? 8 : node.numVerts;
+        const std::int32_t faces = boxMode ? 12 : node.numFaces;
+        const bool deleted = state.deletedElements[i] != 0;
+        // A source shorter than its elements claim (a damaged file) ends the frame there.
+        const bool takesRoom = !deleted || rebuild;
+        if (sourceVert + verts > source.getNumVerts() ||
+            sourceFace + faces > source.getNumFaces() ||
+            (takesRoom &&
+             (outVert + verts > out.getNumVerts() || outFace + faces > out.getNumFaces())))
+            break;
+
+        if (deleted) {
+            if (rebuild)
+                for (std::int32_t f = 0; f < faces; ++f)
+                    facesToDelete.Set(outFace + f);
+        } else {
+            Point3* dst = out.getVertPtr(outVert);
+            const Point3* src = sourceVerts + sourceVert;
+            for (std::int32_t v = 0; v < verts; ++v)
+                dst[v] = src[v] * tm;
+
+            const bool hiddenTouched = rebuild || index.hiddenChanged[i] != 0;
+            const bool materialTouched = rebuild || index.materialChanged[i] != 0;
+            if (hiddenTouched || materialTouched || normals) {
+                const bool useApplied = state.materialElements[i] != 0;
+                const auto applied = static_cast<MtlID>(e.appliedMaterial & 0xFFFF);
+                const MtlID boxMaterial = recordedMaterial(node, 0);
+                for (std::int32_t f = 0; f < faces; ++f) {
+                    Face& face = out.getFace(outFace + f);
+                    if (hiddenTouched)
+                        face.SetHide(hidden);
+                    if (materialTouched) {
+                        MtlID id = applied;
+                        if (!useApplied)
+                            id = boxMode ? boxMaterial : recordedMaterial(node, f);
+                        face.setMatID(id);
+                    }
+                    if (normals && sourceFace + f < sourceNormals->GetNumFaces() &&
+                        outFace + f < outNormals->GetNumFaces())
+                        for (int c = 0; c < 3; ++c)
+                            outNormals->SetNormal(
+                                outFace + f, c,
+                                tm.VectorTransform(sourceNormals->GetNormal(sourceFace + f, c)));
+                }
+            }
+        }
+
+        sourceVert += verts;
+        sourceFace += faces;
+        if (takesRoom) {
+            outVert += verts;
+            outFace += faces;
+        }
+    }
+    if (normals) {
+        sourceNormals->SetParent(nullptr);
+        outNormals->SetParent(nullptr);
+    }
+
+    // 9
+    if (facesToDelete.AnyBitSet()) {
+        BitArray isolated(out.getNumVerts());
+        out.DeleteFaceSet(facesToDelete, &isolated);
+        if (isolated.AnyBitSet())
+            out.DeleteVertSet(isolated);
+    }
+
+    // 10: the least invalidation that covers what changed.
+    if (rebuild) {
+        out.BuildStripsAndEdges();
+        out.buildNormals();
+        out.InvalidateTopologyCache();
+    } else if (hiddenChanged || materialChanged) {
+        out.InvalidateTopologyCache();
+    } else if (state.invalidateGeom) {
+        out.InvalidateGeomCache();
+    }
+    return true;
+}
+
+} // namespace WelkardTools
