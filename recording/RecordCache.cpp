@@ -401,7 +401,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     // 11. Publish.
     for (wkCachePlaybackState* client : clients) {
         if (wkCacheRecordTarget* clientObject = object.targetOfClient(client))
-            clientObject->invalidateAll();
+            clientObject->invalidateElements();
     }
     object.setPlayStart(params.recStart);
     object.setExplodeStart(params.recStart);

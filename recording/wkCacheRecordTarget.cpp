@@ -5,14 +5,6 @@
 #include <algorithm>
 #include <cmath>
 
-wkCacheRecordParams wkCacheRecordParams::clamped() const {
-    wkCacheRecordParams p = *this;
-    p.recStart = std::clamp(recStart, -9999999, 9999999);
-    p.recEnd = std::clamp(recEnd, -9999999, 9999999);
-    p.recStep = std::isnan(recStep) ? 1.0f : std::clamp(recStep, 0.001f, 999999.0f);
-    return p;
-}
-
 namespace {
 
 // floor(done / total * 100 + 0.5) in single precision; a total of 0 (or a figure that is no

@@ -8,6 +8,7 @@
 #include "cachefile/wkCacheBase.h"
 #include "host/Assets.h"
 #include "host/INode.h"
+#include "host/Reference.h"
 #include "host/SceneObject.h"
 #include "playback/wkCacheProgress.h"
 
@@ -26,9 +27,6 @@ struct wkCacheRecordParams {
     bool recWriteTransform = true; // always on: transforms are always written
     bool recWriteDeform = false;
     bool recWriteTopology = false;
-
-    // The values the parameter block would hold after the host's range clamping.
-    wkCacheRecordParams clamped() const;
 };
 
 // The progress of a long operation as the object keeps it for its status display.
@@ -38,11 +36,6 @@ struct wkCacheProgressState {
     std::int32_t progressTotal = -1;
     wkCacheProgress progress;
 };
-
-// Host change messages and part masks the recording sends.
-inline constexpr int REFMSG_CHANGE = 80;
-inline constexpr std::uint32_t PART_GEOM = 2;
-inline constexpr std::uint32_t PART_ALL = 0x800037FF;
 
 class wkCacheRecordTarget {
 public:
@@ -72,6 +65,8 @@ public:
     virtual wkCacheRecordTarget* targetOfClient(wkCachePlaybackState* client) const = 0;
     // Declares the whole mesh stale and tells the dependents (message 80, all parts).
     virtual void invalidateAll() = 0;
+    // invalidateAll, with the element states to be sized and scanned again: the file changed.
+    virtual void invalidateElements() = 0;
     virtual void notifyDependents(std::uint32_t partMask, int message) = 0;
 
     // ---- Status display

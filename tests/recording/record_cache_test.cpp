@@ -1,8 +1,8 @@
 // The record pipeline from the node list to the loaded result: every way through it, what the
 // file holds, what the object, the scene, the hold and the registry look like afterwards.
 #include "cachefile/wkCacheRegistry.h"
+#include "object/wkCache_obj.h"
 #include "recording/RecordCache.h"
-#include "recording/wkCacheRecordObject.h"
 #include "tests/recording/RecordTestScene.h"
 
 #include <filesystem>
@@ -33,7 +33,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        cache = scene.Add(std::make_unique<wkCacheRecordObject>());
+        cache = scene.Add(std::make_unique<wkCache_obj>());
         cacheNode = scene.CreateNode(L"My Cache", cache);
         wkCacheRecordParams params;
         params.recStart = 0;
@@ -41,11 +41,7 @@ protected:
         cache->setRecordParams(params);
     }
     void TearDown() override {
-        std::vector<WStr> files;
-        for (const auto& [file, entry] : theCacheRegistry.entries())
-            files.push_back(file);
-        for (const WStr& file : files)
-            (void)theCacheRegistry.evictCache(file);
+        theCacheRegistry.evictAll();
         theCacheRegistry.setMaterials(nullptr);
     }
 
@@ -64,7 +60,7 @@ protected:
     }
     wkCacheReader reader(const std::string& name) const { return wkCacheReader(wpath(name)); }
 
-    wkCacheRecordObject* cache = nullptr;
+    wkCache_obj* cache = nullptr;
     HeadlessNode* cacheNode = nullptr;
     RecordResult result;
 };
@@ -98,6 +94,8 @@ TEST_F(RecordCacheTest, ARecordingWritesTheNodesAndLoadsTheFileIntoTheObject) {
     }
 
     // The object plays the new file, its ranges follow the record range, its list is empty.
+    cache->updateCacheMesh(800);
+    EXPECT_TRUE(cache->isMeshReady());
     EXPECT_NE(theCacheRegistry.readerOfClient(cache->playbackState()), nullptr);
     EXPECT_EQ(cache->fileName().GetFileName(), wpath("out.wkc"));
     EXPECT_EQ(cache->getPlayStart(), 0);
@@ -201,7 +199,7 @@ TEST_F(RecordCacheTest, EscapeWhileWritingCancelsQuietlyAndLeavesNoFile) {
     EXPECT_FALSE(host.Hold().IsSuspended());
     EXPECT_EQ(host.Hold().NumUndoSteps(), 0);
     EXPECT_EQ(cache->nodeCount(), 2);
-    EXPECT_TRUE(cache->statusText().IsEmpty());
+    EXPECT_EQ(cache->statusText(), WStr(L"No cache file."));
     EXPECT_FALSE(theCacheRegistry.containsCache(wpath("cancel.wkc")));
 }
 
@@ -255,8 +253,10 @@ TEST_F(RecordCacheTest, OneMaterialIsSavedBesideTheFileAndGivenToTheSelectedCach
     ASSERT_NE(cacheNode->GetMtl(), nullptr);
     EXPECT_EQ(cacheNode->GetMtl()->GetName(), WStr(L"crate"));
     EXPECT_EQ(second->GetMtl(), nullptr); // not selected
-    EXPECT_EQ(theCacheRegistry.readerOfClient(cache->playbackState())->getMaterialLibrary(),
-              nullptr);
+    // The object's first frame on the new file gives the material to its nodes that have none.
+    cache->updateCacheMesh(0);
+    ASSERT_NE(second->GetMtl(), nullptr);
+    EXPECT_EQ(second->GetMtl()->GetName(), WStr(L"crate"));
 }
 
 TEST_F(RecordCacheTest, WithoutSavingTheMaterialGoesStraightToTheNodes) {
@@ -276,7 +276,7 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     list({boxNode("a")});
     ASSERT_EQ(record("shared.wkc"), 1);
 
-    auto* other = scene.Add(std::make_unique<wkCacheRecordObject>());
+    auto* other = scene.Add(std::make_unique<wkCache_obj>());
     HeadlessNode* bare = scene.CreateNode(L"other bare", other);
     HeadlessNode* dressed = scene.CreateNode(L"other dressed", other);
     bare->SetSelected(true);
@@ -290,8 +290,9 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     HeadlessNode* b = boxNode("b");
     b->SetMtl(std::make_shared<Mtl>(L"Blue"));
     list({b});
+    const int invalidations = other->invalidations();
     ASSERT_EQ(record("shared.wkc"), 1);
-    EXPECT_EQ(other->invalidations(), 1);
+    EXPECT_EQ(other->invalidations(), invalidations + 1);
     EXPECT_EQ(other->notifications().back(), (std::pair<std::uint32_t, int>{PART_ALL, 80}));
     // The other object lost its reader with the eviction and finds a new one at its next use.
     EXPECT_EQ(theCacheRegistry.findEntryOfClient(other->playbackState()), nullptr);
@@ -414,7 +415,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
-    auto* loose = scene.Add(std::make_unique<wkCacheRecordObject>());
+    auto* loose = scene.Add(std::make_unique<wkCache_obj>());
     loose->appendNodeEntry(boxNode("a"));
     EXPECT_EQ(RecordCache(*loose, nullptr, false, &result), 0);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);

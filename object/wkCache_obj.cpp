@@ -1,0 +1,285 @@
+// The cache object's life, its parameters and their change messages, and what a recording asks
+// of it. Playback itself is in wkCache_objUpdate.cpp and wkCache_objEvaluate.cpp.
+#include "object/wkCache_obj.h"
+
+#include "cachefile/wkCacheRegistry.h"
+#include "host/Host.h"
+#include "playback/wkCacheUnitScale.h"
+#include "recording/RecordCache.h"
+
+using namespace wkCacheParam;
+
+// Puts the node list back as it was before clearNodes.
+class wkCache_obj::NodeListRestore final : public RestoreObj {
+public:
+    NodeListRestore(wkCache_obj& object_, std::vector<INode*> before_)
+        : object(object_), before(std::move(before_)) {}
+    void Restore(bool) override {
+        IParamBlock2& block = object.params();
+        block.Delete(nodes, 0, block.Count(nodes));
+        for (INode* node : before)
+            object.appendNodeEntry(node);
+    }
+    void Redo() override { object.params().Delete(nodes, 0, object.params().Count(nodes)); }
+
+private:
+    wkCache_obj& object;
+    std::vector<INode*> before;
+};
+
+wkCache_obj::wkCache_obj(bool loading)
+    : parameters(GetHost().CreateParamBlock(wkCacheParamBlockDesc(), *this)),
+      gizmoControl(GetHost().NewDefaultMatrix3Controller(*this)),
+      playback(std::make_unique<wkCachePlaybackState>(this)), firstBuild(loading) {
+    const HostTime& clock = GetHost().Time();
+    if (!firstBuild) {
+        const int tpf = clock.GetTicksPerFrame();
+        const int startFrame = clock.GetAnimStart() / tpf;
+        const int endFrame = clock.GetAnimEnd() / tpf;
+        parameters->SetValue(playStart, 0, startFrame);
+        parameters->SetValue(recStart, 0, startFrame);
+        parameters->SetValue(explodeStart, 0, startFrame);
+        parameters->SetValue(recEnd, 0, endFrame);
+        parameters->SetValue(explodeEnd, 0, endFrame);
+    }
+    parameters->SetValue(playFPS, 0, clock.GetFrameRate());
+}
+
+wkCache_obj::~wkCache_obj() {
+    theCacheRegistry.releaseClient(playback.get());
+}
+
+// ---- Render
+
+int wkCache_obj::RenderBegin(TimeValue) {
+    animFlags |= A_RENDER;
+    invalidateElements();
+    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    return 0;
+}
+
+int wkCache_obj::RenderEnd(TimeValue) {
+    animFlags &= ~A_RENDER;
+    invalidateElements();
+    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    return 0;
+}
+
+// ---- Invalidation
+
+void wkCache_obj::invalidateAll() {
+    elementValid.SetEmpty();
+    lastTime = -1;
+    meshValid.SetEmpty();
+    ++invalidateCount;
+    notifyDependents(PART_ALL, REFMSG_CHANGE);
+}
+
+void wkCache_obj::invalidateElements() {
+    elementStateDirty = true;
+    invalidateAll();
+}
+
+void wkCache_obj::invalidateSelection() {
+    lastTime = -1;
+    meshValid.SetEmpty();
+    notifyDependents(PART_ALL, REFMSG_CHANGE);
+}
+
+void wkCache_obj::notifyDependents(std::uint32_t partMask, int message) {
+    sent.emplace_back(partMask, message);
+}
+
+// ---- Parameter changes
+
+RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target, PartID,
+                                        RefMessage message, bool) {
+    // Messages the object never passes on.
+    if (message == 259 || message == 562 || message == 128)
+        return REF_STOP;
+    if (message != REFMSG_CHANGE)
+        return REF_SUCCEED;
+    const bool fromGizmo = gizmoControl && target == gizmoControl.get();
+    if (!fromGizmo && target != parameters.get())
+        return REF_SUCCEED;
+    const ParamID p = parameters->LastNotifyParamID();
+    if (!fromGizmo && p == nodes)
+        return REF_SUCCEED;
+
+    const bool interactive = parameters->GetInt(triggerInteractive) == 1;
+    const int mode = parameters->GetInt(triggerMode);
+    if (fromGizmo) {
+        // A moved gizmo moves the activation only when it is the trigger.
+        if (interactive && mode == 1)
+            invalidateElements();
+        return REF_SUCCEED;
+    }
+    const bool useGraph = parameters->GetInt(playUseGraph) == 1;
+    const bool clockParameter = p == scaleUnits || p == playStart || p == playSpeed ||
+                                p == playFPS || p == playSpeedSteps || p == playReverse;
+
+    bool invalidate = false;
+    if (interactive) {
+        if (p == playInORT || p == playOutORT || p == triggerMode || p == triggerInteractive ||
+            p == triggerSteps || p == vpDeleteObjects) {
+            elementStateDirty = true;
+            invalidate = true;
+        } else if (p == triggerOmni) {
+            if (mode != 2)
+                return REF_SUCCEED;
+            elementStateDirty = true;
+            invalidate = true;
+        } else if (clockParameter && !useGraph && mode >= 1) {
+            elementStateDirty = true;
+            invalidate = true;
+        }
+    }
+    if (!invalidate) {
+        if (p == playUseGraph || p == elementFrames) {
+            invalidate = true;
+        } else if ((clockParameter || p == vpDisplayCache) && !useGraph) {
+            invalidate = true;
+        } else if (p == playFrame) {
+            if (!useGraph)
+                return REF_SUCCEED;
+            invalidate = true;
+        } else if (p == vpBoxMode || p == vpInterpolate || p == vpHideObjects ||
+                   p == loadTypeLocal) {
+            playback->boxMode = parameters->GetInt(vpBoxMode) == 1;
+            playback->interpolateFrames = parameters->GetInt(vpInterpolate) == 1;
+            playback->hideInvisible = parameters->GetInt(vpHideObjects) == 1;
+            invalidateSelection();
+        }
+    }
+    if (invalidate)
+        invalidateAll();
+
+    if (p == wkCacheParam::fileName) {
+        // A new file keeps nothing of the old one's element states.
+        theCacheRegistry.releaseClient(playback.get());
+        invalidateElements();
+    } else if (p == scaleUnitsFrom || p == scaleUnitsTo) {
+        applyUnitLists();
+    }
+    return REF_SUCCEED;
+}
+
+void wkCache_obj::applyUnitLists() {
+    const float scale =
+        UnitListScale(parameters->GetInt(scaleUnitsFrom), parameters->GetInt(scaleUnitsTo));
+    parameters->SetValue(scaleUnits, 0, scale);
+}
+
+// ---- What a recording asks
+
+int wkCache_obj::nodeCount() const {
+    return parameters->Count(nodes);
+}
+
+INode* wkCache_obj::nodeAt(int index, TimeValue t) const {
+    if (index < 0 || index >= nodeCount())
+        return nullptr;
+    return parameters->GetINode(nodes, t, index);
+}
+
+std::vector<INode*> wkCache_obj::nodeList() const {
+    std::vector<INode*> list;
+    for (int i = 0; i < nodeCount(); ++i)
+        list.push_back(nodeAt(i, 0));
+    return list;
+}
+
+void wkCache_obj::clearNodes() {
+    UndoHold& hold = GetHost().Hold();
+    if (hold.Holding())
+        hold.Put(std::make_unique<NodeListRestore>(*this, nodeList()));
+    parameters->Delete(nodes, 0, nodeCount());
+}
+
+bool wkCache_obj::addNode(INode* node) {
+    if (!IsRecordableNode(*this, node, true))
+        return false;
+    appendNodeEntry(node);
+    return true;
+}
+
+void wkCache_obj::appendNodeEntry(INode* node) {
+    const int at = parameters->Append(nodes, 1);
+    parameters->SetValue(nodes, 0, node, at);
+}
+
+wkCacheRecordParams wkCache_obj::recordParams() const {
+    wkCacheRecordParams p;
+    p.recStart = parameters->GetInt(recStart);
+    p.recEnd = parameters->GetInt(recEnd);
+    p.recStep = parameters->GetFloat(recStep);
+    p.recSaveMaterial = parameters->GetInt(recSaveMaterial) == 1;
+    p.recClearNodeList = parameters->GetInt(recClearNodeList) == 1;
+    p.recWriteTransform = parameters->GetInt(pb_recWriteTransform) == 1;
+    p.recWriteDeform = parameters->GetInt(pb_recWriteDeform) == 1;
+    p.recWriteTopology = parameters->GetInt(pb_recWriteTopology) == 1;
+    return p;
+}
+
+void wkCache_obj::setRecordParams(const wkCacheRecordParams& p) {
+    parameters->SetValue(recStart, 0, p.recStart);
+    parameters->SetValue(recEnd, 0, p.recEnd);
+    parameters->SetValue(recStep, 0, p.recStep);
+    parameters->SetValue(recSaveMaterial, 0, int{p.recSaveMaterial});
+    parameters->SetValue(recClearNodeList, 0, int{p.recClearNodeList});
+    parameters->SetValue(pb_recWriteTransform, 0, int{p.recWriteTransform});
+    parameters->SetValue(pb_recWriteDeform, 0, int{p.recWriteDeform});
+    parameters->SetValue(pb_recWriteTopology, 0, int{p.recWriteTopology});
+}
+
+AssetUser wkCache_obj::fileName() const {
+    return parameters->GetAssetUser(wkCacheParam::fileName);
+}
+
+void wkCache_obj::setFileName(const AssetUser& asset) {
+    parameters->SetValue(wkCacheParam::fileName, 0, asset);
+}
+
+void wkCache_obj::setPlayStart(int frame) {
+    parameters->SetValue(playStart, 0, frame);
+}
+
+void wkCache_obj::setExplodeStart(int frame) {
+    parameters->SetValue(explodeStart, 0, frame);
+}
+
+void wkCache_obj::setExplodeEnd(int frame) {
+    parameters->SetValue(explodeEnd, 0, frame);
+}
+
+int wkCache_obj::getPlayStart() const {
+    return parameters->GetInt(playStart);
+}
+
+int wkCache_obj::getExplodeStart() const {
+    return parameters->GetInt(explodeStart);
+}
+
+int wkCache_obj::getExplodeEnd() const {
+    return parameters->GetInt(explodeEnd);
+}
+
+// A registry client is a playback state, and every playback state knows its object.
+wkCacheRecordTarget* wkCache_obj::targetOfClient(wkCachePlaybackState* client) const {
+    return client != nullptr ? client->owner : nullptr;
+}
+
+// ---- Status display
+
+void wkCache_obj::showStatus(const WStr* text) {
+    if (!panelOpen)
+        return;
+    status = text != nullptr ? *text : defaultStatusText();
+    if (statusObserver)
+        statusObserver(*this);
+}
+
+void wkCache_obj::progressChanged() {
+    if (statusObserver)
+        statusObserver(*this);
+}

@@ -1,0 +1,198 @@
+// wkCache_obj: the cache object, the one scene class of the system. It plays a .wkc file back as
+// one mesh, each recorded node an element with its own time, and it is what a recording records
+// for.
+//
+// The object holds its settings in a parameter block that the host makes (reference 0), and
+// its per-object playback state, which is also its client key in the open-cache registry. It
+// never owns a reader: it asks the registry each time. updateCacheMesh(t) is the one entry of
+// the playback path; everything that changes its outcome empties the validity intervals through
+// invalidateAll or invalidateSelection.
+#pragma once
+
+#include "cachefile/wkCacheReader.h"
+#include "elements/wkCacheActivation.h"
+#include "elements/wkCacheGroupActions.h"
+#include "elements/wkCachePlaybackState.h"
+#include "host/HostTime.h"
+#include "host/Mesh.h"
+#include "host/ParamBlock.h"
+#include "host/Reference.h"
+#include "object/wkCacheParams.h"
+#include "playback/wkCacheFrameTimes.h"
+#include "recording/wkCacheRecordTarget.h"
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+// The host's flag of an object inside a render.
+inline constexpr std::uint32_t A_RENDER = 0x400000;
+
+class wkCache_obj final : public GeomObject, public ReferenceMaker, public wkCacheRecordTarget {
+public:
+    static constexpr Class_ID kClassID{0x74131F4A, 0x5C615BBA};
+
+    // `loading`: made for a scene being loaded or a clone, which keeps what its parameter block
+    // will hold. A new object takes its ranges from the animation range. Needs an installed host.
+    explicit wkCache_obj(bool loading = false);
+    // Leaves the open-cache registry.
+    ~wkCache_obj() override;
+    wkCache_obj(const wkCache_obj&) = delete;
+    wkCache_obj& operator=(const wkCache_obj&) = delete;
+
+    // ---- SceneObject: the mesh at t
+    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
+    Class_ID ClassID() const override { return kClassID; }
+    bool CanConvertToTriMesh() const override { return true; }
+    TriObjectConversion ConvertToTriMesh(TimeValue t) override;
+    RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
+
+    // ---- Render begin and end: the render flag, with fresh element states either way.
+    int RenderBegin(TimeValue t);
+    int RenderEnd(TimeValue t);
+    bool inRender() const { return (animFlags & A_RENDER) != 0; }
+
+    // ---- Parameters
+    IParamBlock2& params() { return *parameters; }
+    const IParamBlock2& params() const { return *parameters; }
+    // The gizmo's transform controller (reference 1), the trigger of activation by gizmo.
+    MatrixControl& gizmo() { return *gizmoControl; }
+    RefResult NotifyRefChanged(const Interval& changeInt, ReferenceTarget* target, PartID part,
+                               RefMessage message, bool propagate) override;
+
+    // ---- Playback
+    // Brings `mesh` up to date for t: afterwards meshValid is [t, t], or empty on failure.
+    void updateCacheMesh(TimeValue t);
+    // The element states for t (activation, clock, groups), unless they hold for t already.
+    // forRender takes the render settings outside a render too.
+    void evaluateElements(TimeValue t, WelkardTools::wkCacheReader& reader, bool forRender);
+    // The mesh alone is stale; the element states hold.
+    void invalidateSelection();
+
+    const Mesh& getMesh() const { return mesh; }
+    // One matrix per hidden element of the last frame, in the viewport.
+    const std::vector<Matrix3>& getMarkers() const { return markers; }
+    Interval meshValidity() const { return meshValid; }
+    Interval elementValidity() const { return elementValid; }
+    bool isMeshReady() const { return meshReady; }
+    bool isGeomCacheStale() const { return geomCacheStale; }
+    TimeValue getLastTime() const { return lastTime; }
+    wkCachePlaybackState& playbackRecord() { return *playback; }
+    const wkCachePlaybackState& playbackRecord() const { return *playback; }
+    // The full path of fileName, or empty when none is set or it cannot be resolved.
+    WStr resolvedFilePath() const;
+    // The text the status line shows while no operation shows its own.
+    WStr defaultStatusText() const;
+
+    // ---- Element groups, each operation one undoable step that keeps elementFrames (one entry
+    // per group, the frame of Set Frame) in step with the list. False for an unknown group, or
+    // a name that is empty or in use; a change to what is already there holds nothing and
+    // answers true.
+    bool addGroup(const WStr& name);
+    bool removeGroup(const WStr& name);
+    void removeAllGroups();
+    bool renameGroup(const WStr& name, const WStr& newName);
+    // direction < 0 moves the group up the list, > 0 down.
+    bool moveGroup(const WStr& name, int direction);
+    bool makeGroupElementsUnique(const WStr& name);
+    bool setGroupMode(const WStr& name, int mode);
+    bool setGroupByAge(const WStr& name, bool on);
+    bool setGroupByDistance(const WStr& name, bool on);
+
+    // ---- wkCacheRecordTarget
+    SceneObject& recordObject() override { return *this; }
+    int nodeCount() const override;
+    INode* nodeAt(int index, TimeValue t) const override;
+    void clearNodes() override;
+    wkCacheRecordParams recordParams() const override;
+    AssetUser fileName() const override;
+    void setFileName(const AssetUser& asset) override;
+    void setPlayStart(int frame) override;
+    void setExplodeStart(int frame) override;
+    void setExplodeEnd(int frame) override;
+    wkCachePlaybackState* playbackState() override { return playback.get(); }
+    wkCacheRecordTarget* targetOfClient(wkCachePlaybackState* client) const override;
+    void invalidateAll() override;
+    // The strong form: element states must be sized and scanned again.
+    void invalidateElements() override;
+    void notifyDependents(std::uint32_t partMask, int message) override;
+    bool hasPanel() const override { return panelOpen; }
+    void showStatus(const WStr* text) override;
+    void progressChanged() override;
+    wkCacheProgressState& progressState() override { return progress; }
+
+    // ---- Settings as tools and tests give them
+    // Writes the record parameters at time 0 (the block clamps them).
+    void setRecordParams(const wkCacheRecordParams& p);
+    // Appends a node the node validator accepts; false, with the list unchanged, otherwise.
+    bool addNode(INode* node);
+    // Appends without the validator, as a loaded scene file does.
+    void appendNodeEntry(INode* node);
+    std::vector<INode*> nodeList() const;
+    int getPlayStart() const;
+    int getExplodeStart() const;
+    int getExplodeEnd() const;
+
+    // ---- The status display of the headless host
+    void setPanelOpen(bool open) { panelOpen = open; }
+    // The text shown last while the panel was open.
+    const WStr& statusText() const { return status; }
+    // Called at every change of the status text or of the progress numbers.
+    void setStatusObserver(std::function<void(wkCache_obj&)> observer) {
+        statusObserver = std::move(observer);
+    }
+    int invalidations() const { return invalidateCount; }
+    // (part mask, message) of each change message sent to dependents.
+    const std::vector<std::pair<std::uint32_t, int>>& notifications() const { return sent; }
+
+private:
+    class NodeListRestore;
+    class Restore_Groups;
+
+    // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
+    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                        bool invalidate);
+    // A setting of one group: `change` applies it and answers whether anything changed.
+    bool setGroupSetting(const WStr& name, const wchar_t* label,
+                         const std::function<bool(wkCacheGroup&)>& change);
+
+    // Steps of updateCacheMesh.
+    void clearMesh();
+    int chooseLoadType(const HostTime& clock) const;
+    void preloadWithProgress(WelkardTools::wkCacheReader& reader);
+    void applyCacheMaterial();
+    // The scale unit lists changed: scaleUnits becomes To / From.
+    void applyUnitLists();
+    // Steps of evaluateElements: the activation scan, and the group stage.
+    wkCacheTriggerSource triggerSource(TimeValue t);
+    void updateActivation(TimeValue t, WelkardTools::wkCacheReader& reader);
+    void applyGroups(TimeValue t, WelkardTools::wkCacheReader& reader);
+
+    std::unique_ptr<IParamBlock2> parameters;
+    std::unique_ptr<MatrixControl> gizmoControl;
+    std::unique_ptr<wkCachePlaybackState> playback;
+    wkCacheProgressState progress;
+    Mesh mesh;
+    Interval meshValid;
+    Interval elementValid;
+    TimeValue lastTime = -1;
+    bool elementStateDirty = true;
+    bool activationValid = false;
+    bool firstBuild;
+    std::vector<Matrix3> markers;
+    // Kept between updates so that a frame allocates nothing for its element times.
+    wkCacheFrameTimes frameTimes;
+    std::vector<float> rawTimes;     // each element's time before the activation shift
+    std::vector<float> shiftedTimes; // and after it
+    wkCacheGroupStage groupStage;
+    bool meshReady = false;
+    bool geomCacheStale = true;
+    std::uint32_t animFlags = 0;
+
+    bool panelOpen = false;
+    WStr status;
+    std::function<void(wkCache_obj&)> statusObserver;
+    int invalidateCount = 0;
+    std::vector<std::pair<std::uint32_t, int>> sent;
+};

@@ -1,0 +1,180 @@
+// The cache object's group operations: each runs the list operation inside an undoable step,
+// keeps the elementFrames table in step with the list, and makes the mesh stale when the change
+// can show.
+#include "object/wkCache_obj.h"
+
+#include "host/Host.h"
+
+using namespace wkCacheParam;
+
+namespace {
+
+// Undo labels, with their ids in the string table.
+constexpr const wchar_t* kAddGroup = L"Add Group";                // 141
+constexpr const wchar_t* kRemoveGroup = L"Remove Group";          // 138
+constexpr const wchar_t* kRemoveAllGroups = L"Remove All Groups"; // 137
+constexpr const wchar_t* kRenameGroup = L"Rename Group";          // 140
+constexpr const wchar_t* kMoveGroup = L"Move Group";              // 149
+constexpr const wchar_t* kGroupNodes = L"Group Nodes";            // 139
+constexpr const wchar_t* kGroupByAge = L"Group By Age";           // 133
+constexpr const wchar_t* kGroupByDistance = L"Group By Distance"; // 131
+constexpr const wchar_t* kGroupMode = L"Group Mode";              // 136
+
+} // namespace
+
+// The whole list as it was before a group operation; undo and redo swap it in.
+class wkCache_obj::Restore_Groups final : public RestoreObj {
+public:
+    explicit Restore_Groups(wkCache_obj& object_)
+        : object(object_), saved(object_.playback->groups) {}
+    void Restore(bool) override { swap(); }
+    void Redo() override { swap(); }
+
+private:
+    void swap() {
+        std::swap(saved, object.playback->groups);
+        object.invalidateAll();
+    }
+    wkCache_obj& object;
+    wkCacheGroupList saved;
+};
+
+bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                                 bool invalidate) {
+    UndoHold& hold = GetHost().Hold();
+    const bool began = !hold.Holding();
+    if (began)
+        hold.Begin();
+    hold.Put(std::make_unique<Restore_Groups>(*this));
+    if (!operation()) {
+        if (began)
+            hold.Cancel();
+        return false;
+    }
+    if (began)
+        hold.Accept(label);
+    if (invalidate)
+        invalidateAll();
+    return true;
+}
+
+bool wkCache_obj::addGroup(const WStr& name) {
+    wkCacheGroupList& groups = playback->groups;
+    if (name.IsEmpty() || groups.contains(name))
+        return false;
+    return groupOperation(
+        kAddGroup,
+        [&] {
+            if (!groups.addGroup(name))
+                return false;
+            // The new group's entry of the Set Frame table, at 0 now.
+            const int entry = groups.count() - 1;
+            const int missing = groups.count() - parameters->Count(elementFrames);
+            if (missing > 0)
+                parameters->Insert(elementFrames, parameters->Count(elementFrames), missing);
+            parameters->SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
+            return true;
+        },
+        true); // a new group is enabled
+}
+
+bool wkCache_obj::removeGroup(const WStr& name) {
+    wkCacheGroupList& groups = playback->groups;
+    const int index = groups.find(name);
+    if (index < 0)
+        return false;
+    return groupOperation(
+        kRemoveGroup,
+        [&] {
+            if (!groups.deleteGroup(name))
+                return false;
+            if (index < parameters->Count(elementFrames))
+                parameters->Delete(elementFrames, index, 1);
+            return true;
+        },
+        true);
+}
+
+void wkCache_obj::removeAllGroups() {
+    groupOperation(
+        kRemoveAllGroups,
+        [&] {
+            playback->groups.clear();
+            parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+            return true;
+        },
+        true);
+}
+
+bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
+    wkCacheGroupList& groups = playback->groups;
+    if (groups.contains(name) && name == newName)
+        return true;
+    return groupOperation(
+        kRenameGroup, [&] { return groups.renameGroup(name, newName); }, false);
+}
+
+bool wkCache_obj::moveGroup(const WStr& name, int direction) {
+    wkCacheGroupList& groups = playback->groups;
+    const int index = groups.find(name);
+    if (index < 0 || direction == 0)
+        return false;
+    // At either end of the list there is nowhere to go.
+    if ((direction < 0 && index == 0) || (direction > 0 && index == groups.count() - 1))
+        return true;
+    return groupOperation(
+        kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
+}
+
+bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
+    wkCacheGroupList& groups = playback->groups;
+    const int index = groups.find(name);
+    if (index < 0)
+        return false;
+    const wkCacheGroup& group = groups.at(index);
+    const bool shows = group.enabled && !group.elements.empty();
+    return groupOperation(
+        kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
+}
+
+bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
+                                  const std::function<bool(wkCacheGroup&)>& change) {
+    wkCacheGroupList& groups = playback->groups;
+    const int index = groups.find(name);
+    if (index < 0)
+        return false;
+    wkCacheGroup probe = groups.at(index);
+    if (!change(probe))
+        return true; // the same value: nothing to hold
+    return groupOperation(
+        label,
+        [&] {
+            change(groups.at(index));
+            return true;
+        },
+        groups.at(index).enabled);
+}
+
+bool wkCache_obj::setGroupMode(const WStr& name, int mode) {
+    return setGroupSetting(name, kGroupMode, [mode](wkCacheGroup& g) {
+        const wkCacheGroupMode before = g.mode;
+        g.setMode(mode);
+        return g.mode != before;
+    });
+}
+
+bool wkCache_obj::setGroupByAge(const WStr& name, bool on) {
+    return setGroupSetting(name, kGroupByAge, [on](wkCacheGroup& g) {
+        const bool changed = g.byAge != on;
+        g.byAge = on;
+        return changed;
+    });
+}
+
+bool wkCache_obj::setGroupByDistance(const WStr& name, bool on) {
+    return setGroupSetting(name, kGroupByDistance, [on](wkCacheGroup& g) {
+        const bool changed = g.byDistance != on;
+        g.byDistance = on;
+        return changed;
+    });
+}
