@@ -8,8 +8,8 @@
 #include "cachefile/wkCacheWriter.h"
 #include "host/headless/HeadlessHost.h"
 #include "host/headless/HeadlessPrimitives.h"
+#include "object/wkCache_obj.h"
 #include "recording/RecordCache.h"
-#include "recording/wkCacheRecordObject.h"
 
 #include <benchmark/benchmark.h>
 
@@ -38,12 +38,13 @@ std::filesystem::path benchFile(const char* what) {
 // The scene: boxes on a grid, each moving and turning over the range with its own keys.
 struct BenchScene {
     HeadlessHost host;
-    wkCacheRecordObject* cache = nullptr;
+    wkCache_obj* cache = nullptr;
 
     BenchScene() {
+        ScopedHost installed(host);
         host.Time().SetAnimRange(Interval(0, 160 * (kSamples - 1)));
         HeadlessScene& scene = host.Nodes();
-        cache = scene.Add(std::make_unique<wkCacheRecordObject>());
+        cache = scene.Add(std::make_unique<wkCache_obj>());
         scene.CreateNode(L"Recorder", cache);
         wkCacheRecordParams params;
         params.recStart = 0;

@@ -48,5 +48,7 @@ void addDemoCommand(CLI::App& app);   // demo_command.cpp
 void addRecordCommand(CLI::App& app); // record_command.cpp
 void addInfoCommand(CLI::App& app);   // info_command.cpp
 void addCheckCommand(CLI::App& app);  // check_command.cpp
+void addFrameCommand(CLI::App& app);  // frame_command.cpp
+void addFramesCommand(CLI::App& app); // frames_command.cpp
 
 } // namespace wkcli

@@ -24,7 +24,8 @@ void runDemo(CLI::App& app, const DemoOptions& options) {
     std::string written;
     {
         HeadlessHost host;
-        wkCacheRecordObject& cache = BuildDemoScene(host);
+        ScopedHost installed(host);
+        wkCache_obj& cache = BuildDemoScene(host);
         const RecordResult result = RunRecording(host, cache, options.out);
         written = result.target.ToCStr().str();
         std::cout << "Recorded " << result.writtenNodes << " nodes into " << written << "\n\n"

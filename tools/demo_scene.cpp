@@ -41,7 +41,7 @@ std::shared_ptr<Mtl> material(const wchar_t* name) {
 }
 
 // A falling box: keys every two frames from a small simulation with a bouncing floor.
-void addPiece(HeadlessHost& host, wkCacheRecordObject& cache, int index, Random& random,
+void addPiece(HeadlessHost& host, wkCache_obj& cache, int index, Random& random,
               const std::shared_ptr<Mtl>& mtl) {
     HeadlessScene& scene = host.Nodes();
     const float size = random.next(0.6f, 1.4f);
@@ -87,7 +87,7 @@ void addPiece(HeadlessHost& host, wkCacheRecordObject& cache, int index, Random&
 }
 
 // The sheet: falls from a height, and where it meets the ball under it, lies on it.
-void addCloth(HeadlessHost& host, wkCacheRecordObject& cache) {
+void addCloth(HeadlessHost& host, wkCache_obj& cache) {
     const Mesh sheet = MakePlaneMesh(12.0f, 12.0f, 16, 16);
     auto cloth = std::make_unique<HeadlessDeformingMesh>(sheet);
     constexpr float kBallRadius = 3.0f;
@@ -136,7 +136,7 @@ Mesh pyramid() {
 }
 
 // A box that becomes a folded sheet at frame 40 and a pyramid at frame 70, turning all along.
-void addMorph(HeadlessHost& host, wkCacheRecordObject& cache) {
+void addMorph(HeadlessHost& host, wkCache_obj& cache) {
     auto morph = std::make_unique<HeadlessTopologyMesh>();
     morph->AddState(0, MakeBoxMesh(2.0f, 2.0f, 2.0f));
     Mesh folded = MakePlaneMesh(3.0f, 3.0f, 4, 4);
@@ -162,7 +162,7 @@ void addMorph(HeadlessHost& host, wkCacheRecordObject& cache) {
 }
 
 // A helix that renders as a tube, spinning about its axis.
-void addHelix(HeadlessHost& host, wkCacheRecordObject& cache) {
+void addHelix(HeadlessHost& host, wkCache_obj& cache) {
     std::vector<Point3> points;
     for (int i = 0; i <= 48; ++i) {
         const float angle = static_cast<float>(i) * 3.0f * 2.0f * kPi / 48.0f;
@@ -184,12 +184,12 @@ void addHelix(HeadlessHost& host, wkCacheRecordObject& cache) {
 
 } // namespace
 
-wkCacheRecordObject& BuildDemoScene(HeadlessHost& host) {
+wkCache_obj& BuildDemoScene(HeadlessHost& host) {
     host.Time().SetFrameRate(kFrameRate);
     host.Time().SetAnimRange(Interval(0, frameTick(host, static_cast<float>(kLastFrame))));
     HeadlessScene& scene = host.Nodes();
 
-    auto* cache = scene.Add(std::make_unique<wkCacheRecordObject>());
+    auto* cache = scene.Add(std::make_unique<wkCache_obj>());
     scene.CreateNode(L"DemoCache", cache);
     wkCacheRecordParams params;
     params.recStart = 0;

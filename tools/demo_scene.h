@@ -11,11 +11,11 @@
 #pragma once
 
 #include "host/headless/HeadlessHost.h"
-#include "recording/wkCacheRecordObject.h"
+#include "object/wkCache_obj.h"
 
 namespace wkcli {
 
 // Builds the scene into `host` (a fresh one) and answers its cache object.
-wkCacheRecordObject& BuildDemoScene(HeadlessHost& host);
+wkCache_obj& BuildDemoScene(HeadlessHost& host);
 
 } // namespace wkcli

@@ -21,6 +21,8 @@ void addCommands(CLI::App& app) {
     addRecordCommand(app);
     addInfoCommand(app);
     addCheckCommand(app);
+    addFrameCommand(app);
+    addFramesCommand(app);
 }
 
 int run(int argc, char** argv) {

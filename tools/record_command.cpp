@@ -25,27 +25,6 @@ struct RecordOptions {
     std::string out;
 };
 
-wkCacheRecordObject& chooseObject(const LoadedScene& loaded, const RecordOptions& options) {
-    const auto& caches = loaded.cacheObjects;
-    if (!options.object.empty()) {
-        for (const LoadedScene::CacheObject& cache : caches) {
-            if (cache.nodeName == options.object)
-                return *cache.object;
-        }
-        throw CommandError(kExitBadInput, options.scene + ": no node named \"" + options.object +
-                                              "\" holds a cache object");
-    }
-    if (caches.size() == 1)
-        return *caches.front().object;
-    if (caches.empty())
-        throw CommandError(kExitBadInput, options.scene + ": the scene has no cache object");
-    std::string names;
-    for (const LoadedScene::CacheObject& cache : caches)
-        names += (names.empty() ? "" : ", ") + cache.nodeName;
-    throw CommandError(kExitUsage, options.scene + " has " + std::to_string(caches.size()) +
-                                       " cache objects (" + names + "): choose one with --object");
-}
-
 void runRecord(const RecordOptions& options) {
     HeadlessHost host;
     LoadedScene loaded;
@@ -54,7 +33,7 @@ void runRecord(const RecordOptions& options) {
     } catch (const SceneFileError& e) {
         throw CommandError(kExitBadInput, options.scene + ": " + e.what());
     }
-    wkCacheRecordObject& object = chooseObject(loaded, options);
+    wkCache_obj& object = ChooseCacheObject(loaded, options.scene, options.object);
     const std::optional<std::string> out =
         options.out.empty() ? std::nullopt : std::optional<std::string>(options.out);
     const RecordResult result = RunRecording(host, object, out);

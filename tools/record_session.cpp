@@ -4,6 +4,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "tools/cli_common.h"
 #include "tools/cli_terminal.h"
+#include "tools/registry_scope.h"
 
 namespace wkcli {
 
@@ -19,25 +20,9 @@ std::string stageName(const WStr& format) {
     return text.substr(0, text.find(" ("));
 }
 
-// The registry's readers load material libraries through this host: they must not outlive it.
-class RegistryScope {
-public:
-    explicit RegistryScope(HeadlessHost& host) { theCacheRegistry.setMaterials(&host.Materials()); }
-    ~RegistryScope() {
-        std::vector<WStr> files;
-        for (const auto& entry : theCacheRegistry.entries())
-            files.push_back(entry.first);
-        for (const WStr& file : files)
-            (void)theCacheRegistry.evictCache(file);
-        theCacheRegistry.setMaterials(nullptr);
-    }
-    RegistryScope(const RegistryScope&) = delete;
-    RegistryScope& operator=(const RegistryScope&) = delete;
-};
-
 } // namespace
 
-RecordResult RunRecording(HeadlessHost& host, wkCacheRecordObject& object,
+RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
                           const std::optional<std::string>& outFile) {
     ScopedHost installed(host);
     RegistryScope registry(host);
@@ -46,7 +31,7 @@ RecordResult RunRecording(HeadlessHost& host, wkCacheRecordObject& object,
     const bool quiet = outFile.has_value();
     // The terminal is the panel of an interactive recording: write errors are shown there.
     object.setPanelOpen(!quiet);
-    object.setStatusObserver([&terminal](wkCacheRecordObject& o) {
+    object.setStatusObserver([&terminal](wkCache_obj& o) {
         const wkCacheProgressState& state = o.progressState();
         // Only while a stage runs: the status text goes back to the cache's state at its end.
         if (!o.statusText().IsEmpty() && state.progressTotal > 0 && !state.progressFormat.IsEmpty())

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "host/headless/HeadlessHost.h"
+#include "object/wkCache_obj.h"
 #include "recording/RecordCache.h"
-#include "recording/wkCacheRecordObject.h"
 
 #include <optional>
 #include <string>
@@ -17,7 +17,7 @@ namespace wkcli {
 // object's own file, or a name asked on the terminal). Answers the result of a recording that
 // wrote its file; throws CommandError otherwise: 2 for nothing to cache or a write error, 130
 // for a cancel.
-RecordResult RunRecording(HeadlessHost& host, wkCacheRecordObject& object,
+RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
                           const std::optional<std::string>& outFile);
 
 } // namespace wkcli

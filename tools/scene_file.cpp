@@ -1,7 +1,9 @@
 #include "tools/scene_file.h"
 
 #include "host/headless/HeadlessObjects.h"
+#include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPrimitives.h"
+#include "tools/cli_common.h"
 
 #include <nlohmann/json.hpp>
 
@@ -521,38 +523,160 @@ private:
     }
 
     SceneObject* readCache(const Json& j, const std::string& path, const std::string& nodeName) {
-        expectKeys(j, path,
-                   {"type", "nodes", "fileName", "recStart", "recEnd", "recStep", "recSaveMaterial",
-                    "recClearNodeList", "pb_recWriteTransform", "pb_recWriteDeform",
-                    "pb_recWriteTopology"});
-        auto* cache = scene.Add(std::make_unique<wkCacheRecordObject>());
-        wkCacheRecordParams params;
-        const auto whole = [&](const char* key, int& out) {
-            if (const Json* v = find(j, key))
-                out = integer(*v, member(path, key), -9999999, 9999999);
-        };
-        const auto flag = [&](const char* key, bool& out) {
-            if (const Json* v = find(j, key))
-                out = boolean(*v, member(path, key));
-        };
-        whole("recStart", params.recStart);
-        whole("recEnd", params.recEnd);
-        if (const Json* v = find(j, "recStep"))
-            params.recStep = singleIn(*v, member(path, "recStep"), 0.001f, 999999.0f);
-        flag("recSaveMaterial", params.recSaveMaterial);
-        flag("recClearNodeList", params.recClearNodeList);
-        flag("pb_recWriteTransform", params.recWriteTransform);
-        flag("pb_recWriteDeform", params.recWriteDeform);
-        flag("pb_recWriteTopology", params.recWriteTopology);
-        cache->setRecordParams(params);
-        if (const Json* file = find(j, "fileName")) {
-            const std::string name = text(*file, member(path, "fileName"));
-            cache->setFileName(host.Assets().GetAsset(WStr::FromUTF8(name), kAssetTypeCache));
+        if (!j.is_object())
+            fail(path, "expected an object");
+        auto* cache = scene.Add(std::make_unique<wkCache_obj>());
+        // A scene file is a loaded scene: the block takes its values without reacting to them,
+        // so the unit lists, say, do not recompute scaleUnits.
+        IParamBlock2& block = cache->params();
+        block.EnableNotifications(false);
+        for (const auto& item : j.items()) {
+            const std::string& key = item.key();
+            const std::string at = member(path, key);
+            if (key == "type") {
+                continue;
+            } else if (key == "fileName") {
+                const std::string name = text(item.value(), at);
+                block.SetValue(wkCacheParam::fileName, 0,
+                               host.Assets().GetAsset(WStr::FromUTF8(name), kAssetTypeCache));
+            } else if (key == "nodes") {
+                pendingLists.push_back({cache, &item.value(), at});
+            } else if (key == "triggerOmni") {
+                pendingOmnis.push_back({cache, &item.value(), at});
+            } else if (key == "groups") {
+                readGroups(*cache, item.value(), at);
+            } else if (key == "gizmo") {
+                readGizmo(static_cast<HeadlessPRSControl&>(cache->gizmo()), item.value(), at);
+            } else {
+                readCacheParam(block, key, item.value(), at);
+            }
         }
-        if (const Json* list = find(j, "nodes"))
-            pendingLists.push_back({cache, list, member(path, "nodes")});
+        block.EnableNotifications(true);
         loaded.cacheObjects.push_back({nodeName, cache});
         return cache;
+    }
+
+    // Groups in list order; each with its entry of elementFrames, the frame of Set Frame.
+    void readGroups(wkCache_obj& cache, const Json& list, const std::string& path) {
+        wkCacheGroupList& groups = cache.playbackRecord().groups;
+        auto& block = static_cast<HeadlessParamBlock&>(cache.params());
+        for (std::size_t g = 0; g < array(list, path).size(); ++g) {
+            const std::string at = element(path, g);
+            const Json& j = list[g];
+            expectKeys(j, at,
+                       {"name", "mode", "enabled", "offset", "materialId", "respectActivation",
+                        "byAge", "age", "byDistance", "distance", "elements", "frame"});
+            const std::string name = text(require(j, at, "name"), member(at, "name"));
+            wkCacheGroup group(WStr::FromUTF8(name));
+            if (group.name.IsEmpty() || groups.contains(group.name))
+                fail(member(at, "name"), "a group needs a name of its own");
+            if (const Json* v = find(j, "mode"))
+                group.setMode(groupMode(*v, member(at, "mode")));
+            const auto flag = [&](const char* key, bool& out) {
+                if (const Json* v = find(j, key))
+                    out = boolean(*v, member(at, key));
+            };
+            flag("enabled", group.enabled);
+            flag("respectActivation", group.respectActivation);
+            flag("byAge", group.byAge);
+            flag("byDistance", group.byDistance);
+            if (const Json* v = find(j, "offset"))
+                group.setOffset(single(*v, member(at, "offset")));
+            if (const Json* v = find(j, "materialId"))
+                group.setMaterialId(integer(*v, member(at, "materialId"), 1, 99));
+            if (const Json* v = find(j, "age"))
+                group.setAge(singleIn(*v, member(at, "age"), 0.0f, FLT_MAX));
+            if (const Json* v = find(j, "distance"))
+                group.setDistance(singleIn(*v, member(at, "distance"), 0.0f, FLT_MAX));
+            if (const Json* v = find(j, "elements")) {
+                const std::string epath = member(at, "elements");
+                for (std::size_t e = 0; e < array(*v, epath).size(); ++e)
+                    group.elements.insert(static_cast<std::uint32_t>(
+                        integer((*v)[e], element(epath, e), 0, 2147483647)));
+            }
+            groups.addRecord(group);
+            const int entry = block.Append(wkCacheParam::elementFrames, 1);
+            if (const Json* v = find(j, "frame")) {
+                FloatTrack track;
+                readFloatTrack(track, *v, member(at, "frame"));
+                if (track.GetInterpolation() != KeyInterpolation::Linear)
+                    fail(member(member(at, "frame"), "interpolation"),
+                         "parameters are keyed linearly");
+                if (v->is_object()) {
+                    for (int k = 0; k < track.NumKeys(); ++k)
+                        block.SetKey(wkCacheParam::elementFrames, track.GetKey(k).time,
+                                     track.GetKey(k).value, entry);
+                } else {
+                    block.SetValue(wkCacheParam::elementFrames, 0, track.GetValue(0), entry);
+                }
+            }
+        }
+    }
+
+    // A mode by its label ("Delete", "Hold In", ...) or its number.
+    static std::int32_t groupMode(const Json& j, const std::string& path) {
+        if (j.is_number_integer())
+            return integer(j, path, 0, 5);
+        const std::string label = j.is_string() ? j.get<std::string>() : std::string();
+        for (std::int32_t m = 0; m <= 5; ++m) {
+            if (WStr::FromUTF8(label) == WStr(groupModeLabel(static_cast<wkCacheGroupMode>(m))))
+                return m;
+        }
+        fail(path, "expected \"Delete\", \"Hold In\", \"Hold Out\", \"Offset\", \"Set Frame\", "
+                   "\"Set Material ID\" or 0 to 5");
+    }
+
+    void readGizmo(HeadlessPRSControl& gizmo, const Json& j, const std::string& path) {
+        expectKeys(j, path, {"position", "rotation", "scale"});
+        readPRS(gizmo.Position(), gizmo.Rotation(), gizmo.Scale(), j, path);
+    }
+
+    // The "position", "rotation" and "scale" tracks of a node or the gizmo.
+    void readPRS(Point3Track& position, RotationTrack& rotationTrack, Point3Track& scale,
+                 const Json& j, const std::string& path) {
+        if (const Json* v = find(j, "position"))
+            readTrack(position, *v, member(path, "position"), point);
+        if (const Json* v = find(j, "rotation"))
+            readTrack(rotationTrack, *v, member(path, "rotation"), rotation);
+        if (const Json* v = find(j, "scale"))
+            readTrack(scale, *v, member(path, "scale"), point);
+    }
+
+    // A plain parameter of the cache object by its internal name; the To list of the units,
+    // which shares the name scaleUnitsFrom with the From list, is "scaleUnitsTo" here.
+    void readCacheParam(IParamBlock2& block, const std::string& key, const Json& value,
+                        const std::string& at) {
+        const ParamBlockDesc2& desc = block.GetDesc();
+        const ParamDef* def =
+            key == "scaleUnitsTo" ? desc.GetParamDef(wkCacheParam::scaleUnitsTo) : nullptr;
+        for (const ParamDef& row : desc.params) {
+            if (def == nullptr && key == row.internalName && row.id != wkCacheParam::scaleUnitsTo)
+                def = &row;
+        }
+        if (def == nullptr || def->IsTable() || def->type == TYPE_INODE ||
+            def->type == TYPE_FILENAME)
+            fail(at, "unknown key");
+        if (def->type == TYPE_INT || (def->type == TYPE_BOOL && def->hasRange)) {
+            block.SetValue(def->id, 0, integer(value, at, def->rangeLowInt, def->rangeHighInt));
+        } else if (def->type == TYPE_BOOL) {
+            block.SetValue(def->id, 0, int{boolean(value, at)});
+        } else if (def->IsAnimatable() && value.is_object()) {
+            FloatTrack track;
+            readTrack(track, value, at, [def](const Json& v, const std::string& p) {
+                return def->hasRange ? singleIn(v, p, def->rangeLowFloat, def->rangeHighFloat)
+                                     : single(v, p);
+            });
+            if (track.GetInterpolation() != KeyInterpolation::Linear)
+                fail(member(at, "interpolation"), "parameters are keyed linearly");
+            auto& headless = static_cast<HeadlessParamBlock&>(block);
+            for (int k = 0; k < track.NumKeys(); ++k)
+                headless.SetKey(def->id, track.GetKey(k).time, track.GetKey(k).value);
+        } else {
+            block.SetValue(def->id, 0,
+                           def->hasRange
+                               ? singleIn(value, at, def->rangeLowFloat, def->rangeHighFloat)
+                               : single(value, at));
+        }
     }
 
     // ---- Nodes
@@ -591,6 +715,9 @@ private:
                 fail(path, "linking here would make a loop of parents");
             }
         }
+        for (const PendingList& pending : pendingOmnis)
+            pending.cache->params().SetValue(wkCacheParam::triggerOmni, 0,
+                                             nodeNamed(*pending.list, pending.path));
         for (const PendingList& pending : pendingLists) {
             for (std::size_t k = 0; k < array(*pending.list, pending.path).size(); ++k) {
                 const Json& entry = (*pending.list)[k];
@@ -609,12 +736,7 @@ private:
     }
 
     void readNodeSettings(HeadlessNode& node, const Json& j, const std::string& path) {
-        if (const Json* v = find(j, "position"))
-            readTrack(node.Position(), *v, member(path, "position"), point);
-        if (const Json* v = find(j, "rotation"))
-            readTrack(node.Rotation(), *v, member(path, "rotation"), rotation);
-        if (const Json* v = find(j, "scale"))
-            readTrack(node.Scale(), *v, member(path, "scale"), point);
+        readPRS(node.Position(), node.Rotation(), node.Scale(), j, path);
         if (const Json* v = find(j, "visibility"))
             readFloatTrack(node.Visibility(), *v, member(path, "visibility"));
         if (const Json* v = find(j, "objectOffset")) {
@@ -650,7 +772,7 @@ private:
     }
 
     struct PendingList {
-        wkCacheRecordObject* cache;
+        wkCache_obj* cache;
         const Json* list;
         std::string path;
     };
@@ -661,6 +783,7 @@ private:
     std::map<std::string, std::shared_ptr<Mtl>> materials;
     std::map<std::string, HeadlessNode*> nodes;
     std::vector<PendingList> pendingLists;
+    std::vector<PendingList> pendingOmnis;
     LoadedScene loaded;
 };
 
@@ -677,6 +800,8 @@ LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
         throw SceneFileError("not valid JSON: " +
                              (at == std::string::npos ? what : what.substr(at)));
     }
+    // Cache objects take their parameter blocks from the host that builds them.
+    ScopedHost installed(host);
     return Builder(host).build(root);
 }
 
@@ -689,6 +814,28 @@ LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host) {
     if (in.bad())
         throw SceneFileError("cannot be read");
     return LoadSceneText(text.str(), host);
+}
+
+wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,
+                               const std::string& nodeName) {
+    const auto& caches = loaded.cacheObjects;
+    if (!nodeName.empty()) {
+        for (const LoadedScene::CacheObject& cache : caches) {
+            if (cache.nodeName == nodeName)
+                return *cache.object;
+        }
+        throw CommandError(kExitBadInput,
+                           scenePath + ": no node named \"" + nodeName + "\" holds a cache object");
+    }
+    if (caches.size() == 1)
+        return *caches.front().object;
+    if (caches.empty())
+        throw CommandError(kExitBadInput, scenePath + ": the scene has no cache object");
+    std::string names;
+    for (const LoadedScene::CacheObject& cache : caches)
+        names += (names.empty() ? "" : ", ") + cache.nodeName;
+    throw CommandError(kExitUsage, scenePath + " has " + std::to_string(caches.size()) +
+                                       " cache objects (" + names + "): choose one with --object");
 }
 
 } // namespace wkcli

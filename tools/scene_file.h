@@ -7,7 +7,7 @@
 #pragma once
 
 #include "host/headless/HeadlessHost.h"
-#include "recording/wkCacheRecordObject.h"
+#include "object/wkCache_obj.h"
 
 #include <stdexcept>
 #include <string>
@@ -24,7 +24,7 @@ public:
 struct LoadedScene {
     struct CacheObject {
         std::string nodeName;
-        wkCacheRecordObject* object;
+        wkCache_obj* object;
     };
     std::vector<CacheObject> cacheObjects;
 };
@@ -34,5 +34,10 @@ struct LoadedScene {
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host);
 // The same from a file; a file that cannot be read is a SceneFileError too.
 LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host);
+
+// The cache object held by the node named `nodeName`, or the scene's only one when the name is
+// empty. Throws CommandError: bad input when there is none, usage when several need a choice.
+wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,
+                               const std::string& nodeName);
 
 } // namespace wkcli

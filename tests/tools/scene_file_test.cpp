@@ -50,7 +50,7 @@ TEST(SceneFile, TheExampleSceneBuildsItsNodesObjectsAndCache) {
 
     ASSERT_EQ(loaded.cacheObjects.size(), 1u);
     EXPECT_EQ(loaded.cacheObjects[0].nodeName, "Recorder");
-    const wkCacheRecordObject& cache = *loaded.cacheObjects[0].object;
+    const wkCache_obj& cache = *loaded.cacheObjects[0].object;
     EXPECT_EQ(cache.nodeCount(), 4);
     EXPECT_EQ(cache.nodeList()[3], scene.FindNode(L"Camera01"));
     EXPECT_EQ(cache.recordParams().recStep, 2.0f);

@@ -1,0 +1,130 @@
+#include "tools/frame_session.h"
+
+#include "cachefile/wkCacheRegistry.h"
+#include "host/headless/HeadlessParamBlock.h"
+#include "tools/cli_common.h"
+#include "tools/cli_json.h"
+#include "tools/scene_file.h"
+
+#include <climits>
+#include <filesystem>
+
+namespace wkcli {
+
+void addFrameOptions(CLI::App& command, FrameOptions& options) {
+    command.add_option("CACHE", options.cache, "The .wkc file (or give --scene)");
+    command.add_option("--scene", options.scene,
+                       "Evaluate a cache object of this scene file instead (docs/scene-format.md)");
+    command.add_option("--object", options.object,
+                       "With --scene: the node holding the cache object (needed when the scene "
+                       "has several)");
+    command.add_option("--param", options.params,
+                       "Set a parameter before the first frame: NAME=VALUE with the internal "
+                       "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
+                       "8 (From) and 9 (To). Repeatable, applied in order");
+    command.add_option("--scene-fps", options.sceneFps, "Frame rate of the scene (default 30)")
+        ->check(CLI::Range(1, TICKS_PER_SECOND));
+    command.add_option("--anim-range", options.animRange,
+                       "Animation range of the scene, A:B in ticks (default 0:16000)");
+    command.add_flag("--render", options.render, "Evaluate as a render, not for the viewport");
+    command.add_flag("--playing", options.playing, "Evaluate as during animation playback");
+}
+
+bool ParseRange(const std::string& text, long long& a, long long& b) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    try {
+        std::size_t used = 0;
+        const std::string first = text.substr(0, colon);
+        const std::string second = text.substr(colon + 1);
+        a = std::stoll(first, &used);
+        if (used != first.size())
+            return false;
+        b = std::stoll(second, &used);
+        return used == second.size();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+namespace {
+
+void setClock(HeadlessTime& clock, const FrameOptions& options) {
+    if (options.sceneFps != 0)
+        clock.SetFrameRate(options.sceneFps);
+    if (!options.animRange.empty()) {
+        long long a = 0;
+        long long b = 0;
+        if (!ParseRange(options.animRange, a, b) || a > b || a < INT_MIN || b > INT_MAX)
+            throw CommandError(kExitUsage, "--anim-range: expected A:B in ticks with A not "
+                                           "above B, got \"" +
+                                               options.animRange + "\"");
+        clock.SetAnimRange(Interval(static_cast<TimeValue>(a), static_cast<TimeValue>(b)));
+    }
+    clock.SetAnimPlaying(options.playing ? 1 : 0);
+}
+
+} // namespace
+
+FrameSession::FrameSession(const FrameOptions& options)
+    : sourceName(options.scene.empty() ? options.cache : options.scene), render(options.render),
+      scene(!options.scene.empty()) {
+    if (scene == !options.cache.empty())
+        throw CommandError(kExitUsage, "give either a CACHE file or --scene");
+    if (!scene && !options.object.empty())
+        throw CommandError(kExitUsage, "--object needs --scene");
+    if (scene) {
+        LoadedScene loaded;
+        try {
+            loaded = LoadSceneFile(options.scene, headless);
+        } catch (const SceneFileError& e) {
+            throw CommandError(kExitBadInput, options.scene + ": " + e.what());
+        }
+        cache = &ChooseCacheObject(loaded, options.scene, options.object);
+        setClock(headless.Time(), options);
+    } else {
+        setClock(headless.Time(), options);
+        std::error_code ec;
+        if (!std::filesystem::is_regular_file(options.cache, ec))
+            throw CommandError(kExitBadInput, options.cache + ": no such file");
+        auto made = std::make_unique<wkCache_obj>();
+        cache = made.get();
+        INode* node = headless.Nodes().CreateObjectNode(std::move(made));
+        node->SetName(L"WK Cache");
+        cache->setFileName(
+            headless.Assets().GetAsset(WStr::FromUTF8(options.cache), kAssetTypeCache));
+    }
+
+    for (const std::string& assignment : options.params) {
+        const std::size_t equals = assignment.find('=');
+        if (equals == std::string::npos)
+            throw CommandError(kExitUsage,
+                               "--param: expected NAME=VALUE, got \"" + assignment + "\"");
+        std::string error;
+        if (!SetParamByName(cache->params(), assignment.substr(0, equals),
+                            assignment.substr(equals + 1), error))
+            throw CommandError(kExitUsage, "--param: " + error);
+    }
+}
+
+FrameSession::~FrameSession() {
+    if (renderStarted)
+        cache->RenderEnd(headless.Time().GetTime());
+}
+
+bool FrameSession::evaluate(TimeValue t) {
+    if (render && !renderStarted) {
+        cache->RenderBegin(t);
+        renderStarted = true;
+    }
+    headless.Time().SetTime(t);
+    cache->updateCacheMesh(t);
+    return cache->isMeshReady();
+}
+
+CommandError FrameSession::failure() const {
+    return CommandError(kExitBadInput, sourceName + ": " + utf8(cache->defaultStatusText()));
+}
+
+} // namespace wkcli
