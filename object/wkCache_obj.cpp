@@ -52,17 +52,20 @@ wkCache_obj::~wkCache_obj() {
 // ---- Render
 
 int wkCache_obj::RenderBegin(TimeValue) {
-    animFlags |= A_RENDER;
-    invalidateElements();
-    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    setRendering(true);
     return 0;
 }
 
 int wkCache_obj::RenderEnd(TimeValue) {
-    animFlags &= ~A_RENDER;
+    setRendering(false);
+    return 0;
+}
+
+// A render evaluates at its own settings: the element states are scanned again either way.
+void wkCache_obj::setRendering(bool on) {
+    animFlags = on ? animFlags | A_RENDER : animFlags & ~A_RENDER;
     invalidateElements();
     notifyDependents(PART_ALL, REFMSG_CHANGE);
-    return 0;
 }
 
 // ---- Invalidation

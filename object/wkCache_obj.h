@@ -157,6 +157,9 @@ private:
     bool setGroupSetting(const WStr& name, const wchar_t* label,
                          const std::function<bool(wkCacheGroup&)>& change);
 
+    void setRendering(bool on);
+    // The status line's text for the cache at `path` (resolved already).
+    static WStr statusTextFor(const WStr& path);
     // Steps of updateCacheMesh.
     void clearMesh();
     int chooseLoadType(const HostTime& clock) const;

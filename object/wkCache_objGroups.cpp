@@ -143,16 +143,17 @@ bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
     const int index = groups.find(name);
     if (index < 0)
         return false;
-    wkCacheGroup probe = groups.at(index);
-    if (!change(probe))
+    wkCacheGroup changed = groups.at(index);
+    if (!change(changed))
         return true; // the same value: nothing to hold
+    const bool shows = changed.enabled;
     return groupOperation(
         label,
         [&] {
-            change(groups.at(index));
+            groups.at(index) = std::move(changed);
             return true;
         },
-        groups.at(index).enabled);
+        shows);
 }
 
 bool wkCache_obj::setGroupMode(const WStr& name, int mode) {

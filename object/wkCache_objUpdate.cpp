@@ -132,7 +132,11 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
         meshReady = false;
         lastTime = -1;
     }
-    showStatus(nullptr);
+    // The status of the file resolved above, without resolving it again.
+    if (panelOpen) {
+        const WStr text = statusTextFor(path);
+        showStatus(&text);
+    }
     firstBuild = false;
 }
 
@@ -162,7 +166,10 @@ void wkCache_obj::applyCacheMaterial() {
 }
 
 WStr wkCache_obj::defaultStatusText() const {
-    const WStr path = resolvedFilePath();
+    return statusTextFor(resolvedFilePath());
+}
+
+WStr wkCache_obj::statusTextFor(const WStr& path) {
     if (path.IsEmpty())
         return ObjectTexts::kNoCacheFile;
     const auto& entries = theCacheRegistry.entries();

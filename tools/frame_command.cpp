@@ -40,6 +40,7 @@ const char* elementState(const wkCachePlaybackState& state, int index) {
 
 Json elementsJson(const wkCachePlaybackState& state, bool withActivation) {
     Json elements = Json::array();
+    // A frame that failed before it sorted the elements put none of them in the mesh.
     const bool classified =
         state.deletedElements.GetSize() == static_cast<int>(state.elements.size());
     for (std::size_t i = 0; i < state.elements.size(); ++i) {
