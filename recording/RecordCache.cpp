@@ -2,6 +2,7 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheWriter.h"
+#include "host/FileReplacement.h"
 #include "host/Host.h"
 #include "host/Path.h"
 #include "panels/wkCacheFileDialogs.h"
@@ -248,6 +249,16 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         return 0;
     };
 
+    // A range that ends before it starts would give a negative sample count: refused before
+    // anything is gathered or written.
+    if (params.recEnd < params.recStart) {
+        out.outcome = RecordOutcome::BadRange;
+        if (!quiet)
+            ui.MessageBox(RecordTexts::kBadRange, RecordTexts::kErrorTitle,
+                          MB_OK | MB_ICONEXCLAMATION);
+        return 0;
+    }
+
     // 1. Gathering.
     gatherNodes(object, params, recordNodes, tmpNodes);
 
@@ -313,7 +324,13 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     }
     out.target = target;
 
-    // 6. The writer, with the hold suspended until the end.
+    // 6. The writer, with the hold suspended until the end. Cache and material library are
+    // written under temporary names beside their targets and renamed into place only when
+    // everything succeeded: a failure, a cancel or an exception keeps the old files as they were.
+    const WStr libraryPath = MaterialLibraryPath(target);
+    FileReplacement cacheFile(MaxSDK::Util::Path(target).ToFilesystemPath());
+    FileReplacement libraryFile(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+    const WStr cacheTemp = WStr::FromUTF8(cacheFile.temporary().string());
     SuspendedHold suspended(hold);
     const TimeValue now = host.Time().GetTime();
     const TickRange range = recordRange(params, host.Time().GetTicksPerFrame());
@@ -322,7 +339,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     const Matrix3 reference =
         Inverse(cacheNode != nullptr ? cacheNode->GetObjectTM(now) : Matrix3(true));
     auto writer = std::make_unique<WelkardTools::wkCacheWriter>(
-        target, reference, Interval(range.start, range.end), range.step, 2,
+        cacheTemp, reference, Interval(range.start, range.end), range.step, 2,
         host.Time().GetFrameRate());
 
     // 7. The nodes, each captured at the start of its span.
@@ -339,11 +356,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         return endStage(RecordOutcome::NothingToCache);
     }
 
-    // 8. The old material library goes.
-    const WStr libraryPath = MaterialLibraryPath(target);
-    removeFile(libraryPath);
-
-    // 9. Write, append, and take the temporary nodes away.
+    // 8. Write, append, and take the temporary nodes away.
     writer->setProgressCallback(wkCacheRecordProgress, &object);
     progress.progressFormat = RecordTexts::kWritingFormat;
     const WStr saving = RecordTexts::kSaving;
@@ -353,29 +366,50 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         ProgressStage stage(progress.progress);
         written = writer->write(spans);
     }
-    if (params.recWriteDeform) {
+    std::int32_t status = writer->status();
+    if (written && params.recWriteDeform) {
         {
             ProgressStage stage(progress.progress);
-            AppendElementBlock(elementBlock, target, wkCacheRecordProgress, &object);
+            written = AppendElementBlock(elementBlock, cacheTemp, wkCacheRecordProgress, &object);
         }
         progress.progressDone = -1;
         progress.progressTotal = -1;
+        if (!written)
+            status = WelkardTools::kStatusFileError;
     }
     deleteNodes(sceneNodes, hold, tmpNodes);
     ui.RemoveTempPrompt();
-    out.status = writer->status();
     out.writtenNodes = writer->nodeCount();
 
+    const std::shared_ptr<Mtl> mtl = writer->combinedMaterial();
+    auto library = std::make_unique<MtlBaseLib>();
+    library->AddMtl(mtl);
+    const bool saveLibrary = mtl && params.recSaveMaterial;
+    if (written && saveLibrary &&
+        !host.Materials().SaveMaterialLibrary(
+            WStr::FromUTF8(libraryFile.temporary().string()), *library)) {
+        written = false;
+        status = WelkardTools::kStatusFileError;
+    }
+    // The cache goes into place first: a library without its cache would be worse than the
+    // other way round. A cache that stays without a library of its own loses the stale one.
+    if (written && !cacheFile.commit()) {
+        written = false;
+        status = WelkardTools::kStatusFileError;
+    }
+    if (written && saveLibrary)
+        (void)libraryFile.commit();
+    else if (written)
+        removeFile(libraryPath);
+    out.status = status;
+
     if (!written) {
-        // 12. No unfinished file stays behind; status 1 means there is none of ours.
-        const std::int32_t status = writer->status();
-        if (status != WelkardTools::kStatusFileNotFound)
-            removeFile(target);
+        // 12. No unfinished file stays behind; the old ones are untouched.
         if (!quiet && object.hasPanel() && status != WelkardTools::kStatusCancelled)
-            ui.MessageBox(writer->statusText(), RecordTexts::kWriteErrorTitle, MB_ICONERROR);
+            ui.MessageBox(WelkardTools::wkCacheStatusText(status), RecordTexts::kWriteErrorTitle,
+                          MB_ICONERROR);
         writer.reset();
         suspended.resume();
-        (void)theCacheRegistry.evictCache(target);
         object.showStatus(nullptr);
         out.outcome = status == WelkardTools::kStatusCancelled ? RecordOutcome::Cancelled
                                                                : RecordOutcome::WriteFailed;
@@ -383,11 +417,6 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     }
 
     // 10. Load the result.
-    const std::shared_ptr<Mtl> mtl = writer->combinedMaterial();
-    auto library = std::make_unique<MtlBaseLib>();
-    library->AddMtl(mtl);
-    if (mtl && params.recSaveMaterial)
-        host.Materials().SaveMaterialLibrary(libraryPath, *library);
     writer.reset();
     const std::vector<wkCachePlaybackState*> clients = theCacheRegistry.evictCache(target);
     bool isNew = false;

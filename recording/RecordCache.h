@@ -21,6 +21,7 @@
 enum class RecordOutcome {
     Recorded,       // written and loaded
     NothingToCache, // no recordable node, or none could be captured
+    BadRange,       // recEnd is before recStart: nothing was written
     NoTarget,       // the file name could not be resolved, or the dialog was cancelled
     Cancelled,      // Escape while writing
     WriteFailed,    // the writer failed: see status

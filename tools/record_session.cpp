@@ -49,6 +49,13 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
     switch (result.outcome) {
     case RecordOutcome::Recorded:
         return result;
+    case RecordOutcome::BadRange: {
+        const wkCacheRecordParams params = object.recordParams();
+        throw CommandError(kExitBadInput, "record range: recEnd " + std::to_string(params.recEnd) +
+                                              " is before recStart " +
+                                              std::to_string(params.recStart) +
+                                              "; nothing was written");
+    }
     case RecordOutcome::NothingToCache:
         throw CommandError(kExitBadInput, "nothing to cache: no node of the list can be recorded");
     case RecordOutcome::NoTarget:

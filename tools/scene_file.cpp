@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tools/cli_common.h"
+#include "tools/input_file.h"
 
 #include <nlohmann/json.hpp>
 
@@ -802,18 +803,25 @@ LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
     }
     // Cache objects take their parameter blocks from the host that builds them.
     ScopedHost installed(host);
-    return Builder(host).build(root);
+    try {
+        return Builder(host).build(root);
+    } catch (const Json::exception& e) {
+        // The reader checks types before it converts; one it missed still says what, without
+        // the library's "[json.exception...]" code.
+        const std::string what = e.what();
+        const std::size_t code = what.find("] ");
+        throw SceneFileError(code == std::string::npos ? what : what.substr(code + 2));
+    }
 }
 
 LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw SceneFileError("cannot be read");
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad())
-        throw SceneFileError("cannot be read");
-    return LoadSceneText(text.str(), host);
+    std::string text;
+    try {
+        text = ReadInputFile(path, kSceneFileLimit);
+    } catch (const InputFileError& e) {
+        throw SceneFileError(e.what());
+    }
+    return LoadSceneText(text, host);
 }
 
 wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,
