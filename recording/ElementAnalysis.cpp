@@ -112,8 +112,10 @@ void SplitTopologySpans(INodeTab& nodes, RecordSpans& spans, int startFrame, int
         if (!MeasureTopologySpans(node, startFrame, endFrame, stepFrames, starts, ends) ||
             starts.empty())
             continue;
-        // A change at the very first sample leaves one start more than there are ends; only
-        // starts that have an end make spans.
+        // A change at the very first sample enters the first start twice: that duplicate goes,
+        // so that every later start meets its own end. Only starts that have an end make spans.
+        if (starts.size() == ends.size() + 1 && starts.size() >= 2 && starts[0] == starts[1])
+            starts.erase(starts.begin() + 1);
         const std::size_t count = std::min(starts.size(), ends.size());
         for (std::size_t k = 0; k < count; ++k) {
             split.Append(1, &node);

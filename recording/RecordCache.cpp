@@ -10,8 +10,10 @@
 #include "recording/RecordTexts.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -61,12 +63,49 @@ private:
     wkCacheProgress& progress;
 };
 
-void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
+// Deletes the temporary nodes once: the list is emptied, so a later way out finds none.
+void deleteNodes(SceneNodes& nodes, UndoHold& hold, INodeTab& tmpNodes) {
+    if (tmpNodes.IsEmpty())
+        return;
+    const INodeTab doomed = tmpNodes;
+    tmpNodes.ZeroCount();
     hold.Begin();
-    for (INode* node : tmpNodes)
+    for (INode* node : doomed)
         nodes.DeleteNode(node, true);
     hold.Accept(RecordTexts::kDeleteTmpObjects);
 }
+
+// The way out by an exception (a host call that throws while gathering, analysing or
+// capturing): the sibling's temporary nodes go and the progress figures are cleared, as on every
+// other way out. Cleaning up never adds an exception of its own.
+class CleanupOnThrow {
+public:
+    CleanupOnThrow(wkCacheRecordTarget& object_, SceneNodes& nodes_, UndoHold& hold_,
+                   INodeTab& tmpNodes_)
+        : object(object_), nodes(nodes_), hold(hold_), tmpNodes(tmpNodes_),
+          pending(std::uncaught_exceptions()) {}
+    ~CleanupOnThrow() {
+        if (std::uncaught_exceptions() <= pending)
+            return;
+        wkCacheProgressState& progress = object.progressState();
+        progress.progressDone = -1;
+        progress.progressTotal = -1;
+        try {
+            deleteNodes(nodes, hold, tmpNodes);
+            object.showStatus(nullptr);
+        } catch (...) {
+        }
+    }
+    CleanupOnThrow(const CleanupOnThrow&) = delete;
+    CleanupOnThrow& operator=(const CleanupOnThrow&) = delete;
+
+private:
+    wkCacheRecordTarget& object;
+    SceneNodes& nodes;
+    UndoHold& hold;
+    INodeTab& tmpNodes;
+    int pending;
+};
 
 // Step 1: the nodes to record, in gathering order.
 void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
@@ -106,6 +145,7 @@ struct TickRange {
     TimeValue step = 1;
 };
 
+// The range fits (RecordRangeFits), so 64-bit arithmetic gives an end within it.
 TickRange recordRange(const wkCacheRecordParams& params, int ticksPerFrame) {
     TickRange range;
     range.start = wrap32(std::int64_t{ticksPerFrame} * params.recStart);
@@ -113,8 +153,8 @@ TickRange recordRange(const wkCacheRecordParams& params, int ticksPerFrame) {
     const float stepTicks = params.recStep * static_cast<float>(ticksPerFrame);
     range.step = stepTicks >= 2147483520.0f ? TIME_PosInfinity
                                             : std::max(static_cast<TimeValue>(stepTicks), 1);
-    const std::int32_t span = wrap32(std::int64_t{range.end} - range.start + range.step);
-    range.end = wrap32(std::int64_t{span} - span % range.step - range.step + range.start);
+    const std::int64_t span = std::int64_t{range.end} - range.start + range.step;
+    range.end = wrap32(span - span % range.step - range.step + range.start);
     return range;
 }
 
@@ -157,6 +197,12 @@ void shareMaterial(wkCacheRecordTarget& object, WelkardTools::wkCacheReader& rea
 }
 
 } // namespace
+
+bool RecordRangeFits(const wkCacheRecordParams& params, int ticksPerFrame) {
+    const std::int64_t start = std::int64_t{ticksPerFrame} * params.recStart;
+    const std::int64_t end = std::int64_t{ticksPerFrame} * params.recEnd;
+    return start <= end && start >= INT32_MIN && end <= INT32_MAX && end - start <= INT32_MAX;
+}
 
 WStr RecordFileName(const WStr& name) {
     if (name.Length() > 4) {
@@ -249,9 +295,10 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         return 0;
     };
 
-    // A range that ends before it starts would give a negative sample count: refused before
-    // anything is gathered or written.
-    if (params.recEnd < params.recStart) {
+    // A range that ends before it starts would give a negative sample count, and one whose
+    // ticks do not fit 32 bits a file that nothing reads: refused before anything is gathered
+    // or written.
+    if (!RecordRangeFits(params, host.Time().GetTicksPerFrame())) {
         out.outcome = RecordOutcome::BadRange;
         if (!quiet)
             ui.MessageBox(RecordTexts::kBadRange, RecordTexts::kErrorTitle,
@@ -260,6 +307,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     }
 
     // 1. Gathering.
+    const CleanupOnThrow cleanup(object, sceneNodes, hold, tmpNodes);
     gatherNodes(object, params, recordNodes, tmpNodes);
 
     // 2. Spans.

@@ -21,7 +21,7 @@
 enum class RecordOutcome {
     Recorded,       // written and loaded
     NothingToCache, // no recordable node, or none could be captured
-    BadRange,       // recEnd is before recStart: nothing was written
+    BadRange,       // see RecordRangeFits: nothing was written
     NoTarget,       // the file name could not be resolved, or the dialog was cancelled
     Cancelled,      // Escape while writing
     WriteFailed,    // the writer failed: see status
@@ -40,6 +40,10 @@ struct RecordResult {
 // else 0; `result`, when given, says more.
 int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
                 RecordResult* result = nullptr);
+
+// Whether the record range can be recorded: it does not end before it starts, and its ticks
+// (and their span) fit in 32 bits at `ticksPerFrame`.
+bool RecordRangeFits(const wkCacheRecordParams& params, int ticksPerFrame);
 
 // The name the script function `record` passes for a given one: kept when it is longer than
 // four characters and ends in ".wkc" in any case, else with ".wkc" added.

@@ -11,6 +11,7 @@
 // "hidden"}]}}, floats in %.9g; "state" is "shown", "hiddenByVisibility", "deleted" (by a
 // group) or "outOfRange". Without it a short summary. A file the object cannot play exits
 // with 2 and its status text on stderr (after the JSON, with --json).
+#include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheRegistry.h"
 #include "tools/cli_common.h"
 #include "tools/cli_json.h"
@@ -172,6 +173,15 @@ void runFrame(const FrameCommandOptions& options) {
     if (!options.obj.empty()) {
         Mesh mesh = object.getMesh();
         WriteObjFile(mesh, options.obj, {options.frame.cache, options.frame.scene});
+    }
+    // Playback drops a broken element block without a word; the user hears of it here.
+    const WelkardTools::wkCacheReader* reader =
+        theCacheRegistry.readerOfClient(&object.playbackRecord());
+    if (reader != nullptr) {
+        const std::string file = utf8(reader->fileName());
+        if (const std::string problem = WelkardTools::CheckElementBlock(file); !problem.empty())
+            throw CommandError(kExitBadInput,
+                               file + ": " + problem + "; its deforming elements play undeformed");
     }
 }
 
