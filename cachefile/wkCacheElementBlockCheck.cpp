@@ -123,8 +123,10 @@ std::string CheckElementBlock(const std::filesystem::path& path) {
             if (!std::isfinite(wkCacheFormat::LoadF32(chunk.data() + 4 * i))) {
                 const std::int64_t index = done + static_cast<std::int64_t>(i);
                 const std::int64_t perKey = std::int64_t{3} * points;
-                return at + "key " + std::to_string(index / perKey) + " holds a non-finite value "
-                            "at point " + std::to_string(index % perKey / 3);
+                return at + "key " + std::to_string(index / perKey) +
+                       " holds a non-finite value "
+                       "at point " +
+                       std::to_string(index % perKey / 3);
             }
         }
         done += static_cast<std::int64_t>(n);

@@ -409,12 +409,15 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     progress.progressFormat = RecordTexts::kWritingFormat;
     const WStr saving = RecordTexts::kSaving;
     object.showStatus(&saving);
+    // A folder in the target's place cannot be replaced: the file cannot be made (status 1).
+    std::error_code ec;
+    const bool targetIsFolder = std::filesystem::is_directory(cacheFile.target(), ec);
     bool written = false;
-    {
+    if (!targetIsFolder) {
         ProgressStage stage(progress.progress);
         written = writer->write(spans);
     }
-    std::int32_t status = writer->status();
+    std::int32_t status = targetIsFolder ? WelkardTools::kStatusFileNotFound : writer->status();
     if (written && params.recWriteDeform) {
         {
             ProgressStage stage(progress.progress);
@@ -434,8 +437,8 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     library->AddMtl(mtl);
     const bool saveLibrary = mtl && params.recSaveMaterial;
     if (written && saveLibrary &&
-        !host.Materials().SaveMaterialLibrary(
-            WStr::FromUTF8(libraryFile.temporary().string()), *library)) {
+        !host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile.temporary().string()),
+                                              *library)) {
         written = false;
         status = WelkardTools::kStatusFileError;
     }

@@ -1,7 +1,8 @@
 // `wkcache check FILE...`: opens each cache, reads every row of its sample table, as Pre-Load
 // playback would, and the whole element block (head, lists and every key); vertices, transforms
-// and keys must be finite. Prints "FILE: ok" on stdout for a sound file, and "FILE: <status text>" on
-// stderr for one that is not, with the row that could not be read. Exits 0 only if all are sound.
+// and keys must be finite. Prints "FILE: ok" on stdout for a sound file, and "FILE: <status text>"
+// on stderr for one that is not, with the row that could not be read. Exits 0 only if all are
+// sound.
 #include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "tools/cli_common.h"
@@ -11,8 +12,8 @@
 
 #include <cmath>
 #include <cstdio>
-#include <limits>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -91,7 +92,8 @@ void runCheck(const CheckOptions& options) {
 void addCheckCommand(CLI::App& app) {
     auto options = std::make_shared<CheckOptions>();
     CLI::App* command = app.add_subcommand(
-        "check", "Read every sample row and the element block of each cache and report the first fault");
+        "check",
+        "Read every sample row and the element block of each cache and report the first fault");
     command->add_option("FILE", options->files, "Cache files")->required();
     command->callback([options] { runCheck(*options); });
 }

@@ -44,8 +44,9 @@ void addDemoCommand(CLI::App& app) {
     auto options = std::make_shared<DemoOptions>();
     CLI::App* command = app.add_subcommand(
         "demo", "Record a procedural demo scene into demo.wkc and show what it holds");
-    command->add_option("-o,--output", options->out,
-                        "Write the demo cache here instead (a folder gets demo.wkc inside it)")
+    command
+        ->add_option("-o,--output", options->out,
+                     "Write the demo cache here instead (a folder gets demo.wkc inside it)")
         ->capture_default_str();
     command->callback([&app, options] { runDemo(app, *options); });
 }

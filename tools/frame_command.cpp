@@ -1,6 +1,6 @@
-// `wkcache frame CACHE (--time TICKS | --frame F) [--param NAME=VALUE]... [--json] [--obj OUT.obj] ...`:
-// evaluates a new cache object on CACHE (or, with --scene SCENE.json [--object NAME], the cache
-// object of a scene) at one scene time and shows what it plays: each element's place in the
+// `wkcache frame CACHE (--time TICKS | --frame F) [--param NAME=VALUE]... [--json] [--obj OUT.obj]
+// ...`: evaluates a new cache object on CACHE (or, with --scene SCENE.json [--object NAME], the
+// cache object of a scene) at one scene time and shows what it plays: each element's place in the
 // recording and state, the markers of hidden elements, and the mesh. From a scene, each element
 // also tells its activation ("activated", "activationTick") and the material id the frame
 // applies to it ("material", -1 for none).
@@ -136,8 +136,8 @@ void printSummary(wkCache_obj& object) {
               << counts["hiddenByVisibility"] << " hidden by visibility, " << counts["deleted"]
               << " deleted by groups, " << counts["outOfRange"] << " out of range)\n";
     for (std::size_t i = 0; i < state.elements.size() && classified; ++i)
-        std::cout << "  " << i << " \"" << (i < names.size() ? names[i] : std::string()) << "\": "
-                  << elementState(state, static_cast<int>(i)) << '\n';
+        std::cout << "  " << i << " \"" << (i < names.size() ? names[i] : std::string())
+                  << "\": " << elementState(state, static_cast<int>(i)) << '\n';
     std::cout << "mesh:     " << mesh.getNumVerts() << " vertices, " << mesh.getNumFaces()
               << " faces\n";
 }
@@ -148,8 +148,7 @@ TimeValue requestedTime(const FrameCommandOptions& options, FrameSession& sessio
         throw CommandError(kExitUsage, "give the time as either --time TICKS or --frame F");
     if (options.timeOption->count() != 0)
         return options.time;
-    const double ticks =
-        options.frameNumber * session.host().Time().GetTicksPerFrame();
+    const double ticks = options.frameNumber * session.host().Time().GetTicksPerFrame();
     if (!(ticks >= INT32_MIN && ticks <= INT32_MAX))
         throw CommandError(kExitUsage, "--frame: beyond the host's time");
     return static_cast<TimeValue>(std::llround(ticks));
@@ -193,9 +192,9 @@ void addFrameCommand(CLI::App& app) {
         "frame", "Evaluate a cache object (new on a cache file, or of a scene) at one scene time");
     options->timeOption =
         command->add_option("--time", options->time, "Scene time in ticks (4800 a second)");
-    options->frameOption = command->add_option(
-        "--frame", options->frameNumber,
-        "Scene time in frames at the scene's frame rate (may have a fraction)");
+    options->frameOption =
+        command->add_option("--frame", options->frameNumber,
+                            "Scene time in frames at the scene's frame rate (may have a fraction)");
     command->footer("The status is the object's status line: F: the bytes of animation data in "
                     "the file (sample table and element keys), M: how many of them are loaded in "
                     "memory.");

@@ -22,14 +22,16 @@ void addFrameOptions(CLI::App& command, FrameOptions& options) {
     command.add_option("--object", options.object,
                        "With --scene: the node holding the cache object (needed when the scene "
                        "has several)");
-    command.add_option("--param", options.params,
-                       "Set a parameter before the first frame: NAME=VALUE with the internal "
-                       "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
-                       "8 (From) and 9 (To). Repeatable, applied in order")
+    command
+        .add_option("--param", options.params,
+                    "Set a parameter before the first frame: NAME=VALUE with the internal "
+                    "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
+                    "8 (From) and 9 (To). Repeatable, applied in order")
         ->allow_extra_args(false); // one value each: a cache path after it stays the cache
 
-    command.add_option("--scene-fps", options.sceneFps,
-                       "Frame rate of the scene (default: the cache's own, or the scene file's)")
+    command
+        .add_option("--scene-fps", options.sceneFps,
+                    "Frame rate of the scene (default: the cache's own, or the scene file's)")
         ->check(CLI::Range(1, TICKS_PER_SECOND));
     command.add_option("--anim-range", options.animRange,
                        "Animation range of the scene, A:B in ticks (default 0:16000)");
@@ -81,7 +83,7 @@ int cacheFrameRate(const std::string& path) {
         return 0;
     const WelkardTools::wkCacheHeader header = WelkardTools::wkCacheHeader::Decode(bytes);
     return header.IsValid() && header.cacheFrameRate <= TICKS_PER_SECOND ? header.cacheFrameRate
-                                                                          : 0;
+                                                                         : 0;
 }
 
 } // namespace

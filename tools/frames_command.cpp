@@ -13,8 +13,8 @@
 #include <CLI/CLI.hpp>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -104,8 +104,9 @@ void runFrames(const FramesOptions& options) {
                 throw CommandError(kExitBadInput, options.out + ": the folder cannot be made");
         }
         Mesh mesh = session.object().getMesh();
-        WriteObjFile(mesh, (std::filesystem::path(options.out) / fileName(stem, frame, wholeSteps)).string(),
-                     inputs);
+        WriteObjFile(
+            mesh, (std::filesystem::path(options.out) / fileName(stem, frame, wholeSteps)).string(),
+            inputs);
         terminal.showProgress("Writing frames", i + 1, count);
         if (terminal.interrupted()) {
             terminal.endProgress();

@@ -59,7 +59,8 @@ OutputFile::OutputFile(const std::string& path_, const std::string& option,
         return;
     std::error_code ec;
     const std::filesystem::file_status status = std::filesystem::status(path, ec);
-    const bool special = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+    const bool special =
+        std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
     if (special) {
         file.open(path, std::ios::binary | std::ios::out);
     } else {

@@ -2,8 +2,9 @@
 // file (docs/scene-format.md) with its record parameters.
 //
 // With -o the file is written there without questions (".wkc" is added unless the name ends in
-// it; in a folder it is SCENE.wkc). The old file is replaced only when the recording succeeded. Without, the object's own fileName is recorded again, or, if it has none, the file name
-// is asked on the terminal. Prints "Recorded N nodes into FILE" on success.
+// it; in a folder it is SCENE.wkc). The old file is replaced only when the recording succeeded.
+// Without, the object's own fileName is recorded again, or, if it has none, the file name is asked
+// on the terminal. Prints "Recorded N nodes into FILE" on success.
 #include "tools/cli_common.h"
 #include "tools/record_session.h"
 #include "tools/scene_file.h"

@@ -31,10 +31,9 @@ std::string RecordOutputName(const std::string& out, const std::string& defaultN
     if (out.empty())
         throw CommandError(kExitUsage, "-o: the file name is empty");
     std::error_code ec;
-    const std::string name =
-        std::filesystem::is_directory(out, ec)
-            ? (std::filesystem::path(out) / defaultName).string()
-            : narrow(RecordFileName(WStr::FromUTF8(out)));
+    const std::string name = std::filesystem::is_directory(out, ec)
+                                 ? (std::filesystem::path(out) / defaultName).string()
+                                 : narrow(RecordFileName(WStr::FromUTF8(out)));
     const std::filesystem::file_status status = std::filesystem::status(name, ec);
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
         throw CommandError(kExitBadInput, name + ": is not a regular file; a cache can only "

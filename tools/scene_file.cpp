@@ -14,10 +14,10 @@
 #include <fstream>
 #include <initializer_list>
 #include <map>
-#include <set>
-#include <tuple>
 #include <numbers>
+#include <set>
 #include <sstream>
+#include <tuple>
 
 namespace wkcli {
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cfloat>
 #include <charconv>
-#include <cstdio>
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>

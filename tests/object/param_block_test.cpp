@@ -169,7 +169,7 @@ TEST_F(CacheParamBlock, ClampsToEachParametersOwnRange) {
     EXPECT_EQ(block->GetFloat(recStep), 0.001f);
 }
 
-TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
+TEST_F(CacheParamBlock, SetsByNameOrId) {
     EXPECT_TRUE(set("playSpeed", "2.5"));
     EXPECT_EQ(block->GetFloat(playSpeed), 2.5f);
     EXPECT_TRUE(set("PLAYSPEED", "+1.25"));
@@ -187,17 +187,29 @@ TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
     EXPECT_TRUE(set("triggerMode", "2"));
     EXPECT_EQ(block->GetInt(triggerMode), 2);
 
-    EXPECT_TRUE(set("explodeTo", "7"));
-    EXPECT_EQ(block->GetInt(explodeTo), 3);
-    EXPECT_TRUE(set("playStart", "99999999999"));
-    EXPECT_EQ(block->GetInt(playStart), 9999999);
-    EXPECT_TRUE(set("playStart", "-99999999999"));
-    EXPECT_EQ(block->GetInt(playStart), -9999999);
-    EXPECT_TRUE(set("playSpeed", "1e300"));
-    EXPECT_EQ(block->GetFloat(playSpeed), 999999.0f);
-    EXPECT_TRUE(set("scaleUnits", "1e-60"));
-    EXPECT_EQ(block->GetFloat(scaleUnits), 1e-07f);
     EXPECT_EQ(error, "");
+}
+
+TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheValue) {
+    const struct {
+        const char* name;
+        const char* value;
+        const char* message;
+    } cases[] = {
+        {"explodeTo", "7", "parameter explodeTo must be from 0 to 3, got \"7\""},
+        {"playStart", "99999999999", "must be from -9999999 to 9999999"},
+        {"playStart", "-99999999999", "must be from -9999999 to 9999999"},
+        {"playSpeed", "1e300", "must be from -999999 to 999999"},
+        {"scaleUnits", "1e-60", "must be from 1e-07 to"},
+        {"recStep", "0", "must be from 0.001 to 999999"},
+        {"playSpeed", "nan", "playSpeed"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + "=" + c.value);
+        EXPECT_FALSE(set(c.name, c.value));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
 }
 
 TEST_F(CacheParamBlock, SetsTheCacheFileAsAnAssetOfItsType) {
