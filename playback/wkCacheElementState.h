@@ -1,21 +1,16 @@
-// The state of one evaluation of a cache object: one record per element (its cache time, its
-// place between two samples, its activation and its material), and the object's record around
-// them (the display settings of the evaluation, the element groups, and the element sets that
-// frame assembly keeps from one frame to the next).
-//
-// The object owns its playback state, and the state's address is the object's client key in
-// the open-cache registry.
+// The state of one evaluation that frame assembly reads and keeps: one record per element (its
+// cache time, its place between two samples, its activation and its material), and the
+// record around them (the display settings of the evaluation and the element sets that frame
+// assembly keeps from one frame to the next). The object's playback state
+// (elements/wkCachePlaybackState.h) is this record with the element groups added.
 #pragma once
 
-#include "elements/wkCacheGroupList.h"
 #include "host/BitArray.h"
 #include "playback/interpolateTransform.h"
 #include "playback/wkCachePlaybackClock.h"
 
 #include <cstdint>
 #include <vector>
-
-class wkCache_obj;
 
 // One element. The sample fields (sample, fraction, nextSample, interpolate, inRange,
 // beforeRange, afterRange) are those locateSample writes.
@@ -30,16 +25,12 @@ struct wkCacheElementState : wkCacheSampleLocation {
     bool deleted = false; // a group deleted the element in this evaluation
 };
 
-// The object's record. The range settings (beforeORT, afterORT, reversed, interpolateFrames)
-// and the display fields are set anew by each evaluation; the three element sets belong to
-// frame assembly and live until the element count changes.
-class wkCachePlaybackState : public wkCacheRangeSettings {
+// The record around the elements. The range settings (beforeORT, afterORT, reversed,
+// interpolateFrames) and the display fields are set anew by each evaluation; the three element
+// sets belong to frame assembly and live until the element count changes.
+class wkCacheFrameState : public wkCacheRangeSettings {
 public:
-    explicit wkCachePlaybackState(wkCache_obj* owner_ = nullptr) : owner(owner_) {}
-
-    wkCache_obj* owner;
     std::vector<wkCacheElementState> elements;
-    wkCacheGroupList groups;
 
     bool boxMode = false;
     bool hideInvisible = false;
