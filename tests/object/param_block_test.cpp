@@ -209,7 +209,7 @@ TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheVa
         EXPECT_FALSE(set(c.name, c.value));
         EXPECT_NE(error.find(c.message), std::string::npos) << error;
     }
-    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
+    EXPECT_EQ(block->GetFloat(playSpeed), 1.0f); // the default, untouched
 }
 
 TEST_F(CacheParamBlock, SetsTheCacheFileAsAnAssetOfItsType) {

@@ -135,23 +135,6 @@ TEST_F(RecordCacheTest, AStepBelowOneTickIsOneTick) {
     EXPECT_EQ(header.cacheNumSamples, 161);
 }
 
-TEST_F(RecordCacheTest, AnEndBeforeTheStartIsClampedWithTheTruncatingRemainder) {
-    setParams([](wkCacheRecordParams& p) {
-        p.recStart = 10;
-        p.recEnd = 0;
-        p.recStep = 3.0f;
-    });
-    list({boxNode("a")});
-    EXPECT_EQ(record("backwards.wkc"), 1);
-    // No sample is taken; the header tells the range as clamped, which no reader accepts.
-    const auto bytes = readBytes(dir.file("backwards.wkc"));
-    EXPECT_EQ(i32At(bytes, 9), 1600);
-    EXPECT_EQ(i32At(bytes, 13), 160);
-    EXPECT_EQ(i32At(bytes, 29), -2);
-    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), i32At(bytes, 41));
-    EXPECT_EQ(reader("backwards.wkc").status(), kStatusInvalidCache);
-}
-
 TEST_F(RecordCacheTest, NothingToCacheSaysSoUnlessQuiet) {
     HeadlessNode* helper =
         scene.CreateNode(L"helper", scene.Add(std::make_unique<HeadlessHelper>()));
