@@ -748,14 +748,19 @@ private:
             parentOf[node] = {nodeNamed(list[i]["parent"], member(element("nodes", i), "parent")),
                               i};
         std::map<HeadlessNode*, std::size_t> depth; // complete entries only
-        for (const auto& [node, link] : parentOf) {
+        for (const auto& [node, i] : withParent) {
             std::vector<HeadlessNode*> walk;
             std::set<HeadlessNode*> onWalk;
             HeadlessNode* up = node;
             while (depth.count(up) == 0 && parentOf.count(up) != 0) {
-                if (!onWalk.insert(up).second)
-                    fail(member(element("nodes", parentOf[up].second), "parent"),
+                if (!onWalk.insert(up).second) {
+                    // The loop is closed by its last link in the file: that one is named.
+                    std::size_t last = 0;
+                    for (auto it = std::find(walk.begin(), walk.end(), up); it != walk.end(); ++it)
+                        last = std::max(last, parentOf[*it].second);
+                    fail(member(element("nodes", last), "parent"),
                          "linking here would make a loop of parents");
+                }
                 walk.push_back(up);
                 up = parentOf[up].first;
             }
