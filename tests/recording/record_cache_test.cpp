@@ -117,7 +117,7 @@ TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStepOfAtLeastOneTick) {
     struct Case {
         int start, end; // frames
         float step;
-        std::vector<std::int32_t> header; // cacheStart, cacheEnd, cacheStepSize, cacheNumSamples
+        std::vector<std::int32_t> header; // start, end, step and sample count
     };
     const Case cases[] = {
         {0, 10, 3.0f, {0, 1440, 480, 4}},
@@ -135,9 +135,9 @@ TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStepOfAtLeastOneTick) {
         });
         list({boxNode("a")});
         ASSERT_EQ(record("range.wkc"), 1);
-        const auto bytes = readBytes(dir.file("range.wkc"));
-        EXPECT_EQ((std::vector<std::int32_t>{i32At(bytes, 9), i32At(bytes, 13), i32At(bytes, 17),
-                                             i32At(bytes, 29)}),
+        const wkCacheHeader h = wkCacheHeader::Decode(readBytes(dir.file("range.wkc")).data());
+        EXPECT_EQ((std::vector<std::int32_t>{h.cacheStart, h.cacheEnd, h.cacheStepSize,
+                                             h.cacheNumSamples}),
                   c.header);
         EXPECT_EQ(reader("range.wkc").status(), c.header[3] > 0 ? kStatusOk : kStatusInvalidCache);
     }
