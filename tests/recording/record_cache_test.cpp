@@ -2,6 +2,7 @@
 // file holds, what the object, the scene, the hold and the registry look like afterwards.
 #include "cachefile/wkCacheRegistry.h"
 #include "object/wkCache_obj.h"
+#include "tools/module_objects.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
 
@@ -33,7 +34,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        cache = scene.Add(std::make_unique<wkCache_obj>());
+        cache = scene.Add(NewCacheObject(host));
         cacheNode = scene.CreateNode(L"My Cache", cache);
         wkCacheRecordParams params;
         params.recStart = 0;
@@ -276,7 +277,7 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     list({boxNode("a")});
     ASSERT_EQ(record("shared.wkc"), 1);
 
-    auto* other = scene.Add(std::make_unique<wkCache_obj>());
+    auto* other = scene.Add(NewCacheObject(host));
     HeadlessNode* bare = scene.CreateNode(L"other bare", other);
     HeadlessNode* dressed = scene.CreateNode(L"other dressed", other);
     bare->SetSelected(true);
@@ -415,7 +416,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
-    auto* loose = scene.Add(std::make_unique<wkCache_obj>());
+    auto* loose = scene.Add(NewCacheObject(host));
     loose->appendNodeEntry(boxNode("a"));
     EXPECT_EQ(RecordCache(*loose, nullptr, false, &result), 0);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
