@@ -9,6 +9,7 @@
 // invalidateAll or invalidateSelection.
 #pragma once
 
+#include "cachefile/wkCacheFrameTimes.h"
 #include "cachefile/wkCacheReader.h"
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
@@ -20,7 +21,6 @@
 #include "host/SceneIO.h"
 #include "object/wkCacheParams.h"
 #include "object/wkCacheValidators.h"
-#include "playback/wkCacheFrameTimes.h"
 #include "recording/wkCacheRecordTarget.h"
 
 #include <functional>
