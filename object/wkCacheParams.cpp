@@ -125,7 +125,7 @@ ParamBlockDesc2 makeDesc() {
 
 } // namespace
 
-const ParamBlockDesc2& wkCacheParamBlockDesc() {
-    static const ParamBlockDesc2 desc = makeDesc();
+ParamBlockDesc2& wkCacheParamBlockDesc() {
+    static ParamBlockDesc2 desc = makeDesc();
     return desc;
 }

@@ -11,14 +11,14 @@ namespace {
 
 TEST_F(CacheObjectTest, NewObjectTakesItsRangesFromTheAnimationRange) {
     host.Time().SetAnimRange(Interval(1600, 4800));
-    wkCache_obj fresh;
-    EXPECT_EQ(fresh.params().GetInt(P::playStart), 10);
-    EXPECT_EQ(fresh.params().GetInt(P::recStart), 10);
-    EXPECT_EQ(fresh.params().GetInt(P::recEnd), 30);
-    EXPECT_EQ(fresh.params().GetInt(P::explodeEnd), 30);
-    wkCache_obj loaded(true);
-    EXPECT_EQ(loaded.params().GetInt(P::playStart), 0);
-    EXPECT_EQ(loaded.params().GetInt(P::playFPS), 30);
+    const auto fresh = NewCacheObject(host);
+    EXPECT_EQ(fresh->params().GetInt(P::playStart), 10);
+    EXPECT_EQ(fresh->params().GetInt(P::recStart), 10);
+    EXPECT_EQ(fresh->params().GetInt(P::recEnd), 30);
+    EXPECT_EQ(fresh->params().GetInt(P::explodeEnd), 30);
+    const auto loaded = NewCacheObject(host, true);
+    EXPECT_EQ(loaded->params().GetInt(P::playStart), 0);
+    EXPECT_EQ(loaded->params().GetInt(P::playFPS), 30);
 }
 
 TEST_F(CacheObjectTest, PlaysTheCacheWithEachElementAtItsSample) {
@@ -136,7 +136,7 @@ TEST_F(CacheObjectTest, NewClientGivesTheCacheMaterialToItsBareNodes) {
     ASSERT_TRUE(host.Materials().SaveMaterialLibrary(
         WStr::FromUTF8((dir.path() / "two.mat").string()), library));
     auto ownMaterial = std::make_shared<Mtl>(WStr(L"own"));
-    auto other = std::make_unique<wkCache_obj>();
+    auto other = NewCacheObject(host);
     wkCache_obj* otherObject = other.get();
     INode* otherNode = host.Nodes().CreateObjectNode(std::move(other));
     otherNode->SetMtl(ownMaterial);

@@ -5,6 +5,7 @@
 #include "panels/wkCacheFileDialogs.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
+#include "tools/module_objects.h"
 
 #include <filesystem>
 #include <fstream>
@@ -34,7 +35,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        cache = scene.Add(std::make_unique<wkCache_obj>());
+        cache = scene.Add(NewCacheObject(host));
         cacheNode = scene.CreateNode(L"My Cache", cache);
         wkCacheRecordParams params;
         params.recStart = 0;
@@ -268,7 +269,7 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     list({boxNode("a")});
     ASSERT_EQ(record("shared.wkc"), 1);
 
-    auto* other = scene.Add(std::make_unique<wkCache_obj>());
+    auto* other = scene.Add(NewCacheObject(host));
     HeadlessNode* bare = scene.CreateNode(L"other bare", other);
     HeadlessNode* dressed = scene.CreateNode(L"other dressed", other);
     bare->SetSelected(true);
@@ -407,7 +408,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
-    auto* loose = scene.Add(std::make_unique<wkCache_obj>());
+    auto* loose = scene.Add(NewCacheObject(host));
     loose->appendNodeEntry(boxNode("a"));
     EXPECT_EQ(RecordCache(*loose, nullptr, false, &result, specifyCacheFile), 0);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
