@@ -295,6 +295,7 @@ TEST_F(CacheParamBlock, ACloneCopiesEverythingAndTellsOnlyItsNewOwner) {
     EXPECT_EQ(owner.ids.size(), heardBefore);
 }
 
+<<<<<<< HEAD
 TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
     struct Case {
         const char* name;
@@ -321,6 +322,52 @@ TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
         EXPECT_EQ(block.GetFloat(c.id), c.expected) << c.name << "=" << c.value;
         EXPECT_EQ(error, "");
     }
+=======
+TEST_F(CacheParamBlock, SetsByNameOrId) {
+    EXPECT_TRUE(set("playSpeed", "2.5"));
+    EXPECT_EQ(block->GetFloat(playSpeed), 2.5f);
+    EXPECT_TRUE(set("PLAYSPEED", "+1.25"));
+    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
+    EXPECT_TRUE(set(" recStep ", " 0.1 "));
+    EXPECT_EQ(block->GetFloat(recStep), 0.1f);
+    EXPECT_TRUE(set("8", "3"));
+    EXPECT_TRUE(set("9", "5"));
+    EXPECT_EQ(block->GetInt(scaleUnitsFrom), 3);
+    EXPECT_EQ(block->GetInt(scaleUnitsTo), 5);
+    EXPECT_TRUE(set("25", "42")); // any id by number
+    EXPECT_EQ(block->GetInt(rendMatID), 42);
+    EXPECT_TRUE(set("vpWireframe", "1"));
+    EXPECT_EQ(block->GetInt(vpWireframe), 1);
+    EXPECT_TRUE(set("triggerMode", "2"));
+    EXPECT_EQ(block->GetInt(triggerMode), 2);
+
+    EXPECT_EQ(error, "");
+}
+
+TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheValue) {
+    const struct {
+        const char* name;
+        const char* value;
+        const char* message;
+    } cases[] = {
+        {"explodeTo", "7", "parameter explodeTo must be from 0 to 3, got \"7\""},
+        {"playStart", "99999999999", "must be from -9999999 to 9999999"},
+        {"playStart", "-99999999999", "must be from -9999999 to 9999999"},
+        {"playSpeed", "1e300", "must be from -999999 to 999999"},
+        {"scaleUnits", "1e-60", "must be from 1e-07 to"},
+        {"recStep", "0", "must be from 0.001 to 999999"},
+        {"playSpeed", "nan", "playSpeed"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + "=" + c.value);
+        EXPECT_FALSE(set(c.name, c.value));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
+}
+
+TEST_F(CacheParamBlock, SetsTheCacheFileAsAnAssetOfItsType) {
+>>>>>>> issue-10
     ASSERT_TRUE(set("fileName", "shots/crash.wkc"));
     EXPECT_EQ(block.GetAssetUser(fileName), AssetUser(L"shots/crash.wkc", kAssetTypeCache));
     ASSERT_TRUE(set("fileName", ""));

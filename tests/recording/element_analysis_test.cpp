@@ -130,6 +130,19 @@ TEST_F(AnalysisTest, AChangeAtTheFirstSampleAddsAStartThatSplittingPairsWithTheE
     }
 }
 
+TEST_F(AnalysisTest, AChangeAtTheFirstSampleAndLaterGivesEachSpanItsOwnStart) {
+    // Bits 1,0,1,0,0: the head's start is entered twice, and the later span must not take it.
+    HeadlessNode* node = switching({{-160, topologyB()}, {0, topologyA()}, {320, topologyC()}});
+    INodeTab nodes;
+    INode* handle = node;
+    nodes.Append(1, &handle);
+    RecordSpans spans;
+    SplitTopologySpans(nodes, spans, 0, 5, 1.0f);
+    ASSERT_EQ(nodes.Count(), 2);
+    EXPECT_EQ(spans.startTicks, (std::vector<TimeValue>{0, 320}));
+    EXPECT_EQ(spans.endTicks, (std::vector<TimeValue>{160, 800}));
+}
+
 TEST_F(AnalysisTest, SplittingEntersANodeOncePerSpanAndJudgesSingleSamplesFromTheHead) {
     HeadlessNode* twice = switching({{0, topologyA()}, {160, topologyB()}, {320, topologyC()}});
     HeadlessNode* still = boxNode("still");
