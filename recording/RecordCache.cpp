@@ -50,18 +50,6 @@ private:
     bool suspended = true;
 };
 
-// Runs a stage of progress: begin now, end on the way out whatever happens.
-class ProgressStage {
-public:
-    explicit ProgressStage(wkCacheProgress& progress_) : progress(progress_) { progress.begin(); }
-    ~ProgressStage() { progress.end(); }
-    ProgressStage(const ProgressStage&) = delete;
-    ProgressStage& operator=(const ProgressStage&) = delete;
-
-private:
-    wkCacheProgress& progress;
-};
-
 // Deletes the temporary nodes once: the list is emptied, so a later way out finds none.
 void deleteNodes(SceneNodes& nodes, UndoHold& hold, INodeTab& tmpNodes) {
     if (tmpNodes.IsEmpty())
@@ -327,7 +315,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
         const WStr saving = RecordTexts::kSaving;
         object.showStatus(&saving);
         {
-            ProgressStage stage(progress.progress);
+            wkCacheProgressScope stage(progress.progress);
             const INodeTab analysed = recordNodes;
             AnalyzeElementFrames(analysed, writeNodes, spans, elementBlock, startFrame, endFrame,
                                  params.recStep, wkCacheRecordProgress, &object);
@@ -414,13 +402,13 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     const bool targetIsFolder = std::filesystem::is_directory(cacheFile.target(), ec);
     bool written = false;
     if (!targetIsFolder) {
-        ProgressStage stage(progress.progress);
+        wkCacheProgressScope stage(progress.progress);
         written = writer->write(spans);
     }
     std::int32_t status = targetIsFolder ? WelkardTools::kStatusFileNotFound : writer->status();
     if (written && params.recWriteDeform) {
         {
-            ProgressStage stage(progress.progress);
+            wkCacheProgressScope stage(progress.progress);
             written = AppendElementBlock(elementBlock, cacheTemp, wkCacheRecordProgress, &object);
         }
         progress.progressDone = -1;

@@ -6,6 +6,7 @@
 #include "tools/cli_common.h"
 #include "tools/cli_json.h"
 #include "tools/input_file.h"
+#include "tools/module_objects.h"
 #include "tools/scene_file.h"
 
 #include <climits>
@@ -26,7 +27,8 @@ void addFrameOptions(CLI::App& command, FrameOptions& options) {
         .add_option("--param", options.params,
                     "Set a parameter before the first frame: NAME=VALUE with the internal "
                     "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
-                    "8 (From) and 9 (To). Repeatable, applied in order")
+                    "8 (From) and 9 (To) and record the choice only: scaleUnits is the "
+                    "factor. Repeatable, applied in order")
         ->allow_extra_args(false); // one value each: a cache path after it stays the cache
 
     command
@@ -115,7 +117,7 @@ FrameSession::FrameSession(const FrameOptions& options)
             if (const int fps = cacheFrameRate(options.cache); fps > 0)
                 headless.Time().SetFrameRate(fps);
         setClock(headless.Time(), options);
-        auto made = std::make_unique<wkCache_obj>();
+        auto made = NewCacheObject(headless);
         cache = made.get();
         INode* node = headless.Nodes().CreateObjectNode(std::move(made));
         node->SetName(L"WK Cache");
