@@ -854,6 +854,13 @@ LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
         const std::size_t at = what.find("parse error");
         throw SceneFileError("not valid JSON: " +
                              (at == std::string::npos ? what : what.substr(at)));
+    } catch (const Json::exception& e) {
+        // A number too large for a double ends the parse with out_of_range, not parse_error;
+        // the message goes without the library's "[json.exception...]" code.
+        const std::string what = e.what();
+        const std::size_t code = what.find("] ");
+        throw SceneFileError("not valid JSON: " +
+                             (code == std::string::npos ? what : what.substr(code + 2)));
     }
     // Cache objects take their parameter blocks from the host that builds them.
     ScopedHost installed(host);
