@@ -49,6 +49,7 @@ const std::map<std::string, std::int32_t>& expectedStatus() {
         {"num_channels_negative.wkc", kStatusReadPastEOF},
         {"map_verts_huge.wkc", kStatusReadPastEOF},
         {"map_verts_negative.wkc", kStatusReadPastEOF},
+        {"v3_block_key_bytes_overflow.wkc", kStatusReadPastEOF},
     };
     return table;
 }
