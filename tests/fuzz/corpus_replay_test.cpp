@@ -1,8 +1,8 @@
 // Every input of the fuzzing corpora, through the fuzz entries themselves: the inputs that once
 // crashed or hung the reader or the scene loader, and the seeds, run with every test build (ASan
 // and UBSan in CI). Each cache input is then opened once more: it must end in its status, and a
-// count that the file cannot hold must end as the short read it is before anything is
-// allocated for it.
+// count that the file cannot hold must end as the short read it is before anything is allocated
+// for it.
 #include "cachefile/wkCacheReader.h"
 #include "tests/cachefile/AllocationProbe.h"
 
@@ -32,7 +32,7 @@ using namespace WelkardTools;
 // Far below any count under test, far above what a small file needs (the read block).
 constexpr std::size_t kSmallAllocation = std::size_t{1} << 20;
 
-// The status each cache input ends in; an input not named here must load.
+// The status each input ends in; an input not named here must load.
 const std::map<std::string, std::int32_t>& expectedStatus() {
     static const std::map<std::string, std::int32_t> table = {
         {"bad_magic.wkc", kStatusInvalidCache},
@@ -53,10 +53,10 @@ const std::map<std::string, std::int32_t>& expectedStatus() {
     return table;
 }
 
-// Every regular file of `corpus` through the fuzz entry `run`, then through `check` when given;
-// answers how many ran.
+// Every regular file of `corpus` through the fuzz entry `run`, then through `andThen`; answers
+// how many ran.
 int replay(const std::filesystem::path& corpus, int (*run)(const std::uint8_t*, std::size_t),
-           const std::function<void(const std::filesystem::path&)>& check = {}) {
+           const std::function<void(const std::filesystem::path&)>& andThen = {}) {
     EXPECT_TRUE(std::filesystem::is_directory(corpus)) << corpus;
     int inputs = 0;
     std::error_code ec;
@@ -68,9 +68,9 @@ int replay(const std::filesystem::path& corpus, int (*run)(const std::uint8_t*, 
                                               std::istreambuf_iterator<char>());
         SCOPED_TRACE(file.path().filename().string());
         EXPECT_EQ(run(bytes.data(), bytes.size()), 0);
-        if (check)
-            check(file.path());
         ++inputs;
+        if (andThen)
+            andThen(file.path());
     }
     return inputs;
 }
@@ -79,16 +79,18 @@ int replay(const std::filesystem::path& corpus, int (*run)(const std::uint8_t*, 
 
 TEST(ReaderFuzzCorpus, EveryInputRunsCleanAndEndsInItsStatusWithoutLargeAllocations) {
     std::size_t named = 0;
-    const int inputs = replay(
-        WKCACHE_FUZZ_CORPUS, LLVMFuzzerTestOneInput, [&named](const std::filesystem::path& path) {
-            allocprobe::LargestAllocation probe;
-            wkCacheReader reader(WStr(path.c_str()));
-            const auto expected = expectedStatus().find(path.filename().string());
-            const bool listed = expected != expectedStatus().end();
-            named += listed;
-            EXPECT_EQ(reader.status(), listed ? expected->second : kStatusOk);
-            EXPECT_LT(probe.bytes(), kSmallAllocation);
-        });
+    const int inputs = replay(WKCACHE_FUZZ_CORPUS, LLVMFuzzerTestOneInput,
+                              [&](const std::filesystem::path& path) {
+                                  allocprobe::LargestAllocation probe;
+                                  wkCacheReader reader(WStr(path.c_str()));
+                                  const auto expected =
+                                      expectedStatus().find(path.filename().string());
+                                  named += expected != expectedStatus().end();
+                                  EXPECT_EQ(reader.status(), expected != expectedStatus().end()
+                                                                 ? expected->second
+                                                                 : kStatusOk);
+                                  EXPECT_LT(probe.bytes(), kSmallAllocation);
+                              });
     EXPECT_EQ(named, expectedStatus().size());
     EXPECT_GE(inputs, 20);
 }
