@@ -86,7 +86,9 @@ public:
     // A spinner of the record or explode range is dragged: 1 start, 2 end, 0 none; `other`
     // is the opposite end's value at drag start.
     void setRecDrag(int state, int other) { recDragState = state, recDragOther = other; }
-    void setExplodeDrag(int state, int other) { explodeDragState = state, explodeDragOther = other; }
+    void setExplodeDrag(int state, int other) {
+        explodeDragState = state, explodeDragOther = other;
+    }
 
     // ---- File operations, each one undoable step (wkCache_objFiles.cpp)
     bool newCacheFile();
