@@ -192,9 +192,9 @@ void wkCache_obj::drawElementBoxes(TimeValue t, GraphicsWindow& gw, const Point3
     EnsureElementBoxes(count);
     if (!wireCase)
         gw.setRndLimits(wireLimits);
-    if (!elementSelection.empty()) {
+    if (!selection.empty()) {
         gw.setColor(LINE_COLOR, gw.GetUIColor(COLOR_SELECTION));
-        for (std::int32_t index : elementSelection) {
+        for (std::int32_t index : selection) {
             if (index < 0 || index >= count)
                 continue;
             Mesh& box = *elementBoxes[static_cast<std::size_t>(index)];
@@ -204,7 +204,7 @@ void wkCache_obj::drawElementBoxes(TimeValue t, GraphicsWindow& gw, const Point3
     }
     for (std::int32_t index = 0; index < count; ++index) {
         gw.setColor(LINE_COLOR, wire);
-        if (elementSelection.count(index) != 0)
+        if (selection.count(index) != 0)
             continue;
         Mesh& box = *elementBoxes[static_cast<std::size_t>(index)];
         if (WelkardTools::updateElementBox(*reader, box, index, *playback))

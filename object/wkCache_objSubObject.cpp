@@ -5,6 +5,7 @@
 
 #include "host/Host.h"
 #include "host/INode.h"
+#include "object/wkCachePanelHooks.h"
 #include "playback/wkCacheFrameAssembly.h"
 
 #include <algorithm>
@@ -31,27 +32,6 @@ std::unique_ptr<CommandModeSet> commandModes;
 
 } // namespace
 
-// Keeps the selection from before a change.
-class wkCache_obj::Restore_Selection final : public RestoreObj {
-public:
-    explicit Restore_Selection(wkCache_obj& object_)
-        : object(object_), before(object_.elementSelection) {}
-    void Restore(bool) override {
-        after = object.elementSelection;
-        object.elementSelection = before;
-        object.selectionRefresh();
-    }
-    void Redo() override {
-        object.elementSelection = after;
-        object.selectionRefresh();
-    }
-
-private:
-    wkCache_obj& object;
-    std::set<std::int32_t> before;
-    std::set<std::int32_t> after;
-};
-
 void wkCache_obj::CreateCommandModes() {
     if (!commandModes)
         commandModes = std::make_unique<CommandModeSet>();
@@ -59,14 +39,6 @@ void wkCache_obj::CreateCommandModes() {
 
 void wkCache_obj::DeleteCommandModes() {
     commandModes.reset();
-}
-
-void wkCache_obj::setPanelOpen(bool open) {
-    panelOpen = open;
-    if (open)
-        CreateCommandModes();
-    else
-        DeleteCommandModes();
 }
 
 const GenSubObjType* wkCache_obj::subLevelType(int i) const {
@@ -110,7 +82,8 @@ void wkCache_obj::levelRefresh() {
     notifyDependents(PART_ALL, REFMSG_CHANGE);
     GetHost().UI().ForceCompleteRedraw(1);
     notifyDependents(kLevelPart, REFMSG_CHANGE);
-    showStatus(nullptr);
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().updatePanels(*this, false);
 }
 
 int wkCache_obj::HitTest(TimeValue t, INode* node, int type, int crossing, int flags,
@@ -132,7 +105,7 @@ int wkCache_obj::HitTest(TimeValue t, INode* node, int type, int crossing, int f
         const int count = static_cast<int>(reader->getIndex()->nodes.size());
         EnsureElementBoxes(count);
         for (std::int32_t index = 0; index < count; ++index) {
-            const bool inSelection = elementSelection.count(index) != 0;
+            const bool inSelection = selection.count(index) != 0;
             if (((flags & 1) != 0 && !inSelection) || ((flags & 4) != 0 && inSelection))
                 continue;
             Mesh& box = *elementBoxes[static_cast<std::size_t>(index)];
@@ -148,22 +121,14 @@ int wkCache_obj::HitTest(TimeValue t, INode* node, int type, int crossing, int f
     return 0;
 }
 
-void wkCache_obj::holdSelection() {
-    UndoHold& hold = GetHost().Hold();
-    if (!hold.Holding())
-        return;
-    hold.Put(std::make_unique<Restore_Selection>(*this));
-    animFlags |= A_HELD;
-}
-
 void wkCache_obj::selectHitElements(HitRecord* hits, bool selected, bool all) {
     holdSelection();
     for (HitRecord* hit = hits; hit != nullptr; hit = hit->Next()) {
         const std::int32_t index = hitElementIndex(*hit);
         if (selected)
-            elementSelection.insert(index);
+            selection.insert(index);
         else
-            elementSelection.erase(index);
+            selection.erase(index);
         if (!all)
             break;
     }
@@ -172,32 +137,32 @@ void wkCache_obj::selectHitElements(HitRecord* hits, bool selected, bool all) {
 
 void wkCache_obj::clearElementSelection(int) {
     holdSelection();
-    elementSelection.clear();
+    selection.clear();
     selectionRefresh();
 }
 
 void wkCache_obj::selectAllElements(int) {
     holdSelection();
     wkCacheReader* reader = soundReader();
-    elementSelection.clear();
+    selection.clear();
     if (reader != nullptr) {
         const auto count = static_cast<std::int32_t>(reader->getIndex()->nodes.size());
         for (std::int32_t index = 0; index < count; ++index)
-            elementSelection.insert(elementSelection.end(), index);
+            selection.insert(selection.end(), index);
     }
     selectionRefresh();
 }
 
 void wkCache_obj::invertElementSelection(int) {
     holdSelection();
-    std::set<std::int32_t> inverted;
+    ElementSet inverted;
     if (wkCacheReader* reader = soundReader()) {
         const auto count = static_cast<std::int32_t>(reader->getIndex()->nodes.size());
         for (std::int32_t index = 0; index < count; ++index)
-            if (elementSelection.count(index) == 0)
+            if (selection.count(index) == 0)
                 inverted.insert(inverted.end(), index);
     }
-    elementSelection = std::move(inverted);
+    selection = std::move(inverted);
     selectionRefresh();
 }
 
@@ -210,7 +175,7 @@ int wkCache_obj::selectionCentreSum(TimeValue t, INode* node, Point3& sum) {
     EnsureElementBoxes(count);
     const Matrix3 objectTM = node->GetObjectTM(t);
     int counted = 0;
-    for (std::int32_t index : elementSelection) {
+    for (std::int32_t index : selection) {
         if (index < 0 || index >= count)
             continue;
         Mesh& box = *elementBoxes[static_cast<std::size_t>(index)];

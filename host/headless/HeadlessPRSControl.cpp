@@ -18,6 +18,12 @@ void HeadlessPRSControl::NotifyChanged() {
         dependent->NotifyRefChanged(FOREVER, this, PART_ALL, REFMSG_CHANGE, true);
 }
 
+std::unique_ptr<MatrixControl> HeadlessPRSControl::Clone(ReferenceMaker& newOwner) const {
+    auto copy = std::make_unique<HeadlessPRSControl>(*this);
+    copy->SetDependent(&newOwner);
+    return copy;
+}
+
 namespace {
 
 // The change of a packet as a world matrix: what the gizmo's world matrix is multiplied by.

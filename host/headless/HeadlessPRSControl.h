@@ -15,6 +15,7 @@ public:
     // The change goes into the tracks at t: the value of a track without keys, else a key at t.
     // Then the dependent is told.
     void SetValue(TimeValue t, const SetXFormPacket& packet, int commit, int method) override;
+    std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const override;
 
     // The tracks, to key directly; NotifyChanged tells the dependent afterwards.
     Point3Track& Position() { return position; }

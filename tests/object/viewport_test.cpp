@@ -65,7 +65,7 @@ protected:
         object->selectHitElements(log.First(), selected, all);
     }
     std::vector<int> selection() const {
-        return {object->getElementSelection().begin(), object->getElementSelection().end()};
+        return {object->elementSelection().begin(), object->elementSelection().end()};
     }
 };
 
