@@ -223,6 +223,7 @@ struct Centres : SubObjAxisCallback {
 TEST_F(ViewportTest, LevelsModesCentresAndGizmo) {
     EXPECT_EQ(object->subLevelType(0)->GetName(), WStr(L"Elements"));
     EXPECT_EQ(object->subLevelType(2), nullptr);
+    wkCache_obj::CreateCommandModes(); // as an open panel has them
     XFormModes modes;
     object->enterSubLevel(1, modes);
     EXPECT_EQ(object->subLevelType(-1)->GetName(), WStr(L"Elements"));
@@ -252,6 +253,7 @@ TEST_F(ViewportTest, LevelsModesCentresAndGizmo) {
     expectNear(gizmo.frames[0].GetTrans(), Point3(5, 0, 0), 1e-4f);
     EXPECT_NEAR(gizmo.frames[0].GetRow(0).Length(), 2.0f, 1e-4f);
     EXPECT_NEAR(std::fabs(gizmo.frames[0].GetRow(0).y), 2.0f, 1e-4f); // x turned onto y
+    wkCache_obj::DeleteCommandModes();
 }
 
 } // namespace
