@@ -108,10 +108,6 @@ TEST_F(AnalysisTest, AChangeAtTheFirstSampleAddsAStartThatSplittingPairsWithTheE
     };
     const Case cases[] = {
         {{{-160, topologyB()}, {0, topologyA()}}, {0, 0}, {640}, {0}},
-        {{{-160, topologyB()}, {0, topologyA()}, {320, topologyC()}},
-         {0, 0, 320},
-         {160, 640},
-         {0, 0}},
     };
     for (const Case& c : cases) {
         HeadlessNode* node = switching(c.states);
