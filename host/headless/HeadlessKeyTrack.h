@@ -53,6 +53,14 @@ public:
     const TrackKey<T>& GetKey(int i) const { return keys[static_cast<std::size_t>(i)]; }
 
     T GetValue(TimeValue t) const;
+    // Outside animation: a track without keys takes the value everywhere; with keys, the value
+    // becomes a key at t.
+    void SetValue(TimeValue t, const T& value) {
+        if (keys.empty())
+            defaultValue = value;
+        else
+            AddKey(t, value);
+    }
 
 private:
     std::vector<TrackKey<T>> keys;
