@@ -70,7 +70,7 @@ cachetest::CacheSpec benchSpec(int elements, int vertsPerElement) {
             const int row = vertsPerElement > 10 ? 10 : 2;
             const auto base = static_cast<std::uint32_t>((f * 11) % (vertsPerElement - row));
             node.faces[static_cast<std::size_t>(f)].v = {base, base + 1,
-                                                        base + static_cast<std::uint32_t>(row)};
+                                                         base + static_cast<std::uint32_t>(row)};
             node.faces[static_cast<std::size_t>(f)].matID = static_cast<std::uint16_t>(n % 4);
         }
     }
@@ -113,10 +113,9 @@ BenchPlayback& playback(int elements, int vertsPerElement = 100) {
     static std::map<std::pair<int, int>, std::unique_ptr<BenchPlayback>> playbacks;
     auto& p = playbacks[{elements, vertsPerElement}];
     if (!p) {
-        const std::string path =
-            dir.write("bench" + std::to_string(elements) + "x" + std::to_string(vertsPerElement) +
-                          ".wkc",
-                      cachetest::buildCache(benchSpec(elements, vertsPerElement)));
+        const std::string path = dir.write(
+            "bench" + std::to_string(elements) + "x" + std::to_string(vertsPerElement) + ".wkc",
+            cachetest::buildCache(benchSpec(elements, vertsPerElement)));
         p = std::make_unique<BenchPlayback>(path);
     }
     return *p;
