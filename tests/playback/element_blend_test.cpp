@@ -75,7 +75,7 @@ TEST(ElementBlend, EveryRoadGivesTheUnkeptTransform) {
         wkCacheReader first{WStr(path.c_str())};
         wkCacheReader other{WStr(otherPath.c_str())};
         first.setKeepFileOpen(seq.keepRows);
-        wkCachePlaybackState state;
+        wkCacheFrameState state;
         state.elements.resize(kElements);
         state.beforeORT = ORT_LOOP;
         state.afterORT = ORT_PINGPONG;
