@@ -26,6 +26,7 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    Notifications& Notify() override { return notifications; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
     std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
@@ -47,6 +48,7 @@ private:
     HeadlessMaterials materials;
     HeadlessAssets assets;
     HeadlessUserInterface ui;
+    Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
 };
