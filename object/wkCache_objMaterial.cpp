@@ -30,11 +30,7 @@ private:
 
 int wkCache_obj::reloadMaterial(bool replaceOwn, bool otherObjects, bool replaceOthers,
                                 bool selectedOnly, bool undoable) {
-    wkCacheRegistryEntry* entry = nullptr;
-    for (const auto& [name, candidate] : theCacheRegistry.entries())
-        for (int i = 0; i < candidate->entryClientCount(); ++i)
-            if (candidate->entryClient(i) == playback.get())
-                entry = candidate.get();
+    wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(playback.get());
     WelkardTools::wkCacheReader* reader = entry != nullptr ? entry->entryReader() : nullptr;
     Mtl* found = reader != nullptr ? reader->firstMaterial() : nullptr;
     if (found == nullptr)

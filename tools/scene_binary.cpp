@@ -36,7 +36,7 @@ public:
         f32(q.w);
     }
     void text(const WStr& s) {
-        const std::string bytes = EncodeUtf8(s.view());
+        const std::string bytes = wkhost::EncodeUtf8(s.view());
         w.Write(bytes.data(), bytes.size());
     }
     void value(float v) { f32(v); }
@@ -295,6 +295,11 @@ public:
         for (const HeadlessNode* node : nodes)
             if (const std::shared_ptr<Mtl> mtl = node->ShareMtl())
                 collect(mtl);
+        // A host saves a scene it has shown: each cache object has its cache open, which tells
+        // its save how many elements there are to keep the selection and groups to.
+        for (HeadlessNode* node : nodes)
+            if (auto* cache = dynamic_cast<wkCache_obj*>(node->GetObjectRef()))
+                cache->updateCacheMesh(host.Time().GetTime());
 
         out.begin(SceneChunk::header);
         out.u32(kBinarySceneVersion);
@@ -644,7 +649,7 @@ private:
         if (auto* cache = dynamic_cast<wkCache_obj*>(raw)) {
             host.Nodes().AddObject(std::move(object));
             readPlugin(*cache);
-            loaded.cacheObjects.push_back({EncodeUtf8(node.GetName().view()), cache});
+            loaded.cacheObjects.push_back({wkhost::EncodeUtf8(node.GetName().view()), cache});
             return raw;
         }
         std::vector<TimeValue> times;

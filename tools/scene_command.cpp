@@ -129,8 +129,8 @@ std::string hexId(std::uint16_t id) {
 }
 
 Json groupJson(const wkCacheGroup& g) {
-    return {{"name", EncodeUtf8(g.name.view())},
-            {"mode", EncodeUtf8(groupModeLabel(g.mode))},
+    return {{"name", wkhost::EncodeUtf8(g.name.view())},
+            {"mode", wkhost::EncodeUtf8(groupModeLabel(g.mode))},
             {"enabled", g.enabled},
             {"offset", g.offset},
             {"materialId", g.materialId},

@@ -149,9 +149,12 @@ Quat rotation(const Json& j, const std::string& path) {
             fail(qpath, "expected an array of 4 numbers");
         Quat value(single((*q)[0], element(qpath, 0)), single((*q)[1], element(qpath, 1)),
                    single((*q)[2], element(qpath, 2)), single((*q)[3], element(qpath, 3)));
-        if (QuatDot(value, value) == 0.0f)
+        const float lengthSquared = QuatDot(value, value);
+        if (lengthSquared == 0.0f)
             fail(qpath, "a rotation cannot be all zero");
-        return Normalize(value);
+        // A rotation of unit length to float precision is kept as written: normalising it again
+        // could move its last bit, and a written scene must read back as it was.
+        return std::fabs(lengthSquared - 1.0f) <= 4.0f * FLT_EPSILON ? value : Normalize(value);
     }
     expectKeys(j, path, {"axis", "angle"});
     const Point3 axis = point(require(j, path, "axis"), member(path, "axis"));

@@ -37,7 +37,7 @@ Json rotation(const Quat& q) {
 }
 
 std::string utf8(const WStr& text) {
-    return EncodeUtf8(text.view());
+    return wkhost::EncodeUtf8(text.view());
 }
 
 class Writer {

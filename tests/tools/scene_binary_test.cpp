@@ -2,7 +2,9 @@
 // end in an error that says what is wrong.
 #include "tools/scene_binary.h"
 
+#include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessChunkFile.h"
+#include "tests/cachefile/CacheBuilder.h"
 #include "tools/demo_scene.h"
 #include "tools/scene_json_writer.h"
 
@@ -49,7 +51,7 @@ const char* kEverything = R"({
     {"name": "Spot", "object": {"type": "spotLight"}},
     {"name": "Eye", "object": {"type": "camera"}},
     {"name": "Point", "object": {"type": "helper"}},
-    {"name": "Cache", "object": {"type": "cache", "fileName": "x.wkc",
+    {"name": "Cache", "object": {"type": "cache", "fileName": "@CACHE@",
       "nodes": ["Box", null, "Cloth"], "triggerOmni": "Lamp", "explodeToNode": "Point",
       "playSpeed": {"keys": [{"frame": 0, "value": 1}, {"frame": 20, "value": 2.5}]},
       "recEnd": 77, "vpWireframe": true, "scaleUnitsTo": 3,
@@ -57,7 +59,7 @@ const char* kEverything = R"({
       "gizmo": {"position": {"keys": [{"frame": 0, "value": [0, 0, 0]},
                                       {"frame": 9, "value": [5, 0, 1]}]}},
       "groups": [
-        {"name": "Gone", "mode": "Delete", "byAge": true, "age": 4, "elements": [1, 2]},
+        {"name": "Gone", "mode": "Delete", "age": 4, "elements": [1, 2]},
         {"name": "In", "mode": "Hold In", "enabled": false},
         {"name": "Out", "mode": "Hold Out", "respectActivation": false},
         {"name": "Late", "mode": "Offset", "offset": -2.5},
@@ -76,14 +78,38 @@ std::string binaryRoundTrip(HeadlessHost& host) {
     return SceneToJsonText(again);
 }
 
+// kEverything on a cache of ten elements, so that the selection and the groups survive the
+// trimming of a save.
+class TenElements {
+public:
+    TenElements() {
+        cachetest::CacheSpec spec;
+        for (int n = 0; n < 10; ++n)
+            spec.nodes.push_back(cachetest::triangleNode("n" + std::to_string(n)));
+        spec.samples = {std::vector<cachetest::SampleSpec>(10, cachetest::moved(0, 0, 0))};
+        path = dir.write("ten.wkc", cachetest::buildCache(spec));
+    }
+    ~TenElements() { theCacheRegistry.evictAll(); }
+    std::string scene() const {
+        std::string text = kEverything;
+        text.replace(text.find("@CACHE@"), 7, path);
+        return text;
+    }
+
+private:
+    cachetest::TempDir dir;
+    std::string path;
+};
+
 TEST(SceneBinary, RoundTripsWriteTheSameJson) {
+    const TenElements cache;
     struct Case {
         const char* name;
         std::function<void(HeadlessHost&)> build;
     };
     const Case cases[] = {
         {"demo", [](HeadlessHost& host) { BuildDemoScene(host); }},
-        {"everything", [](HeadlessHost& host) { LoadSceneText(kEverything, host); }},
+        {"everything", [&](HeadlessHost& host) { LoadSceneText(cache.scene(), host); }},
         {"example",
          [](HeadlessHost& host) {
              LoadSceneText(
@@ -94,7 +120,10 @@ TEST(SceneBinary, RoundTripsWriteTheSameJson) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         HeadlessHost host;
-        c.build(host);
+        {
+            ScopedHost installed(host);
+            c.build(host);
+        }
         const std::string json = SceneToJsonText(host);
         EXPECT_EQ(binaryRoundTrip(host), json);
         // The JSON form alone is lossless too.
@@ -105,9 +134,10 @@ TEST(SceneBinary, RoundTripsWriteTheSameJson) {
 }
 
 TEST(SceneBinary, TheJsonHoldsWhatTheBinaryFileAdds) {
+    const TenElements cache;
     HeadlessHost host;
-    LoadSceneText(kEverything, host);
-    const std::string json = SceneToJsonText(host);
+    LoadSceneText(cache.scene(), host);
+    const std::string json = binaryRoundTrip(host);
     for (const char* key : {"\"selection\": [", "\"explodeToNode\": \"Point\"", "\"easeIn\": 0.25",
                             "\"currentFrame\": 2.5"})
         EXPECT_NE(json.find(key), std::string::npos) << key;
@@ -171,7 +201,7 @@ TEST(SceneBinary, DamagedFilesSayWhatIsWrong) {
         {"huge count", handMade(1, -1, 0x40000000, 2), "a count of 1073741824 runs past"},
         {"corner beyond", handMade(1, -1, 3, 3), "face 0 names vertex 3 of 3"},
         {"truncated", truncated, "a chunk header is damaged or runs past its end"},
-        {"no header", noHeader, "not a binary scene file"},
+        {"no header", noHeader, "not valid JSON"}, // only "WK" marks a binary file
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -192,8 +222,9 @@ TEST(SceneBinary, DamagedFilesSayWhatIsWrong) {
 
 // Every cut of a saved scene loads or fails cleanly (ASan and UBSan watch in CI).
 TEST(SceneBinary, EveryTruncationFailsCleanly) {
+    const TenElements cache;
     HeadlessHost host;
-    LoadSceneText(kEverything, host);
+    LoadSceneText(cache.scene(), host);
     const std::vector<std::uint8_t> bytes = saved(host);
     int refused = 0;
     for (std::size_t cut = 0; cut < bytes.size(); cut += 7) {
