@@ -182,6 +182,10 @@ template <class T> void readTrack(In& in, HeadlessKeyTrack<T>& track) {
     for (std::uint32_t k = 0; k < n; ++k) {
         TrackKey<T> key;
         key.time = in.i32();
+        // Saved keys are in time order; any other order would make each insert a move of all
+        // the keys after it.
+        if (k > 0 && key.time <= track.GetKey(static_cast<int>(k) - 1).time)
+            in.damaged("keys out of time order");
         in.value(key.value);
         key.tcb.tension = in.f32();
         key.tcb.continuity = in.f32();
@@ -666,6 +670,9 @@ private:
                 auto* deforming = dynamic_cast<HeadlessDeformingMesh*>(raw);
                 in.expectContainer(false);
                 const TimeValue t = in.i32();
+                if (deforming != nullptr && deforming->NumKeys() > 0 &&
+                    t <= deforming->KeyTime(deforming->NumKeys() - 1))
+                    in.damaged("keys out of time order");
                 const std::uint32_t n = static_cast<std::uint32_t>(in.remaining() / 12);
                 std::vector<Point3> positions;
                 positions.reserve(n);
@@ -736,6 +743,9 @@ private:
             } else if (in.id() == SceneChunk::mesh) {
                 if (!haveTime)
                     in.damaged("a topology state without its time");
+                if (topology->NumStates() > 0 &&
+                    t <= topology->StateTime(topology->NumStates() - 1))
+                    in.damaged("topology states out of time order");
                 topology->AddState(t, readMesh(in));
             }
             in.close();
@@ -849,8 +859,12 @@ private:
             const std::uint32_t keys = in.count(8);
             if (keys > 0 && !def->IsFloatType())
                 in.damaged("keys on a parameter that does not animate");
+            TimeValue last = 0;
             for (std::uint32_t k = 0; k < keys; ++k) {
                 const TimeValue t = in.i32();
+                if (k > 0 && t <= last)
+                    in.damaged("keys out of time order");
+                last = t;
                 if (!block.SetKey(id, t, in.f32(), entry))
                     in.damaged("keys on a parameter that does not animate");
             }
