@@ -23,6 +23,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -133,6 +134,20 @@ public:
     int getPlayStart() const;
     int getExplodeStart() const;
     int getExplodeEnd() const;
+
+    // ---- State the panels keep on the object
+    // While set, the node list box is not refreshed (a bulk change of `nodes` runs).
+    bool nodeListSuspended = false;
+    // Range spinner drags: 0 none, 1 the start spinner, 2 the end spinner; the other end's
+    // value when the drag began.
+    std::int32_t recDragState = 0;
+    std::int32_t recDragOther = 0;
+    std::int32_t explodeDragState = 0;
+    std::int32_t explodeDragOther = 0;
+    // The last filter of the group elements dialog; outlives the panel.
+    WStr groupBrowseFilter;
+    // The selected elements.
+    std::set<std::uint32_t> elementSelection;
 
     // ---- The status display of the headless host
     void setPanelOpen(bool open) { panelOpen = open; }
