@@ -100,6 +100,10 @@ public:
     bool setGroupMode(const WStr& name, int mode);
     bool setGroupByAge(const WStr& name, bool on);
     bool setGroupByDistance(const WStr& name, bool on);
+    // Any change of the group list as one undoable step under `label`, inside the running hold
+    // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
+    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                        bool invalidate);
 
     // ---- wkCacheRecordTarget
     SceneObject& recordObject() override { return *this; }
@@ -165,9 +169,6 @@ private:
     class NodeListRestore;
     class Restore_Groups;
 
-    // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
-    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
-                        bool invalidate);
     // A setting of one group: `change` applies it and answers whether anything changed.
     bool setGroupSetting(const WStr& name, const wchar_t* label,
                          const std::function<bool(wkCacheGroup&)>& change);

@@ -14,11 +14,14 @@ using BK = ParamBinding::Kind;
 namespace P = wkCacheParam;
 
 constexpr RolloutInfo kRollouts[] = {
-    {0, kCacheFile, L"Cache File", false},      {1, kFileInfo, L"File Info", true},
-    {2, kRecord, L"Record", false},             {3, kPlayback, L"Playback", false},
+    {0, kCacheFile, L"Cache File", false},
+    {1, kFileInfo, L"File Info", true},
+    {2, kRecord, L"Record", false},
+    {3, kPlayback, L"Playback", false},
     {4, kViewportRender, L"Viewport / Render", false},
     {5, kPerElement, L"Per-Element Control", false},
-    {6, kExplode, L"Explode to Objects", true}, {7, kAbout, L"About", true},
+    {6, kExplode, L"Explode to Objects", true},
+    {7, kAbout, L"About", true},
 };
 
 ControlTemplate button(int id, const wchar_t* caption) {
@@ -41,8 +44,12 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& file = t[kCacheFile];
     file.id = kCacheFile;
-    file.controls = {label(1024), {1025, K::StatusField, L""}, button(1026, L"New.."),
-                     button(1012, L"Load.."), button(1027, L"Unload"), button(1028, L"Reload"),
+    file.controls = {label(1024),
+                     {1025, K::StatusField, L""},
+                     button(1026, L"New.."),
+                     button(1012, L"Load.."),
+                     button(1027, L"Unload"),
+                     button(1028, L"Reload"),
                      button(1158, L"Reload Material")};
 
     DialogTemplate& info = t[kFileInfo];
@@ -52,11 +59,19 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& rec = t[kRecord];
     rec.id = kRecord;
-    rec.controls = {{1004, K::ListBox, L""}, button(1005, L"Pick"),   button(1006, L"Add.."),
-                    button(1007, L"Remove"), button(1008, L"All"),    button(1009, L"None"),
-                    button(1010, L"Invert"), button(1011, L"Record"), button(1100, L"Rng"),
-                    check(1055, L"Save Material"), check(1157, L"Clear Node List"),
-                    {2000, K::CheckButton, L""}, {2001, K::CheckButton, L""},
+    rec.controls = {{1004, K::ListBox, L""},
+                    button(1005, L"Pick"),
+                    button(1006, L"Add.."),
+                    button(1007, L"Remove"),
+                    button(1008, L"All"),
+                    button(1009, L"None"),
+                    button(1010, L"Invert"),
+                    button(1011, L"Record"),
+                    button(1100, L"Rng"),
+                    check(1055, L"Save Material"),
+                    check(1157, L"Clear Node List"),
+                    {2000, K::CheckButton, L""},
+                    {2001, K::CheckButton, L""},
                     {2002, K::CheckButton, L""}};
     spinner(rec, 1044, 1045);
     spinner(rec, 1046, 1047);
@@ -64,16 +79,26 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& play = t[kPlayback];
     play.id = kPlayback;
-    play.controls = {{1054, K::ComboBox, L""},  {2014, K::ComboBox, L""},
-                     {2015, K::ComboBox, L""},  check(1109, L"Reverse"),
-                     check(1037, L"Use Graph"), {1040, K::ComboBox, L""},
-                     {1041, K::ComboBox, L""},  {1051, K::ComboBox, L""},
-                     {1052, K::ComboBox, L""},  {1089, K::RadioButton, L"None"},
-                     {1090, K::RadioButton, L"Gizmo"}, {1091, K::RadioButton, L"Omni"},
-                     {1092, K::PickButton, L"None"}, check(1099, L"Interactive"),
-                     {1135, K::ComboBox, L""},  button(1108, L"Update Now"),
-                     label(1096, L"Start :"),   label(1097, L"Speed :"),
-                     label(1166, L"FPS :"),     label(1098, L"Steps :"),
+    play.controls = {{1054, K::ComboBox, L""},
+                     {2014, K::ComboBox, L""},
+                     {2015, K::ComboBox, L""},
+                     check(1109, L"Reverse"),
+                     check(1037, L"Use Graph"),
+                     {1040, K::ComboBox, L""},
+                     {1041, K::ComboBox, L""},
+                     {1051, K::ComboBox, L""},
+                     {1052, K::ComboBox, L""},
+                     {1089, K::RadioButton, L"None"},
+                     {1090, K::RadioButton, L"Gizmo"},
+                     {1091, K::RadioButton, L"Omni"},
+                     {1092, K::PickButton, L"None"},
+                     check(1099, L"Interactive"),
+                     {1135, K::ComboBox, L""},
+                     button(1108, L"Update Now"),
+                     label(1096, L"Start :"),
+                     label(1097, L"Speed :"),
+                     label(1166, L"FPS :"),
+                     label(1098, L"Steps :"),
                      label(1136, L"Steps :")};
     spinner(play, 1013, 1014);
     spinner(play, 1015, 1016);
@@ -83,31 +108,50 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& view = t[kViewportRender];
     view.id = kViewportRender;
-    view.controls = {check(1019, L"Force Wireframe"),   check(1020, L"Box Mode"),
-                     check(1029, L"Interpolate"),       check(1030, L"Hide Faces"),
-                     check(1031, L"Draw Markers"),      check(1042, L"Display Icon"),
-                     check(1043, L"Display Cache"),     check(1032, L"Box Mode"),
-                     check(1033, L"Interpolate"),       check(1034, L"Apply Material ID"),
-                     check(1050, L"Don't Delete"),      check(1159, L"Delete Faces"),
+    view.controls = {check(1019, L"Force Wireframe"),
+                     check(1020, L"Box Mode"),
+                     check(1029, L"Interpolate"),
+                     check(1030, L"Hide Faces"),
+                     check(1031, L"Draw Markers"),
+                     check(1042, L"Display Icon"),
+                     check(1043, L"Display Cache"),
+                     check(1032, L"Box Mode"),
+                     check(1033, L"Interpolate"),
+                     check(1034, L"Apply Material ID"),
+                     check(1050, L"Don't Delete"),
+                     check(1159, L"Delete Faces"),
                      {1067, K::GroupBox, L"Invisible Objects"}};
     spinner(view, 1000, 1001);
     spinner(view, 1035, 1036);
 
     DialogTemplate& groups = t[kPerElement];
     groups.id = kPerElement;
-    groups.controls = {{1070, K::ListBox, L""},         {1071, K::ComboBox, L""},
-                       button(1069, L"New Group.."),    button(1081, L"Rename.."),
-                       button(1082, L"Remove"),         button(1086, L"Select By Name.."),
-                       button(1087, L"Add"),            button(1114, L"Set"),
-                       button(1115, L"Remove"),         button(1154, L"Remove from Others"),
-                       button(1155, L"Up"),             button(1156, L"Down"),
-                       check(1106, L"Respect Activation"), button(1107, L"Enabled"),
-                       button(1110, L"Select By Name.."), check(1151, L"By Age"),
-                       check(1152, L"By Distance to Gizmo"), label(1079, L"Frame :"),
-                       label(1080, L"Material ID :"),   label(1144, L"Offset :"),
-                       label(1150, L"Age :"),           label(1147, L"Distance :"),
-                       {1083, K::GroupBox, L"Action"},  {1153, K::GroupBox, L"Elements"},
-                       label(1084, L"Action :"),        {1085, K::GroupBox, L"Group"}};
+    groups.controls = {{1070, K::ListBox, L""},
+                       {1071, K::ComboBox, L""},
+                       button(1069, L"New Group.."),
+                       button(1081, L"Rename.."),
+                       button(1082, L"Remove"),
+                       button(1086, L"Select By Name.."),
+                       button(1087, L"Add"),
+                       button(1114, L"Set"),
+                       button(1115, L"Remove"),
+                       button(1154, L"Remove from Others"),
+                       button(1155, L"Up"),
+                       button(1156, L"Down"),
+                       check(1106, L"Respect Activation"),
+                       button(1107, L"Enabled"),
+                       button(1110, L"Select By Name.."),
+                       check(1151, L"By Age"),
+                       check(1152, L"By Distance to Gizmo"),
+                       label(1079, L"Frame :"),
+                       label(1080, L"Material ID :"),
+                       label(1144, L"Offset :"),
+                       label(1150, L"Age :"),
+                       label(1147, L"Distance :"),
+                       {1083, K::GroupBox, L"Action"},
+                       {1153, K::GroupBox, L"Elements"},
+                       label(1084, L"Action :"),
+                       {1085, K::GroupBox, L"Group"}};
     spinner(groups, 1148, 1149);
     spinner(groups, 1145, 1146);
     spinner(groups, 1142, 1143);
@@ -116,12 +160,17 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& explode = t[kExplode];
     explode.id = kExplode;
-    explode.controls = {check(1128, L"Reduce Keys"),      check(1127, L"Selected Only"),
-                        {1137, K::RadioButton, L"Mesh"},  {1138, K::RadioButton, L"Editable Poly"},
+    explode.controls = {check(1128, L"Reduce Keys"),
+                        check(1127, L"Selected Only"),
+                        {1137, K::RadioButton, L"Mesh"},
+                        {1138, K::RadioButton, L"Editable Poly"},
                         {1139, K::RadioButton, L"Instances"},
-                        {1140, K::RadioButton, L"Source"}, {1141, K::PickButton, L"None"},
-                        button(1123, L"Rng"),             button(1126, L"Explode"),
-                        label(1133, L"Step :"),           label(1134, L"Threshold :")};
+                        {1140, K::RadioButton, L"Source"},
+                        {1141, K::PickButton, L"None"},
+                        button(1123, L"Rng"),
+                        button(1126, L"Explode"),
+                        label(1133, L"Step :"),
+                        label(1134, L"Threshold :")};
     spinner(explode, 1119, 1120);
     spinner(explode, 1121, 1122);
     spinner(explode, 1124, 1125);
@@ -134,28 +183,40 @@ std::map<int, DialogTemplate> makeTemplates() {
     about.controls = {label(-1, L"Welkard Cache"), label(-1, L"Version 1.3")};
 
     DialogTemplate& name = t[kGroupName];
-    name = {kGroupName, L"Group Name",
-            {label(-1, L"Name:"), {1068, K::Edit, L""}, button(IDC_OK, L"OK"),
+    name = {kGroupName,
+            L"Group Name",
+            {label(-1, L"Name:"),
+             {1068, K::Edit, L""},
+             button(IDC_OK, L"OK"),
              button(IDC_CANCEL, L"Cancel")},
-            240, 90};
+            240,
+            90};
 
     DialogTemplate& elements = t[kGroupElements];
-    elements = {kGroupElements, L"",
-                {{1053, K::ListBox, L""}, label(1111), label(-1, L"Filter :"),
-                 {1085, K::Edit, L""}, button(IDC_OK, L"OK"), button(IDC_CANCEL, L"Cancel"),
-                 button(1116, L"All"), button(1117, L"None"), button(1118, L"Invert")},
-                260, 380};
+    elements = {kGroupElements,
+                L"",
+                {{1053, K::ListBox, L""},
+                 label(1111),
+                 label(-1, L"Filter :"),
+                 {1085, K::Edit, L""},
+                 button(IDC_OK, L"OK"),
+                 button(IDC_CANCEL, L"Cancel"),
+                 button(1116, L"All"),
+                 button(1117, L"None"),
+                 button(1118, L"Invert")},
+                260,
+                380};
 
     DialogTemplate& extra = t[kFileDialogExtra];
-    extra = {kFileDialogExtra, L"",
-             {label(1119), {1021, K::ComboBox, L""}, label(1022, L"History:"),
-              button(1023, L"+")},
-             0, 0};
+    extra = {kFileDialogExtra,
+             L"",
+             {label(1119), {1021, K::ComboBox, L""}, label(1022, L"History:"), button(1023, L"+")},
+             0,
+             0};
     return t;
 }
 
-ParamBinding spin(ParamID p, int dialog, int edit, int arrows, bool isFloat,
-                  float scale = -1.0f) {
+ParamBinding spin(ParamID p, int dialog, int edit, int arrows, bool isFloat, float scale = -1.0f) {
     ParamBinding b;
     b.param = p;
     b.dialog = dialog;
@@ -197,7 +258,7 @@ ParamBinding with(ParamBinding b, std::vector<ParamID> enabledBy, const wchar_t*
 std::vector<ParamBinding> makeMaps() {
     const std::vector<const wchar_t*> steps{L"Frame", L"Half Frame", L"1/4 Frame", L"1/8 Frame"};
     const std::vector<const wchar_t*> units{L"Inches",      L"Feet",   L"Miles",     L"Milimeters",
-                                           L"Centimeters", L"Meters", L"Kilometers"};
+                                            L"Centimeters", L"Meters", L"Kilometers"};
     const std::vector<const wchar_t*> ort{L"Hide", L"Hold", L"Loop", L"Ping-Pong"};
     const int pb = kPlayback;
     const int vr = kViewportRender;

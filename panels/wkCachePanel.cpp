@@ -197,8 +197,8 @@ void wkCachePanel::updatePanels(bool firstOpen) {
         WStr file;
         WStr extension;
         SplitFilename(asset.GetFileName(), nullptr, &file, &extension);
-        w->SetText(kFileField, asset.IsNull() ? WStr(PanelTexts::kNoFile)
-                                              : WStr(file.str() + extension.str()));
+        w->SetText(kFileField,
+                   asset.IsNull() ? WStr(PanelTexts::kNoFile) : WStr(file.str() + extension.str()));
         WStr full;
         const bool resolves = !asset.IsNull() && GetHost().Assets().GetFullFilePath(asset, full);
         w->SetTooltip(kFileField, resolves ? full.data() : nullptr);
@@ -317,9 +317,10 @@ void wkCachePanel::refreshFileInfo() {
     wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(&obj.playbackRecord());
     const WelkardTools::wkCacheReader* reader =
         entry != nullptr && entry->reader && !entry->reader->hasError() ? entry->reader.get()
-                                                                         : nullptr;
+                                                                        : nullptr;
     const auto size = [](std::int64_t bytes) {
-        return WelkardTools::FormatCacheSize(static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)));
+        return WelkardTools::FormatCacheSize(
+            static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)));
     };
     const auto number = [](const wchar_t* format, int value) {
         WStr text;

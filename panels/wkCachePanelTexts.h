@@ -39,19 +39,20 @@ inline constexpr const wchar_t* kTipAddFromList = L"Add Node From List";
 inline constexpr const wchar_t* kTipRemoveSelected = L"Remove Selected";
 
 // Undo names.
-inline constexpr const wchar_t* kAddNode = L"Add node";                     // 50
-inline constexpr const wchar_t* kSelectMultiple = L"Select Multiple";       // 51
-inline constexpr const wchar_t* kEmptyNodeList = L"Empty node list";        // 52
-inline constexpr const wchar_t* kRemoveNodes = L"Remove node(s)";           // 53
-inline constexpr const wchar_t* kSetRecordRange = L"Set Record Range";      // 144
-inline constexpr const wchar_t* kGroupNodes = L"Group Nodes";               // 139
-inline constexpr const wchar_t* kSelectGroupNodes = L"Select Group Nodes";  // 142
+inline constexpr const wchar_t* kAddNode = L"Add node";                    // 50
+inline constexpr const wchar_t* kSelectMultiple = L"Select Multiple";      // 51
+inline constexpr const wchar_t* kEmptyNodeList = L"Empty node list";       // 52
+inline constexpr const wchar_t* kRemoveNodes = L"Remove node(s)";          // 53
+inline constexpr const wchar_t* kSetRecordRange = L"Set Record Range";     // 144
+inline constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
+inline constexpr const wchar_t* kSelectGroupNodes = L"Select Group Nodes"; // 142
 
 // Pickers.
-inline constexpr const wchar_t* kSelectObjectsToAdd = L"Select objects to add"; // 9
-inline constexpr const wchar_t* kAddButton = L"Add";                            // 12
+inline constexpr const wchar_t* kSelectObjectsToAdd = L"Select objects to add";     // 9
+inline constexpr const wchar_t* kAddButton = L"Add";                                // 12
 inline constexpr const wchar_t* kSelectElementsByName = L"Select elements by name"; // 105, 106
 inline constexpr const wchar_t* kSelectGroupElements = L"Select group elements";    // 103
-inline constexpr const wchar_t* kSelectElementsToAdd = L"Select elements to add to this group"; // 104
+inline constexpr const wchar_t* kSelectElementsToAdd =
+    L"Select elements to add to this group"; // 104
 
 } // namespace PanelTexts
