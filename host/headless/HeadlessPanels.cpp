@@ -536,6 +536,8 @@ int HeadlessPanelHost::runModal(HeadlessWindow& window,
     // Left open: the user closes it.
     if (!window.Result())
         window.Press(IDC_CANCEL);
+    // Closing takes the focus away from whichever control had it.
+    window.SetFocus(0);
     window.Send({WM_DESTROY, 0, 0});
     modal.pop_back();
     return window.Result().value_or(0);

@@ -15,10 +15,14 @@ TEST_F(PanelTest, OpeningShowsTheEightRolloutsWithTheirFirstOpenDress) {
     for (const auto& w : panels.Rollouts())
         shown.emplace_back(w->DialogId(), w->Title().str(), w->Closed());
     const std::vector<std::tuple<int, std::wstring, bool>> expected{
-        {101, L"Cache File", false}, {109, L"File Info", true},
-        {103, L"Record", false},     {104, L"Playback", false},
-        {102, L"Viewport / Render", false}, {106, L"Per-Element Control", false},
-        {110, L"Explode to Objects", true}, {111, L"About", true}};
+        {101, L"Cache File", false},
+        {109, L"File Info", true},
+        {103, L"Record", false},
+        {104, L"Playback", false},
+        {102, L"Viewport / Render", false},
+        {106, L"Per-Element Control", false},
+        {110, L"Explode to Objects", true},
+        {111, L"About", true}};
     EXPECT_EQ(shown, expected);
 
     EXPECT_EQ(user.text(1024), WStr(L"<None>"));
@@ -44,8 +48,15 @@ TEST_F(PanelTest, EnablingRulesFollowTheirParameters) {
         std::vector<std::pair<int, bool>> enabled;
     };
     const Case cases[] = {
-        {0, {{1016, true}, {1039, false}, {1092, false}, {1108, false}, {1141, false},
-             {1130, true}, {1030, false}, {1036, false}}},
+        {0,
+         {{1016, true},
+          {1039, false},
+          {1092, false},
+          {1108, false},
+          {1141, false},
+          {1130, true},
+          {1030, false},
+          {1036, false}}},
         {1037, {{1016, false}, {1014, false}, {1054, false}, {1039, true}}}, // the graph on
         {1091, {{1092, true}, {1108, true}, {1135, true}}},                  // trigger by omni
         {1128, {{1130, false}, {1133, false}}},                              // reduction off
@@ -122,10 +133,8 @@ TEST_F(PanelTest, RemoveObeysMarksAndShift) {
         std::wstring undo;
     };
     const Case cases[] = {
-        {{}, false, {L"a", L"b", L"c"}, L""},
-        {{}, true, {}, L"Empty node list"},
-        {{0, 2}, false, {L"b"}, L"Remove node(s)"},
-        {{0, 1, 2}, false, {}, L"Empty node list"},
+        {{}, false, {L"a", L"b", L"c"}, L""},       {{}, true, {}, L"Empty node list"},
+        {{0, 2}, false, {L"b"}, L"Remove node(s)"}, {{0, 1, 2}, false, {}, L"Empty node list"},
         {{1}, true, {}, L"Empty node list"},
     };
     HeadlessNode* nodes[] = {boxNode("a"), boxNode("b"), boxNode("c")};
@@ -181,7 +190,7 @@ TEST_F(PanelTest, AllNoneInvertAndShiftAdd) {
     panel().refreshNodeList();
     b->SetSelected(true);
     c->SetSelected(true);
-    a->SetSelected(true); // already listed: not added twice
+    a->SetSelected(true);          // already listed: not added twice
     objectNode->SetSelected(true); // the object's own node: refused
     user.press(1006, true);
     EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b", L"c"}));
