@@ -294,4 +294,12 @@ public:
     // holds the chosen path in fileName.
     virtual bool FileDialog(FileDialogRequest& request, const DialogTemplate& extra,
                             PanelDlgProc* hook) = 0;
+
+    // ---- Folders and the file dialogs' history, which the host keeps between sessions
+    // One of the host's folders by number (3: where the files of a scene go).
+    virtual WStr GetDir(int which) const = 0;
+    // The folder the host offers files from now; empty when it has none.
+    virtual WStr CurrentFolder() const = 0;
+    virtual std::vector<WStr> LoadHistory(const WStr& name) = 0;
+    virtual void SaveHistory(const WStr& name, const std::vector<WStr>& folders) = 0;
 };

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <utility>
 
 namespace {
@@ -132,6 +133,11 @@ void HeadlessWindow::Send(const PanelMessage& message) {
 void HeadlessWindow::Press(int id) {
     if (fileRequest != nullptr && (id == IDC_OK || id == IDC_CANCEL)) {
         if (id == IDC_OK) {
+            // A name with a folder takes the dialog there.
+            const std::wstring& name = GetText(kFileDialogNameEdit).str();
+            const std::size_t slash = name.rfind(L'/');
+            if (slash != std::wstring::npos)
+                SetText(kFileDialogFolder, WStr(name.substr(0, slash)));
             Send({WM_NOTIFY, 0, CDN_FILEOK});
             fileRequest->fileName = GetText(kFileDialogNameEdit);
         }
@@ -629,4 +635,51 @@ bool HeadlessPanelHost::FileDialog(FileDialogRequest& request, const DialogTempl
         chosen = WStr(chosen.str() + L"." + request.defaultExtension.str());
     request.fileName = chosen;
     return true;
+}
+
+void HeadlessPanelHost::QueueFileAnswer(std::optional<WStr> name) {
+    QueueFileDialog([name = std::move(name)](PanelDriver& dialog) {
+        if (!name)
+            return;
+        dialog.type(kFileDialogNameEdit, *name);
+        dialog.press(IDC_OK);
+    });
+}
+
+WStr HeadlessPanelHost::GetDir(int which) const {
+    const auto found = dirs.find(which);
+    return found != dirs.end() ? found->second : WStr();
+}
+
+std::vector<WStr> HeadlessPanelHost::LoadHistory(const WStr& name) {
+    if (historyFile.empty())
+        return histories[name];
+    std::vector<WStr> folders;
+    std::ifstream in(historyFile);
+    std::string line;
+    const std::string key = name.ToCStr().str() + "\t";
+    while (std::getline(in, line))
+        if (line.starts_with(key))
+            folders.push_back(WStr::FromUTF8(line.substr(key.size())));
+    return folders;
+}
+
+void HeadlessPanelHost::SaveHistory(const WStr& name, const std::vector<WStr>& folders) {
+    histories[name] = folders;
+    if (historyFile.empty())
+        return;
+    // The other lists of the file stay as they are.
+    std::vector<std::string> kept;
+    std::ifstream in(historyFile);
+    std::string line;
+    const std::string key = name.ToCStr().str() + "\t";
+    while (std::getline(in, line))
+        if (!line.starts_with(key))
+            kept.push_back(line);
+    in.close();
+    std::ofstream out(historyFile, std::ios::trunc);
+    for (const std::string& other : kept)
+        out << other << '\n';
+    for (const WStr& folder : folders)
+        out << key << folder.ToCStr().str() << '\n';
 }

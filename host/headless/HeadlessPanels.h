@@ -11,6 +11,8 @@
 #include "host/PanelControls.h"
 
 #include <deque>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -204,6 +206,11 @@ public:
     void PopPrompt() override;
     bool FileDialog(FileDialogRequest& request, const DialogTemplate& extra,
                     PanelDlgProc* hook) override;
+    WStr GetDir(int which) const override;
+    WStr CurrentFolder() const override { return currentFolder; }
+    // From the history file when one is set, else from memory.
+    std::vector<WStr> LoadHistory(const WStr& name) override;
+    void SaveHistory(const WStr& name, const std::vector<WStr>& folders) override;
 
     // ---- Scripting
     void QueueDialog(DialogScript script) { dialogScripts.push_back(std::move(script)); }
@@ -212,6 +219,14 @@ public:
     void SetFileDialogHandler(FileScript handler) { onFileDialog = std::move(handler); }
     void SetRetainedMode(bool on) { retainedMode = on; }
     void SetShift(bool on) { shift = on; }
+    void SetDir(int which, const WStr& folder) { dirs[which] = folder; }
+    void SetCurrentFolder(const WStr& folder) { currentFolder = folder; }
+    // The file the histories persist in: one line per folder, "name<TAB>folder", newest
+    // first. Without one they last as long as the host.
+    void SetHistoryFile(const std::filesystem::path& file) { historyFile = file; }
+    // The file dialog's user at a terminal, or a test: answers with a name to choose, or
+    // nothing to cancel.
+    void QueueFileAnswer(std::optional<WStr> name);
 
     // ---- What is shown
     const std::vector<std::unique_ptr<HeadlessWindow>>& Rollouts() const { return rollouts; }
@@ -244,6 +259,10 @@ private:
     std::vector<INode*> offered;
     PickModeCallback* pickMode = nullptr;
     std::vector<WStr> prompts;
+    std::map<int, WStr> dirs;
+    WStr currentFolder;
+    std::filesystem::path historyFile;
+    std::map<WStr, std::vector<WStr>> histories;
     bool shift = false;
     bool retainedMode = false;
     bool acceleratorsOn = true;
