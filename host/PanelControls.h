@@ -255,9 +255,14 @@ struct FileDialogRequest {
     bool save = false;
 };
 
-class PanelControls {
+// The host's interface to an object whose panel is open: the command panel it builds in.
+class IObjParam {
 public:
-    virtual ~PanelControls() = default;
+    virtual ~IObjParam() = default;
+};
+
+class PanelControls : public IObjParam {
+public:
 
     // ---- Rollouts
     // Adds a rollout at the end of the panel and sends WM_INITDIALOG to `proc` (may be null).

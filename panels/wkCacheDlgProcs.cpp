@@ -3,7 +3,8 @@
 #include "host/Host.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
-#include "panels/wkCacheNodeListUndo.h"
+#include "panels/wkCacheFileDialogs.h"
+#include "panels/wkCacheGroupSteps.h"
 #include "panels/wkCachePanel.h"
 #include "panels/wkCachePanelTexts.h"
 #include "panels/wkCachePickers.h"
@@ -11,6 +12,7 @@
 #include "recording/RecordCache.h"
 
 #include <algorithm>
+#include <optional>
 
 using namespace wkCacheParam;
 namespace D = wkCacheDialogs;
@@ -18,6 +20,9 @@ namespace D = wkCacheDialogs;
 namespace {
 
 constexpr int kNodeList = 1004;
+// The host's notifications around a bulk change of the node list.
+constexpr int kBulkChangeStarts = 70;
+constexpr int kBulkChangeEnds = 71;
 constexpr int kGroupList = 1070;
 constexpr int kActionList = 1071;
 constexpr std::uint32_t kRecordButtonBackground = 0x2D2D2D;
@@ -51,18 +56,15 @@ void setRangeToAnimation(wkCache_obj& object, ParamID start, ParamID end) {
     hold.Accept(PanelTexts::kSetRecordRange);
 }
 
-// The drag state of a range pair: which end is being dragged and where the other end stood.
-void beginRangeDrag(PanelWindow& w, int spinner, int startSpinner, int endSpinner,
-                    std::int32_t& state, std::int32_t& other, bool othersReset) {
-    if (spinner == startSpinner) {
-        state = 1;
-        other = static_cast<std::int32_t>(w.GetSpinnerValue(endSpinner));
-    } else if (spinner == endSpinner) {
-        state = 2;
-        other = static_cast<std::int32_t>(w.GetSpinnerValue(startSpinner));
-    } else if (othersReset) {
-        state = 0;
-    }
+// The drag state of a range pair: which end is being dragged (1 start, 2 end) and where the
+// other end stood; nothing for another spinner.
+std::optional<std::pair<int, int>> rangeDrag(PanelWindow& w, int spinner, int startSpinner,
+                                             int endSpinner) {
+    if (spinner == startSpinner)
+        return std::make_pair(1, static_cast<int>(w.GetSpinnerValue(endSpinner)));
+    if (spinner == endSpinner)
+        return std::make_pair(2, static_cast<int>(w.GetSpinnerValue(startSpinner)));
+    return std::nullopt;
 }
 
 // ---- Record rollout
@@ -91,17 +93,11 @@ void initRecordRollout(PanelWindow& w) {
 
 // SHIFT+Add: the selected scene nodes the list would take.
 void addSelectedNodes(wkCache_obj& object) {
-    const std::vector<INode*> before = object.nodeList();
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     for (INode* node : GetHost().Nodes().SelectedNodes())
         if (IsRecordableNode(object, node, true))
             object.appendNodeEntry(node);
-    if (object.nodeList() == before) {
-        hold.Cancel();
-        return;
-    }
-    hold.Put(std::make_unique<NodeListUndo>(object, before));
     hold.Accept(PanelTexts::kSelectMultiple);
     wkCachePanels::refreshNodeList(object);
 }
@@ -114,8 +110,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
             marked.push_back(row);
     if (marked.empty() && (count == 0 || !shift))
         return;
-    const std::vector<INode*> before = object.nodeList();
-    object.nodeListSuspended = true;
+    object.NodeListNotification(kBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
@@ -127,13 +122,34 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
             block.Delete(nodes, *row, 1);
         name = PanelTexts::kRemoveNodes;
     }
-    hold.Put(std::make_unique<NodeListUndo>(object, before));
     hold.Accept(name);
-    object.nodeListSuspended = false;
-    wkCachePanels::refreshNodeList(object);
+    object.NodeListNotification(kBulkChangeEnds);
 }
 
 } // namespace
+
+// ---- Cache File rollout
+
+bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m) {
+    if (!isCommand(m))
+        return false;
+    switch (m.id) {
+    case 1012:
+        object.loadCacheFile();
+        return true;
+    case 1026:
+        object.newCacheFile();
+        return true;
+    case 1027:
+        object.unloadCacheFile();
+        return true;
+    case 1028:
+        object.reloadCacheFile();
+        return true;
+    default:
+        return false;
+    }
+}
 
 bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
     switch (m.message) {
@@ -141,10 +157,13 @@ bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessag
         initRecordRollout(w);
         return true;
     case CC_SPINNER_BUTTONDOWN:
-        beginRangeDrag(w, m.id, 1045, 1047, object.recDragState, object.recDragOther, true);
+        if (const auto drag = rangeDrag(w, m.id, 1045, 1047))
+            object.setRecDrag(drag->first, drag->second);
+        else
+            object.setRecDrag(0, 0);
         return true;
     case CC_SPINNER_BUTTONUP:
-        object.recDragState = 0;
+        object.setRecDrag(0, 0);
         return true;
     case WM_COMMAND:
         break;
@@ -177,7 +196,7 @@ bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessag
             w.ListMark(kNodeList, row, !w.ListMarked(kNodeList, row));
         return true;
     case 1011:
-        RecordCache(object, nullptr, false);
+        RecordCache(object, nullptr, false, nullptr, specifyCacheFile);
         wkCachePanels::refreshNodeList(object);
         return true;
     case 1100:
@@ -284,7 +303,7 @@ void newGroup(wkCache_obj& object, bool empty) {
         return;
     }
     if (!empty)
-        groups.setGroupElements(name, object.elementSelection, false);
+        groups.setGroupElements(name, object.elementSelection(), false);
     if (began)
         hold.Accept(kAddGroup);
 }
@@ -385,10 +404,8 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
             return false;
         UndoHold& hold = GetHost().Hold();
         hold.Begin();
-        hold.Put(std::make_unique<ElementSelectionUndo>(object));
-        object.elementSelection = group->elements;
+        object.setElementSelection(group->elements);
         hold.Accept(PanelTexts::kSelectGroupNodes);
-        object.invalidateSelection();
         return true;
     } else {
         wkCacheGroup* group = selectedGroup(object);
@@ -415,10 +432,10 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
             break;
         case 1087:
         case 1114:
-            setGroupElementsStep(object, name, object.elementSelection, m.id == 1087, shift);
+            setGroupElementsStep(object, name, object.elementSelection(), m.id == 1087, shift);
             break;
         case 1115:
-            removeGroupElementsStep(object, name, object.elementSelection);
+            removeGroupElementsStep(object, name, object.elementSelection());
             break;
         case 1154:
             if (!group->elements.empty())
@@ -468,11 +485,11 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
 bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
     switch (m.message) {
     case CC_SPINNER_BUTTONDOWN:
-        beginRangeDrag(w, m.id, 1120, 1122, object.explodeDragState, object.explodeDragOther,
-                       false);
+        if (const auto drag = rangeDrag(w, m.id, 1120, 1122))
+            object.setExplodeDrag(drag->first, drag->second);
         return true;
     case CC_SPINNER_BUTTONUP:
-        object.explodeDragState = 0;
+        object.setExplodeDrag(0, 0);
         return true;
     case WM_COMMAND:
         if (m.id == 1123) {
@@ -487,6 +504,8 @@ bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, const PanelMessa
 
 std::unique_ptr<PanelDlgProc> makeDlgProc(int dialogId, wkCache_obj& object) {
     switch (dialogId) {
+    case D::kCacheFile:
+        return std::make_unique<wkCacheDlgProc_main>(object);
     case D::kRecord:
         return std::make_unique<wkCacheDlgProc_writer>(object);
     case D::kPlayback:

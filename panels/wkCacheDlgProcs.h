@@ -17,6 +17,13 @@ protected:
     wkCache_obj& object;
 };
 
+// Cache File (101): the file operations.
+class wkCacheDlgProc_main final : public wkCacheDlgProc {
+public:
+    using wkCacheDlgProc::wkCacheDlgProc;
+    bool DlgProc(TimeValue t, PanelWindow& w, const PanelMessage& m) override;
+};
+
 // Record (103): the node list and recording.
 class wkCacheDlgProc_writer final : public wkCacheDlgProc {
 public:

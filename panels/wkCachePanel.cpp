@@ -123,18 +123,12 @@ void wkCachePanel::open(wkCache_obj& object) {
     panel.rollout(D::kCacheFile)->SetPainter(kStatusField, [&panel](PanelCanvas& canvas) {
         return panel.paintStatus(canvas);
     });
-    object.setPanelOpen(true);
     object.setStatusObserver([](wkCache_obj& o) {
         if (wkCachePanel* p = wkCachePanel::of(o)) {
             p->refreshStatus(&o.statusText());
             p->setProgress(o.progressState().progressDone, o.progressState().progressTotal);
         }
     });
-    panel.updatePanels(true);
-    panel.refreshNodeList();
-    panel.refreshGroupList();
-    panel.refreshStatus(nullptr);
-    panel.refreshFileInfo();
 }
 
 void wkCachePanel::close() {
@@ -145,7 +139,6 @@ void wkCachePanel::close() {
     if (PanelWindow* w = ending->rollout(D::kCacheFile))
         w->SetPainter(kStatusField, {});
     ending->obj.setStatusObserver({});
-    ending->obj.setPanelOpen(false);
     GetHost().Panels().SetPickMode(nullptr);
     delete ending;
 }
@@ -225,7 +218,7 @@ void wkCachePanel::updatePanels(bool firstOpen) {
 
 void wkCachePanel::refreshNodeList() {
     PanelWindow* w = rollout(D::kRecord);
-    if (w == nullptr || obj.nodeListSuspended)
+    if (w == nullptr || obj.isNodeListSuspended())
         return;
     const int caret = w->ListCaret(kNodeList);
     std::vector<WStr> texts;

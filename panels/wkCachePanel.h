@@ -16,11 +16,11 @@ class wkCache_obj;
 
 class wkCachePanel {
 public:
-    // Opens the object's panel (the end of a panel's BeginEditParams): rollouts, parameter
-    // maps, the status painter, and the first refresh of everything. A panel open for another
-    // object is closed first.
+    // Opens the object's panel as its BeginEditParams starts it: rollouts, parameter maps and
+    // the status painter; the object refreshes them next. A panel open for another object is
+    // closed first.
     static void open(wkCache_obj& object);
-    // Closes the panel of whatever object has it; nothing when none has.
+    // Closes the panel of whatever object has it (its EndEditParams); nothing when none has.
     static void close();
     // The open panel, or null; with an object, only that object's.
     static wkCachePanel* current();
@@ -60,8 +60,7 @@ private:
     std::vector<PanelWindow*> windows; // in map order
 };
 
-// The refresh functions as the object calls them: each does nothing unless the object's panel
-// is open.
+// The refresh functions by object: each does nothing unless that object's panel is open.
 namespace wkCachePanels {
 void updatePanels(wkCache_obj& object, bool firstOpen);
 void refreshNodeList(wkCache_obj& object);

@@ -4,7 +4,7 @@
 #include "host/Host.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
-#include "panels/wkCacheNodeListUndo.h"
+#include "panels/wkCacheGroupSteps.h"
 #include "panels/wkCachePanel.h"
 #include "panels/wkCachePanelTexts.h"
 #include "recording/RecordCache.h"
@@ -22,6 +22,8 @@ constexpr int kElementLabel = 1111;
 constexpr int kFilterEdit = 1085;
 constexpr int kMinimumHeight = 200;
 constexpr int kListExtentMargin = 24;
+constexpr int kBulkChangeStarts = 70;
+constexpr int kBulkChangeEnds = 71;
 
 // The object's reader, unless it has none or a failed one.
 const WelkardTools::wkCacheReader* usableReader(wkCache_obj& object) {
@@ -249,12 +251,10 @@ bool wkCachePick::filter(INode* node) {
 bool wkCachePick::pick(INode* node) {
     if (node == nullptr || object == nullptr)
         return true;
-    const std::vector<INode*> before = object->nodeList();
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
         hold.Begin();
     object->appendNodeEntry(node);
-    hold.Put(std::make_unique<NodeListUndo>(*object, before));
     hold.Accept(PanelTexts::kAddNode);
     wkCachePanels::refreshNodeList(*object);
     return false;
@@ -280,8 +280,7 @@ void addNodesByName(wkCache_obj& object) {
     wkCacheSelByName callback(object);
     if (!GetHost().Panels().DoHitByNameDialog(callback) || callback.hits.empty())
         return;
-    const std::vector<INode*> before = object.nodeList();
-    object.nodeListSuspended = true;
+    object.NodeListNotification(kBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
         hold.Begin();
@@ -289,10 +288,8 @@ void addNodesByName(wkCache_obj& object) {
     block.Delete(wkCacheParam::nodes, 0, block.Count(wkCacheParam::nodes));
     for (INode* node : callback.hits)
         object.appendNodeEntry(node);
-    hold.Put(std::make_unique<NodeListUndo>(object, before));
     hold.Accept(PanelTexts::kSelectMultiple);
-    object.nodeListSuspended = false;
-    wkCachePanels::refreshNodeList(object);
+    object.NodeListNotification(kBulkChangeEnds);
 }
 
 // ---- Element dialog
@@ -316,18 +313,16 @@ void selectElementsByName(wkCache_obj& object) {
     GroupElementsRequest request;
     request.title = PanelTexts::kSelectElementsByName;
     request.label = PanelTexts::kSelectElementsByName;
-    request.selection = object.elementSelection;
+    request.selection = object.elementSelection();
     request.reader = usableReader(object);
     if (request.reader == nullptr || !runGroupElementsDialog(request))
         return;
-    if (request.selection == object.elementSelection)
+    if (request.selection == object.elementSelection())
         return;
     UndoHold& hold = GetHost().Hold();
-    const bool began = !hold.Holding();
-    if (began)
+    if (!hold.Holding())
         hold.Begin();
-    hold.Put(std::make_unique<ElementSelectionUndo>(object));
-    object.elementSelection = request.selection;
+    object.setElementSelection(request.selection);
     hold.Accept(PanelTexts::kGroupNodes);
 }
 

@@ -47,18 +47,6 @@ private:
     bool suspended = true;
 };
 
-// Runs a stage of progress: begin now, end on the way out whatever happens.
-class ProgressStage {
-public:
-    explicit ProgressStage(wkCacheProgress& progress_) : progress(progress_) { progress.begin(); }
-    ~ProgressStage() { progress.end(); }
-    ProgressStage(const ProgressStage&) = delete;
-    ProgressStage& operator=(const ProgressStage&) = delete;
-
-private:
-    wkCacheProgress& progress;
-};
-
 void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
     hold.Begin();
     for (INode* node : tmpNodes)
@@ -268,7 +256,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
         const WStr saving = RecordTexts::kSaving;
         object.showStatus(&saving);
         {
-            ProgressStage stage(progress.progress);
+            wkCacheProgressScope stage(progress.progress);
             const INodeTab analysed = recordNodes;
             AnalyzeElementFrames(analysed, writeNodes, spans, elementBlock, startFrame, endFrame,
                                  params.recStep, wkCacheRecordProgress, &object);
@@ -349,12 +337,12 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     object.showStatus(&saving);
     bool written = false;
     {
-        ProgressStage stage(progress.progress);
+        wkCacheProgressScope stage(progress.progress);
         written = writer->write(spans);
     }
     if (params.recWriteDeform) {
         {
-            ProgressStage stage(progress.progress);
+            wkCacheProgressScope stage(progress.progress);
             AppendElementBlock(elementBlock, target, wkCacheRecordProgress, &object);
         }
         progress.progressDone = -1;

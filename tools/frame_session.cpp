@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessParamBlock.h"
 #include "tools/cli_common.h"
 #include "tools/cli_json.h"
+#include "tools/module_objects.h"
 #include "tools/scene_file.h"
 
 #include <climits>
@@ -21,7 +22,8 @@ void addFrameOptions(CLI::App& command, FrameOptions& options) {
     command.add_option("--param", options.params,
                        "Set a parameter before the first frame: NAME=VALUE with the internal "
                        "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
-                       "8 (From) and 9 (To). Repeatable, applied in order");
+                       "8 (From) and 9 (To) and record the choice only: scaleUnits is the "
+                       "factor. Repeatable, applied in order");
     command.add_option("--scene-fps", options.sceneFps, "Frame rate of the scene (default 30)")
         ->check(CLI::Range(1, TICKS_PER_SECOND));
     command.add_option("--anim-range", options.animRange,
@@ -88,7 +90,7 @@ FrameSession::FrameSession(const FrameOptions& options)
         std::error_code ec;
         if (!std::filesystem::is_regular_file(options.cache, ec))
             throw CommandError(kExitBadInput, options.cache + ": no such file");
-        auto made = std::make_unique<wkCache_obj>();
+        auto made = NewCacheObject(headless);
         cache = made.get();
         INode* node = headless.Nodes().CreateObjectNode(std::move(made));
         node->SetName(L"WK Cache");

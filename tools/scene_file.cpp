@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tools/cli_common.h"
+#include "tools/module_objects.h"
 
 #include <nlohmann/json.hpp>
 
@@ -525,7 +526,7 @@ private:
     SceneObject* readCache(const Json& j, const std::string& path, const std::string& nodeName) {
         if (!j.is_object())
             fail(path, "expected an object");
-        auto* cache = scene.Add(std::make_unique<wkCache_obj>());
+        auto* cache = scene.Add(NewCacheObject(host));
         // A scene file is a loaded scene: the block takes its values without reacting to them,
         // so the unit lists, say, do not recompute scaleUnits.
         IParamBlock2& block = cache->params();

@@ -134,7 +134,7 @@ void HeadlessWindow::Press(int id) {
     if (fileRequest != nullptr && (id == IDC_OK || id == IDC_CANCEL)) {
         if (id == IDC_OK) {
             // A name with a folder takes the dialog there.
-            const std::wstring& name = GetText(kFileDialogNameEdit).str();
+            const std::wstring name = GetText(kFileDialogNameEdit).str();
             const std::size_t slash = name.rfind(L'/');
             if (slash != std::wstring::npos)
                 SetText(kFileDialogFolder, WStr(name.substr(0, slash)));

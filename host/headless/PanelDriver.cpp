@@ -93,6 +93,10 @@ void PanelDriver::type(int id, const WStr& text) {
 }
 
 void PanelDriver::drag(int spinnerId, float value, bool accept, bool shift) {
+    drag(spinnerId, std::vector<float>{value}, accept, shift);
+}
+
+void PanelDriver::drag(int spinnerId, const std::vector<float>& path, bool accept, bool shift) {
     HeadlessWindow* w = nullptr;
     HeadlessControl& c = usable(spinnerId, w);
     if (c.kind != ControlKind::Spinner)
@@ -102,8 +106,10 @@ void PanelDriver::drag(int spinnerId, float value, bool accept, bool shift) {
     withShift(shift, [&] {
         w->Send({CC_SPINNER_BUTTONDOWN, spinnerId, 0});
         const bool bound = w->BindingOf(c) != nullptr;
-        w->SetSpinnerValue(spinnerId, value, bound);
-        w->Send({CC_SPINNER_CHANGE, spinnerId, 1});
+        for (float value : path) {
+            w->SetSpinnerValue(spinnerId, value, bound);
+            w->Send({CC_SPINNER_CHANGE, spinnerId, 1});
+        }
         w->Send({CC_SPINNER_BUTTONUP, spinnerId, accept ? 1 : 0});
     });
 }

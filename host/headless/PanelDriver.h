@@ -28,6 +28,9 @@ public:
     // A spinner dragged to `value`: button down, change, button up. `accept` false is a drag
     // cancelled with the right button.
     void drag(int spinnerId, float value, bool accept = true, bool shift = false);
+    // A drag through several values, one change message at each.
+    void drag(int spinnerId, const std::vector<float>& path, bool accept = true,
+              bool shift = false);
     // A row chosen in a combo box, or clicked alone in a list box.
     void choose(int id, int row, bool shift = false);
     // Exactly these rows marked in an extended-selection list box.

@@ -5,6 +5,7 @@
 #include "host/headless/PanelDriver.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCachePanel.h"
+#include "panels/wkCacheRolloutHooks.h"
 #include "tests/object/CacheObjectFixture.h"
 #include "tests/recording/RecordTestScene.h"
 
@@ -23,10 +24,12 @@ protected:
         theCacheRegistry.setMaterials(&host.Materials());
         object = scene.Add(std::make_unique<wkCache_obj>());
         objectNode = scene.CreateNode(L"Cache", object);
-        wkCachePanel::open(*object);
+        SetPanelHooks(&RolloutHooks());
+        object->BeginEditParams(&panels);
     }
     void TearDown() override {
-        wkCachePanel::close();
+        object->EndEditParams();
+        SetPanelHooks(nullptr);
         theCacheRegistry.evictAll();
         theCacheRegistry.setMaterials(nullptr);
     }

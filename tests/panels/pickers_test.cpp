@@ -30,9 +30,9 @@ protected:
 };
 
 TEST_F(GroupPanelTest, NewGroupTakesTheSelectionUnlessShiftAndAsksUntilTheNameIsFree) {
-    object->elementSelection = {0, 1};
+    object->setElementSelection({0, 1});
     newGroup(L"Rocks");
-    object->elementSelection = {1};
+    object->setElementSelection({1});
     newGroup(L"Dust");
     newGroup(L"Empty", true);
     // A name in use and an empty one are asked again; Cancel ends it.
@@ -82,11 +82,11 @@ TEST_F(GroupPanelTest, TheActionAreaShowsTheControlsOfTheSelectedGroupsAction) {
 }
 
 TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) {
-    object->elementSelection = {0, 1};
+    object->setElementSelection({0, 1});
     newGroup(L"A");
-    object->elementSelection = {};
+    object->setElementSelection({});
     newGroup(L"B");
-    object->elementSelection = {1};
+    object->setElementSelection({1});
     user.press(1087, true); // add to B, and take from all others
     EXPECT_EQ(groups().at(0).elements, (std::set<std::uint32_t>{0}));
     EXPECT_EQ(groups().at(1).elements, (std::set<std::uint32_t>{1}));
@@ -102,7 +102,7 @@ TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) 
     user.press(1081);
     EXPECT_EQ(user.rows(1070)[0], WStr(L"C (0 nodes)"));
     user.doubleClick(1070, 1);
-    EXPECT_EQ(object->elementSelection, (std::set<std::uint32_t>{0}));
+    EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0}));
     user.press(1082, true);
     EXPECT_TRUE(user.rows(1070).empty());
     EXPECT_FALSE(user.enabled(1087));
@@ -140,20 +140,20 @@ TEST_F(GroupPanelTest, ElementDialogFiltersMarksAndConfirms) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        object->elementSelection = c.start;
+        object->setElementSelection(c.start);
         panels.QueueDialog([&](PanelDriver& d) {
             EXPECT_FALSE(panels.AcceleratorsOn()); // the filter has the focus
             c.act(d);
             d.press(IDC_OK);
         });
         user.press(1110);
-        EXPECT_EQ(object->elementSelection, c.result);
+        EXPECT_EQ(object->elementSelection(), c.result);
         EXPECT_TRUE(panels.AcceleratorsOn());
     }
     // Cancel changes nothing.
     panels.QueueDialog([](PanelDriver& d) { d.press(1116); });
     user.press(1110);
-    EXPECT_TRUE(object->elementSelection.empty());
+    EXPECT_TRUE(object->elementSelection().empty());
 }
 
 TEST_F(GroupPanelTest, GroupElementsDialogEmptiesTheFilterAndReopensWhereItWasLeft) {

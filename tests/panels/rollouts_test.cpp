@@ -103,12 +103,12 @@ TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
 }
 
 TEST_F(PanelTest, RefreshFunctionsDoNothingWithThePanelClosed) {
-    wkCachePanel::close();
+    object->EndEditParams();
     EXPECT_TRUE(panels.Rollouts().empty());
     EXPECT_FALSE(object->hasPanel());
     // A panel open for another object is left alone as well.
     auto other = std::make_unique<wkCache_obj>();
-    wkCachePanel::open(*other);
+    other->BeginEditParams(&panels);
     const std::vector<WStr> before{user.text(1025), user.text(1024)};
     object->appendNodeEntry(boxNode("x"));
     const WStr text = L"elsewhere";
@@ -122,7 +122,7 @@ TEST_F(PanelTest, RefreshFunctionsDoNothingWithThePanelClosed) {
     EXPECT_EQ(before, (std::vector<WStr>{user.text(1025), user.text(1024)}));
     EXPECT_TRUE(user.rows(1004).empty());
     EXPECT_EQ(object->progressState().progressDone, -1);
-    wkCachePanel::close();
+    other->EndEditParams();
 }
 
 TEST_F(PanelTest, RemoveObeysMarksAndShift) {
@@ -156,7 +156,7 @@ TEST_F(PanelTest, RemoveObeysMarksAndShift) {
         }
     }
     ASSERT_TRUE(host.Hold().Undo());
-    EXPECT_EQ(user.rows(1004).size(), 3u);
+    EXPECT_EQ(object->nodeCount(), 3);
 }
 
 TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
@@ -176,7 +176,7 @@ TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
     EXPECT_EQ(user.rows(1004), std::vector<WStr>{L"a"});
     EXPECT_EQ(user.control(1004).caret, 0);
     // A suspended list is left as it stands.
-    object->nodeListSuspended = true;
+    object->NodeListNotification(70);
     object->appendNodeEntry(boxNode("c"));
     panel().refreshNodeList();
     EXPECT_EQ(user.rows(1004).size(), 1u);
@@ -212,22 +212,17 @@ TEST_F(PanelTest, RangeButtonsAndDragStates) {
     user.press(1123);
     EXPECT_EQ(params().GetInt(P::explodeEnd), 10);
 
-    // Each drag records which end moves and where the other stood; the up clears it.
-    PanelWindow& rec = *panel().rollout(wkCacheDialogs::kRecord);
-    rec.SetSpinnerValue(1047, 10, false);
-    const PanelMessage down{CC_SPINNER_BUTTONDOWN, 1045, 0};
-    panels.FindRollout(103)->Send(down);
-    EXPECT_EQ(std::make_pair(object->recDragState, object->recDragOther), std::make_pair(1, 10));
-    panels.FindRollout(103)->Send({CC_SPINNER_BUTTONDOWN, 1047, 0});
-    EXPECT_EQ(std::make_pair(object->recDragState, object->recDragOther), std::make_pair(2, 2));
-    panels.FindRollout(103)->Send({CC_SPINNER_BUTTONDOWN, 1049, 0});
-    EXPECT_EQ(object->recDragState, 0);
-    panels.FindRollout(110)->Send({CC_SPINNER_BUTTONDOWN, 1122, 0});
-    panels.FindRollout(110)->Send({CC_SPINNER_BUTTONDOWN, 1125, 0}); // others keep the state
-    EXPECT_EQ(std::make_pair(object->explodeDragState, object->explodeDragOther),
-              std::make_pair(2, 2));
-    user.drag(1122, 12);
-    EXPECT_EQ(object->explodeDragState, 0);
+    EXPECT_EQ(lastUndo(), WStr(L"Set Record Range"));
+
+    // A drag pushes the other end along and lets it spring back to where the drag found it;
+    // a typed value pushes it for good.
+    user.drag(1045, {15.0f, 5.0f});
+    EXPECT_EQ(params().GetInt(P::recEnd), 10);
+    user.type(1044, L"12");
+    user.type(1044, L"3");
+    EXPECT_EQ(params().GetInt(P::recEnd), 12);
+    user.drag(1122, {-4.0f});
+    EXPECT_EQ(params().GetInt(P::explodeStart), -4);
 }
 
 TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {

@@ -5,6 +5,7 @@
 #include "panels/wkCacheFileDialogs.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
+#include "tools/module_objects.h"
 
 #include <filesystem>
 #include <fstream>
@@ -34,7 +35,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        cache = scene.Add(std::make_unique<wkCache_obj>());
+        cache = scene.Add(NewCacheObject(host));
         cacheNode = scene.CreateNode(L"My Cache", cache);
         wkCacheRecordParams params;
         params.recStart = 0;
@@ -113,43 +114,34 @@ TEST_F(RecordCacheTest, ARecordingWritesTheNodesAndLoadsTheFileIntoTheObject) {
     EXPECT_EQ(cache->progressState().progressDone, cache->progressState().progressTotal);
 }
 
-TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStep) {
-    setParams([](wkCacheRecordParams& p) { p.recStep = 3.0f; });
-    list({boxNode("a")});
-    ASSERT_EQ(record("steps.wkc"), 1);
-    const wkCacheHeader header = *reader("steps.wkc").getHeader();
-    EXPECT_EQ(header.cacheStepSize, 480);
-    EXPECT_EQ(header.cacheEnd, 1440);
-    EXPECT_EQ(header.cacheNumSamples, 4);
-}
-
-TEST_F(RecordCacheTest, AStepBelowOneTickIsOneTick) {
-    setParams([](wkCacheRecordParams& p) {
-        p.recEnd = 1;
-        p.recStep = 0.001f;
-    });
-    list({boxNode("a")});
-    ASSERT_EQ(record("ticks.wkc"), 1);
-    const wkCacheHeader header = *reader("ticks.wkc").getHeader();
-    EXPECT_EQ(header.cacheStepSize, 1);
-    EXPECT_EQ(header.cacheNumSamples, 161);
-}
-
-TEST_F(RecordCacheTest, AnEndBeforeTheStartIsClampedWithTheTruncatingRemainder) {
-    setParams([](wkCacheRecordParams& p) {
-        p.recStart = 10;
-        p.recEnd = 0;
-        p.recStep = 3.0f;
-    });
-    list({boxNode("a")});
-    EXPECT_EQ(record("backwards.wkc"), 1);
-    // No sample is taken; the header tells the range as clamped, which no reader accepts.
-    const auto bytes = readBytes(dir.file("backwards.wkc"));
-    EXPECT_EQ(i32At(bytes, 9), 1600);
-    EXPECT_EQ(i32At(bytes, 13), 160);
-    EXPECT_EQ(i32At(bytes, 29), -2);
-    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), i32At(bytes, 41));
-    EXPECT_EQ(reader("backwards.wkc").status(), kStatusInvalidCache);
+TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStepOfAtLeastOneTick) {
+    struct Case {
+        int start, end; // frames
+        float step;
+        std::vector<std::int32_t> header; // start, end, step and sample count
+    };
+    const Case cases[] = {
+        {0, 10, 3.0f, {0, 1440, 480, 4}},
+        {0, 1, 0.001f, {0, 160, 1, 161}},
+        // An end before the start is clamped with the truncating remainder: no sample is taken,
+        // and the header tells the range as clamped, which no reader accepts.
+        {10, 0, 3.0f, {1600, 160, 480, -2}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.start << ":" << c.end << " by " << c.step);
+        setParams([&c](wkCacheRecordParams& p) {
+            p.recStart = c.start;
+            p.recEnd = c.end;
+            p.recStep = c.step;
+        });
+        list({boxNode("a")});
+        ASSERT_EQ(record("range.wkc"), 1);
+        const wkCacheHeader h = wkCacheHeader::Decode(readBytes(dir.file("range.wkc")).data());
+        EXPECT_EQ((std::vector<std::int32_t>{h.cacheStart, h.cacheEnd, h.cacheStepSize,
+                                             h.cacheNumSamples}),
+                  c.header);
+        EXPECT_EQ(reader("range.wkc").status(), c.header[3] > 0 ? kStatusOk : kStatusInvalidCache);
+    }
 }
 
 TEST_F(RecordCacheTest, NothingToCacheSaysSoUnlessQuiet) {
@@ -277,7 +269,7 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     list({boxNode("a")});
     ASSERT_EQ(record("shared.wkc"), 1);
 
-    auto* other = scene.Add(std::make_unique<wkCache_obj>());
+    auto* other = scene.Add(NewCacheObject(host));
     HeadlessNode* bare = scene.CreateNode(L"other bare", other);
     HeadlessNode* dressed = scene.CreateNode(L"other dressed", other);
     bare->SetSelected(true);
@@ -416,7 +408,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
-    auto* loose = scene.Add(std::make_unique<wkCache_obj>());
+    auto* loose = scene.Add(NewCacheObject(host));
     loose->appendNodeEntry(boxNode("a"));
     EXPECT_EQ(RecordCache(*loose, nullptr, false, &result, specifyCacheFile), 0);
     ASSERT_EQ(host.Panels().FileDialogs().size(), 1u);

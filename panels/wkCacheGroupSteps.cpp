@@ -1,4 +1,4 @@
-#include "panels/wkCacheNodeListUndo.h"
+#include "panels/wkCacheGroupSteps.h"
 
 #include "panels/wkCachePanel.h"
 
@@ -9,29 +9,6 @@ namespace {
 constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
 constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes"; // 143
 } // namespace
-
-NodeListUndo::NodeListUndo(wkCache_obj& object_, std::vector<INode*> before_)
-    : object(object_), before(std::move(before_)), after(object_.nodeList()) {}
-
-void NodeListUndo::put(const std::vector<INode*>& list) {
-    IParamBlock2& block = object.params();
-    block.Delete(wkCacheParam::nodes, 0, block.Count(wkCacheParam::nodes));
-    for (INode* node : list)
-        object.appendNodeEntry(node);
-    wkCachePanels::refreshNodeList(object);
-}
-
-void ElementSelectionUndo::Restore(bool isUndo) {
-    if (isUndo)
-        redoSelection = object.elementSelection;
-    object.elementSelection = undoSelection;
-    object.invalidateSelection();
-}
-
-void ElementSelectionUndo::Redo() {
-    object.elementSelection = redoSelection;
-    object.invalidateSelection();
-}
 
 bool setGroupElementsStep(wkCache_obj& object, const WStr& name,
                           const std::set<std::uint32_t>& elements, bool add, bool unique) {
