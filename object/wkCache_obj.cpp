@@ -81,6 +81,7 @@ void wkCache_obj::setRendering(bool on) {
 void wkCache_obj::invalidateAll() {
     elementValid.SetEmpty();
     lastTime = -1;
+    lastTimeKnown = false;
     meshValid.SetEmpty();
     ++invalidateCount;
     notifyDependents(PART_ALL, REFMSG_CHANGE);
@@ -93,6 +94,7 @@ void wkCache_obj::invalidateElements() {
 
 void wkCache_obj::invalidateSelection() {
     lastTime = -1;
+    lastTimeKnown = false;
     meshValid.SetEmpty();
     notifyDependents(PART_ALL, REFMSG_CHANGE);
 }

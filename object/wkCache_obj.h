@@ -262,6 +262,9 @@ private:
     Interval meshValid;
     Interval elementValid;
     TimeValue lastTime = -1;
+    // -1 is a real tick too: whether lastTime holds a time at all, so that the first update
+    // after a reset always builds.
+    bool lastTimeKnown = false;
     bool elementStateDirty = true;
     bool activationValid = false;
     bool firstBuild;

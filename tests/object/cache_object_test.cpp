@@ -54,6 +54,19 @@ TEST_F(CacheObjectTest, RepeatedTimeReturnsBeforeLookingAtTheFile) {
     EXPECT_FALSE(theCacheRegistry.containsCache(object->resolvedFilePath()));
 }
 
+TEST_F(CacheObjectTest, TheFirstUpdateBuildsAtEveryTimeAlsoAtMinusOne) {
+    useFile(path);
+    // -1 is a real tick, before the range: the first update and the first after an
+    // invalidation must build there as anywhere else.
+    object->updateCacheMesh(-1);
+    EXPECT_TRUE(object->isMeshReady());
+    EXPECT_EQ(object->getMesh().getNumVerts(), 6);
+    object->invalidateAll();
+    object->updateCacheMesh(-1);
+    EXPECT_TRUE(object->isMeshReady());
+    EXPECT_EQ(object->meshValidity(), Interval(-1, -1));
+}
+
 TEST_F(CacheObjectTest, FailuresEmptyTheMeshAndSayWhy) {
     object->updateCacheMesh(0);
     EXPECT_FALSE(object->isMeshReady());

@@ -96,10 +96,11 @@ protected:
 
 TEST_F(CacheParamBlock, ANewBlockHoldsEveryDefaultAndEmptyTablesAndHasToldNothing) {
     for (const ParamDef& def : desc().params) {
-        if (def.IsFloatType() && !def.IsTable())
+        if (def.IsFloatType() && !def.IsTable()) {
             EXPECT_EQ(block.GetFloat(def.id), def.defaultFloat) << def.internalName;
-        else if (def.type == TYPE_INT || def.type == TYPE_BOOL)
+        } else if (def.type == TYPE_INT || def.type == TYPE_BOOL) {
             EXPECT_EQ(block.GetInt(def.id), def.defaultInt) << def.internalName;
+        }
     }
     EXPECT_EQ(block.GetInt(playInORT), 1);
     EXPECT_EQ(block.GetInt(playFPS), 30);
@@ -295,7 +296,7 @@ TEST_F(CacheParamBlock, ACloneCopiesEverythingAndTellsOnlyItsNewOwner) {
     EXPECT_EQ(owner.ids.size(), heardBefore);
 }
 
-TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
+TEST_F(CacheParamBlock, SetsByNameOrId) {
     struct Case {
         const char* name;
         const char* value;
@@ -310,17 +311,38 @@ TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
         {"9", "5", scaleUnitsTo, 5.0f},
         {"25", "42", rendMatID, 42.0f},
         {"vpWireframe", "1", vpWireframe, 1.0f},
-        {"explodeTo", "7", explodeTo, 3.0f},
-        {"playStart", "99999999999", playStart, 9999999.0f},
-        {"playStart", "-99999999999", playStart, -9999999.0f},
-        {"playSpeed", "1e300", playSpeed, 999999.0f},
-        {"scaleUnits", "1e-60", scaleUnits, 1e-07f},
+        {"triggerMode", "2", triggerMode, 2.0f},
     };
     for (const Case& c : cases) {
         EXPECT_TRUE(set(c.name, c.value)) << c.name << "=" << c.value;
         EXPECT_EQ(block.GetFloat(c.id), c.expected) << c.name << "=" << c.value;
         EXPECT_EQ(error, "");
     }
+}
+
+TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheValue) {
+    ASSERT_TRUE(set("playSpeed", "1.25"));
+    const struct {
+        const char* name;
+        const char* value;
+        const char* message;
+    } cases[] = {
+        {"explodeTo", "7", "parameter explodeTo must be from 0 to 3, got \"7\""},
+        {"playStart", "99999999999", "must be from -9999999 to 9999999"},
+        {"playStart", "-99999999999", "must be from -9999999 to 9999999"},
+        {"playSpeed", "1e300", "must be from -999999 to 999999"},
+        {"scaleUnits", "1e-60", "must be from 1e-07 to"},
+        {"recStep", "0", "must be from 0.001 to 999999"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + "=" + c.value);
+        EXPECT_FALSE(set(c.name, c.value));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+    EXPECT_EQ(block.GetFloat(playSpeed), 1.25f);
+}
+
+TEST_F(CacheParamBlock, SetsTheCacheFileAsAnAssetOfItsType) {
     ASSERT_TRUE(set("fileName", "shots/crash.wkc"));
     EXPECT_EQ(block.GetAssetUser(fileName), AssetUser(L"shots/crash.wkc", kAssetTypeCache));
     ASSERT_TRUE(set("fileName", ""));

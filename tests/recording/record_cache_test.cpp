@@ -123,9 +123,6 @@ TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStepOfAtLeastOneTick) {
     const Case cases[] = {
         {0, 10, 3.0f, {0, 1440, 480, 4}},
         {0, 1, 0.001f, {0, 160, 1, 161}},
-        // An end before the start is clamped with the truncating remainder: no sample is taken,
-        // and the header tells the range as clamped, which no reader accepts.
-        {10, 0, 3.0f, {1600, 160, 480, -2}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.start << ":" << c.end << " by " << c.step);
@@ -463,3 +460,83 @@ TEST(FindSiblingPlugin, MatchesTheStemAsACaseSensitivePrefix) {
 }
 
 } // namespace
+
+// ---- Nothing lost: the old cache and library survive every recording that does not finish.
+
+std::string bytesOf(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+TEST_F(RecordCacheTest, ARecordingThatDoesNotFinishKeepsTheOldCacheAndLibraryAndNoTemporary) {
+    auto red = std::make_shared<Mtl>(L"Red");
+    HeadlessNode* a = boxNode("a");
+    a->SetMtl(red);
+    list({a});
+    setParams([](wkCacheRecordParams& p) { p.recClearNodeList = false; });
+    ASSERT_EQ(record("keep.wkc"), 1);
+    const std::string cacheBefore = bytesOf(dir.file("keep.wkc"));
+    const std::string libraryBefore = bytesOf(dir.file("keep.mat"));
+    ASSERT_FALSE(libraryBefore.empty());
+
+    struct Case {
+        const char* what;
+        std::function<void()> spoil;
+        RecordOutcome outcome;
+    };
+    const Case cases[] = {
+        {"escape while writing", [&] { host.UI().SetEscapeHandler([] { return true; }); },
+         RecordOutcome::Cancelled},
+        {"range ends before it starts",
+         [&] { setParams([](wkCacheRecordParams& p) { p.recEnd = -3; }); },
+         RecordOutcome::BadRange},
+        {"range beyond 32-bit ticks",
+         [&] {
+             host.Time().SetFrameRate(1);
+             setParams([](wkCacheRecordParams& p) {
+                 p.recEnd = 9999999;
+                 p.recStep = 999999.0f;
+             });
+         },
+         RecordOutcome::BadRange},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        c.spoil();
+        EXPECT_EQ(record("keep.wkc"), 0);
+        EXPECT_EQ(result.outcome, c.outcome);
+        EXPECT_EQ(bytesOf(dir.file("keep.wkc")), cacheBefore);
+        EXPECT_EQ(bytesOf(dir.file("keep.mat")), libraryBefore);
+        setParams([](wkCacheRecordParams& p) {
+            p.recEnd = 10;
+            p.recStep = 1.0f;
+        });
+        host.Time().SetFrameRate(30);
+        host.UI().SetEscapeHandler(nullptr);
+    }
+    // A temporary left by a killed run is recognised and cleared by the next recording.
+    std::ofstream(dir.file("keep.wkc.wktmp-killed")) << "partial";
+    ASSERT_EQ(record("keep.wkc"), 1);
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        EXPECT_EQ(entry.path().filename().string().find(".wktmp-"), std::string::npos)
+            << entry.path();
+}
+
+TEST_F(RecordCacheTest, AHostExceptionDuringTheAnalysisTakesTheTemporaryNodesAndProgressAway) {
+    std::filesystem::create_directory(dir.file("plugins"));
+    std::filesystem::copy_file(WKCACHE_TEST_PLUGIN, dir.file("plugins") / "WKSolidTest.so");
+    setParams([](wkCacheRecordParams& p) { p.recWriteDeform = true; });
+    list({boxNode("SplitMe")});
+    const std::size_t before = scene.Nodes().size();
+    cache->setStatusObserver([](wkCache_obj& o) {
+        if (o.progressState().progressDone >= 0)
+            throw std::runtime_error("host failure");
+    });
+    EXPECT_THROW(record("thrown.wkc"), std::runtime_error);
+    cache->setStatusObserver(nullptr);
+    EXPECT_EQ(scene.Nodes().size(), before);
+    EXPECT_EQ(cache->progressState().progressDone, -1);
+    EXPECT_EQ(cache->progressState().progressTotal, -1);
+    EXPECT_FALSE(host.Hold().IsSuspended());
+    EXPECT_FALSE(exists("thrown.wkc"));
+}
