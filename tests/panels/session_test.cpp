@@ -41,7 +41,8 @@ TEST_F(SessionTest, AWholeSessionLeavesEveryControlAsTheRulesSay) {
     panels.QueueFileAnswer(wpath("walk.wkc"));
     user.press(1011);
     ASSERT_TRUE(exists("walk.wkc"));
-    EXPECT_EQ(panels.FileDialogs().at(0).fileName, WStr(L"Cache_.wkc"));
+    // The object node's name, cleaned and given the extension.
+    EXPECT_EQ(panels.FileDialogs().at(0).fileName, WStr(L"Cache.wkc"));
     EXPECT_TRUE(user.rows(1004).empty()); // the list is cleared after recording
 
     // Unload, then load it again through the open dialog.
