@@ -10,6 +10,7 @@
 #include "host/HostTime.h"
 #include "host/Materials.h"
 #include "host/Notifications.h"
+#include "host/PanelControls.h"
 #include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
 #include "host/SceneNodes.h"
@@ -30,6 +31,7 @@ public:
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
     virtual ::Notifications& Notify() = 0;
+    virtual PanelControls& Panels() = 0;
 
     // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must
     // outlive the block.

@@ -86,11 +86,6 @@ public:
     // The one creation callback, holding this object (wkCache_objCreate.cpp): the first point
     // places the node, the second sets iconSize to twice its distance from the first.
     CreateMouseCallBack* GetCreateMouseCallBack();
-    // The Per-Element Control spinners (wkCache_objSpinners.cpp): button down holds the groups;
-    // button up accepts under the spinner's name when the drag was confirmed and a group is
-    // selected, else cancels. The frame spinner (1075) keeps the block's own undo.
-    void groupSpinnerDown(int control);
-    void groupSpinnerUp(int control, bool confirmed);
     // Host notifications while the panel is open: 70 starts a bulk change of the node list,
     // 71 ends it; 97 and 98 change the scene's nodes.
     void NodeListNotification(int code);
@@ -179,6 +174,10 @@ public:
     bool setGroupMode(const WStr& name, int mode);
     bool setGroupByAge(const WStr& name, bool on);
     bool setGroupByDistance(const WStr& name, bool on);
+    // Any change of the group list as one undoable step under `label`, inside the running hold
+    // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
+    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                        bool invalidate);
 
     // ---- Viewport display and hit testing (wkCache_objDisplay.cpp)
     // Draws the mesh, markers, icon, gizmo and element boxes; flags bit 0: use the damage rect.
@@ -291,9 +290,6 @@ private:
     // has its element states made again.
     void invalidateClientsOf(const WStr& path, bool includeSelf);
 
-    // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
-    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
-                        bool invalidate);
     // A setting of one group: `change` applies it and answers whether anything changed.
     bool setGroupSetting(const WStr& name, const wchar_t* label,
                          const std::function<bool(wkCacheGroup&)>& change);

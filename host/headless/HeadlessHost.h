@@ -9,6 +9,7 @@
 #include "host/headless/HeadlessAssets.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
+#include "host/headless/HeadlessPanels.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPluginLoader.h"
 #include "host/headless/HeadlessPluginManager.h"
@@ -27,6 +28,7 @@ public:
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
     Notifications& Notify() override { return notifications; }
+    HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
     std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
@@ -51,4 +53,6 @@ private:
     Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
+    // Panels end first: a rollout's procedure may still refer to the scene's objects.
+    HeadlessPanelHost panels{scene};
 };
