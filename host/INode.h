@@ -10,6 +10,7 @@
 // viewports, and its visibility is untouched.
 #pragma once
 
+#include "host/Control.h"
 #include "host/Materials.h"
 #include "host/Matrix3.h"
 #include "host/Quat.h"
@@ -67,6 +68,18 @@ public:
     virtual ObjectState EvalWorldState(TimeValue t, bool evalHidden = true) = 0;
     // The object the node references, evaluated or not.
     virtual SceneObject* GetObjectRef() const = 0;
+
+    // ---- Controllers. The node owns what it is given.
+    // The transform controller; null while the node is placed by its own fixed transform.
+    virtual MatrixControl* GetTMController() = 0;
+    virtual void SetTMController(std::unique_ptr<MatrixControl> control) = 0;
+    // The visibility controller, a float controller; null for none (visibility 1).
+    virtual Control* GetVisController() = 0;
+    virtual void SetVisController(std::unique_ptr<Control> control) = 0;
+    // Places the node at t by `tm` (its node transform, without the parent's).
+    virtual void SetNodeTM(TimeValue t, const Matrix3& tm) = 0;
+    // Takes the display properties of `from`: wire colour and visibility inheritance.
+    virtual void CopyProperties(INode* from) = 0;
 };
 
 using INodeTab = Tab<INode*>;

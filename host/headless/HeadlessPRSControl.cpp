@@ -10,7 +10,24 @@ Matrix3 ComposePRS(const Point3& scale, const Quat& rotation, const Point3& posi
 }
 
 void HeadlessPRSControl::GetValue(TimeValue t, Matrix3& tm) const {
-    tm = ComposePRS(scale.GetValue(t), rotation.GetValue(t), position.GetValue(t)) * tm;
+    Point3 p = position.GetValue(t);
+    Quat q = rotation.GetValue(t);
+    ScaleValue s(scale.GetValue(t));
+    Interval valid = FOREVER;
+    if (positionControl)
+        positionControl->GetValue(t, &p, valid);
+    if (rotationControl)
+        rotationControl->GetValue(t, &q, valid);
+    if (scaleControl)
+        scaleControl->GetValue(t, &s, valid);
+    // Scale along the scale's own axes, then rotation, then position.
+    if (s.q.IsIdentity()) {
+        tm = ComposePRS(s.s, q, p) * tm;
+        return;
+    }
+    Matrix3 own = ComposePRS(Point3(1.0f, 1.0f, 1.0f), q, p);
+    ApplyScaling(own, s);
+    tm = own * tm;
 }
 
 void HeadlessPRSControl::NotifyChanged() {
