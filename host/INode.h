@@ -69,17 +69,18 @@ public:
     // The object the node references, evaluated or not.
     virtual SceneObject* GetObjectRef() const = 0;
 
-    // ---- Controllers. The node owns what it is given.
+    // ---- Controllers. The node owns what it is given; a node that takes none (a wrapper
+    // around another node) answers null and drops them.
     // The transform controller; null while the node is placed by its own fixed transform.
-    virtual MatrixControl* GetTMController() = 0;
-    virtual void SetTMController(std::unique_ptr<MatrixControl> control) = 0;
+    virtual MatrixControl* GetTMController() { return nullptr; }
+    virtual void SetTMController(std::unique_ptr<MatrixControl>) {}
     // The visibility controller, a float controller; null for none (visibility 1).
-    virtual Control* GetVisController() = 0;
-    virtual void SetVisController(std::unique_ptr<Control> control) = 0;
-    // Places the node at t by `tm` (its node transform, without the parent's).
-    virtual void SetNodeTM(TimeValue t, const Matrix3& tm) = 0;
+    virtual Control* GetVisController() { return nullptr; }
+    virtual void SetVisController(std::unique_ptr<Control>) {}
+    // Places the node at t by `tm` (its node transform, parent included).
+    virtual void SetNodeTM(TimeValue, const Matrix3&) {}
     // Takes the display properties of `from`: wire colour and visibility inheritance.
-    virtual void CopyProperties(INode* from) = 0;
+    virtual void CopyProperties(INode*) {}
 };
 
 using INodeTab = Tab<INode*>;

@@ -13,6 +13,7 @@
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
+#include "explode/wkCacheExplodeTarget.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
 #include "host/ParamBlock.h"
@@ -29,7 +30,10 @@
 // The host's flag of an object inside a render.
 inline constexpr std::uint32_t A_RENDER = 0x400000;
 
-class wkCache_obj final : public GeomObject, public ReferenceMaker, public wkCacheRecordTarget {
+class wkCache_obj final : public GeomObject,
+                          public ReferenceMaker,
+                          public wkCacheRecordTarget,
+                          public wkCacheExplodeTarget {
 public:
     static constexpr Class_ID kClassID{0x74131F4A, 0x5C615BBA};
 
@@ -122,6 +126,27 @@ public:
     void progressChanged() override;
     wkCacheProgressState& progressState() override { return progress; }
 
+    // ---- wkCacheExplodeTarget (wkCache_objExplode.cpp)
+    void beginOperation(const WStr& progressFormat, const WStr& statusText) override;
+    bool reportProgress(std::int32_t done, std::int32_t total) override;
+    void endOperation() override;
+    SceneObject& sceneObject() override { return *this; }
+    WStr cacheFilePath() const override { return resolvedFilePath(); }
+    wkCacheExplodeSettings explodeSettings() const override;
+    void clearElementValidity() override { elementValid.SetEmpty(); }
+    void evaluateForExplode(TimeValue t, WelkardTools::wkCacheReader& reader) override {
+        evaluateElements(t, reader, true);
+    }
+    wkCachePlaybackState& explodePlayback() override { return *playback; }
+    const BitArray& selectedElements() const override { return elementSelection; }
+    bool objectDeleted() const override { return (animFlags & A_IS_DELETED) != 0; }
+    bool panelsOpen() const override { return panelOpen; }
+    // The element-level selection, one bit per element.
+    void setElementSelection(const BitArray& selection) { elementSelection = selection; }
+    // Explode with the object's explode parameters, as its Explode button does; answers 1 on
+    // success (ExplodeToObjects).
+    int explodeWithSettings();
+
     // ---- Settings as tools and tests give them
     // Writes the record parameters at time 0 (the block clamps them).
     void setRecordParams(const wkCacheRecordParams& p);
@@ -193,6 +218,7 @@ private:
     bool geomCacheStale = true;
     std::uint32_t animFlags = 0;
 
+    BitArray elementSelection;
     bool panelOpen = false;
     WStr status;
     std::function<void(wkCache_obj&)> statusObserver;
