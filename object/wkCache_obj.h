@@ -9,6 +9,7 @@
 // invalidateAll or invalidateSelection.
 #pragma once
 
+#include "cachefile/wkCacheFrameTimes.h"
 #include "cachefile/wkCacheReader.h"
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
@@ -19,7 +20,6 @@
 #include "host/ParamBlock.h"
 #include "host/Reference.h"
 #include "object/wkCacheParams.h"
-#include "playback/wkCacheFrameTimes.h"
 #include "recording/wkCacheRecordTarget.h"
 
 #include <functional>

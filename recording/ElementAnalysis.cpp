@@ -1,8 +1,8 @@
 #include "recording/ElementAnalysis.h"
 
+#include "cachefile/NodeCapture.h"
 #include "host/Host.h"
 #include "host/Path.h"
-#include "recording/NodeCapture.h"
 
 #include <algorithm>
 #include <bit>

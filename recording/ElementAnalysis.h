@@ -12,10 +12,10 @@
 // being the scene's frame rate over 30, in single precision.
 #pragma once
 
+#include "cachefile/RecordSpans.h"
 #include "cachefile/wkCacheBase.h"
 #include "host/INode.h"
 #include "host/Point.h"
-#include "recording/RecordSpans.h"
 
 #include <cstdint>
 #include <vector>

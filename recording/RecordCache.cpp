@@ -4,7 +4,6 @@
 #include "cachefile/wkCacheWriter.h"
 #include "host/Host.h"
 #include "host/Path.h"
-#include "panels/wkCacheFileDialogs.h"
 #include "recording/ElementAnalysis.h"
 #include "recording/RecordTexts.h"
 
@@ -216,8 +215,8 @@ WStr MaterialLibraryPath(const WStr& cachePath) {
     return folder.GetString() + leaf.Substr(0, leaf.Length() - 3) + WStr(L"mat");
 }
 
-int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
-                RecordResult* result) {
+int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, RecordResult* result,
+                CacheFileChooser chooseFile) {
     RecordResult local;
     RecordResult& out = result != nullptr ? *result : local;
     out = RecordResult();
@@ -307,7 +306,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         target = currentPath; // recording again into the loaded file
     } else {
         WStr name = cacheNode != nullptr ? cacheNode->GetName() : WStr(L"WKCache_");
-        if (!specifyCacheFile(asset, name, cacheNode != nullptr))
+        if (chooseFile == nullptr || !chooseFile(asset, name, cacheNode != nullptr))
             return endStage(RecordOutcome::NoTarget);
         target = name;
     }

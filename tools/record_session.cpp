@@ -2,6 +2,7 @@
 
 #include "cachefile/wkCacheBase.h"
 #include "cachefile/wkCacheRegistry.h"
+#include "panels/wkCacheFileDialogs.h"
 #include "tools/cli_common.h"
 #include "tools/cli_terminal.h"
 #include "tools/registry_scope.h"
@@ -41,7 +42,7 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
 
     RecordResult result;
     const WStr name = quiet ? RecordFileName(WStr::FromUTF8(*outFile)) : WStr();
-    RecordCache(object, quiet ? &name : nullptr, quiet, &result);
+    RecordCache(object, quiet ? &name : nullptr, quiet, &result, specifyCacheFile);
     terminal.endProgress();
     object.setStatusObserver(nullptr);
 

@@ -2,6 +2,7 @@
 // file holds, what the object, the scene, the hold and the registry look like afterwards.
 #include "cachefile/wkCacheRegistry.h"
 #include "object/wkCache_obj.h"
+#include "panels/wkCacheFileDialogs.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
 
@@ -379,7 +380,7 @@ TEST_F(RecordCacheTest, WithoutTheSiblingItIsLookedForAtEveryNode) {
 TEST_F(RecordCacheTest, WithoutANameTheDialogAsksWithTheCacheNodesCleanedName) {
     list({boxNode("a")});
     host.UI().QueueSaveDialogAnswer(wpath("chosen.wkc"));
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(host.UI().SaveDialogs()[0].first, WStr(L"Specify Cache File"));
     EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"My_Cache.wkc"));
@@ -388,7 +389,7 @@ TEST_F(RecordCacheTest, WithoutANameTheDialogAsksWithTheCacheNodesCleanedName) {
 
     // The object has its file now: the next recording goes there without asking.
     list({boxNode("b")});
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     EXPECT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(reader("chosen.wkc").getIndex()->nodes[0]->name, WStr(L"b"));
 }
@@ -399,7 +400,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
     host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDNO);
     host.UI().QueueSaveDialogAnswer(std::nullopt);
-    EXPECT_EQ(RecordCache(*cache, nullptr, false, &result), 0);
+    EXPECT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 0);
     EXPECT_EQ(result.outcome, RecordOutcome::NoTarget);
     ASSERT_EQ(host.UI().Messages().size(), 1u);
     EXPECT_EQ(host.UI().Messages()[0].text,
@@ -410,14 +411,14 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 
     host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDYES);
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     EXPECT_EQ(reader("old.wkc").status(), kStatusOk);
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
     auto* loose = scene.Add(std::make_unique<wkCache_obj>());
     loose->appendNodeEntry(boxNode("a"));
-    EXPECT_EQ(RecordCache(*loose, nullptr, false, &result), 0);
+    EXPECT_EQ(RecordCache(*loose, nullptr, false, &result, specifyCacheFile), 0);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"WKCache_"));
     EXPECT_TRUE(host.UI().Messages().empty());

@@ -1,6 +1,6 @@
 // The head of the element block of a version 3 cache, as the reader's frame store reads it.
+#include "cachefile/wkCacheElementFrames.h"
 #include "cachefile/wkCacheReader.h"
-#include "elements/wkCacheElementFrames.h"
 #include "tests/cachefile/CacheBuilder.h"
 
 #include <gtest/gtest.h>
