@@ -164,7 +164,8 @@ void AddVisibilityKey(INode& node, TimeValue t, bool hide) {
 
 int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32_t stepTicks,
                      INodeTab& outNodes, INode* referenceNode, bool selectedOnly, bool reduce,
-                     std::int32_t reduceStepTicks, float reduceThresh, bool quiet) {
+                     std::int32_t reduceStepTicks, float reduceThresh, bool quiet,
+                     std::vector<int>* elements) {
     Host& host = GetHost();
     SceneNodes& scene = host.Nodes();
     outNodes.ZeroCount();
@@ -350,6 +351,11 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
                 scene.SelectNode(outNodes[i]);
         }
         hold.Accept(L"Explode To Objects");
+        if (elements != nullptr) {
+            elements->clear();
+            for (const MadeElement& element : run.made)
+                elements->push_back(element.element);
+        }
         scene.RedrawViews(host.Time().GetTime());
     } else {
         hold.Cancel();

@@ -24,9 +24,11 @@
 // `reduce`, ReduceKeys runs on their transform controllers over the keyed range, at
 // `reduceStepTicks` (below 1: the explode step) and `reduceThresh`. Answers 1 on success and
 // fills `outNodes`; 0 otherwise, with `outNodes` empty unless only the reduction was cancelled.
+// `elements`, when given, receives the element index of each node of `outNodes`.
 int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32_t stepTicks,
                      INodeTab& outNodes, INode* referenceNode, bool selectedOnly, bool reduce,
-                     std::int32_t reduceStepTicks, float reduceThresh, bool quiet);
+                     std::int32_t reduceStepTicks, float reduceThresh, bool quiet,
+                     std::vector<int>* elements = nullptr);
 
 // The keyed range: the interval's end brought back to the last whole step from its start.
 Interval ExplodeKeyRange(Interval interval, std::int32_t stepTicks);

@@ -23,6 +23,8 @@ void addCommands(CLI::App& app) {
     addCheckCommand(app);
     addFrameCommand(app);
     addFramesCommand(app);
+    addExplodeCommand(app);
+    addReduceCommand(app);
 }
 
 int run(int argc, char** argv) {
