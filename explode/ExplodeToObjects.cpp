@@ -199,7 +199,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
     explodeMask.SetSize(count);
     int made = 0;
     for (int i = 0; i < count; ++i) {
-        if ((selectedOnly && !bit(object.selectedElements(), i)) || goneForGood(playback, i))
+        if ((selectedOnly && !object.elementSelected(i)) || goneForGood(playback, i))
             continue;
         explodeMask.Set(i);
         ++made;

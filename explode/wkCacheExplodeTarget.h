@@ -42,8 +42,8 @@ public:
     // The element states for t, with the render settings.
     virtual void evaluateForExplode(TimeValue t, WelkardTools::wkCacheReader& reader) = 0;
     virtual wkCachePlaybackState& explodePlayback() = 0;
-    // The elements selected at the element level, one bit per element.
-    virtual const BitArray& selectedElements() const = 0;
+    // Whether the element is selected at the element level.
+    virtual bool elementSelected(int element) const = 0;
     // The object's own deleted flag.
     virtual bool objectDeleted() const = 0;
     // Whether the object's panels are open (custom explode needs them).

@@ -62,6 +62,8 @@ public:
     // The controller's transform at t applied to `tm`, as the host evaluates it relative to a
     // parent: from an identity matrix it gives the controller's own matrix.
     virtual void GetValue(TimeValue t, Matrix3& tm) const = 0;
+    // A copy with the same animation, referenced by `newOwner` (the clone of an object).
+    virtual std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const = 0;
 
     // The sub-controllers of a transform made of position, rotation and scale controllers
     // (null for others, and for one that is not set).

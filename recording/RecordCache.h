@@ -22,6 +22,7 @@
 enum class RecordOutcome {
     Recorded,       // written and loaded
     NothingToCache, // no recordable node, or none could be captured
+    BadRange,       // see RecordRangeFits: nothing was written
     NoTarget,       // the file name could not be resolved, or the dialog was cancelled
     Cancelled,      // Escape while writing
     WriteFailed,    // the writer failed: see status
@@ -47,6 +48,10 @@ using CacheFileChooser = bool (*)(AssetUser& asset, WStr& name, bool complete);
 // `result`, when given, says more.
 int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
                 RecordResult* result = nullptr, CacheFileChooser chooseFile = nullptr);
+
+// Whether the record range can be recorded: it does not end before it starts, and its ticks
+// (and their span) fit in 32 bits at `ticksPerFrame`.
+bool RecordRangeFits(const wkCacheRecordParams& params, int ticksPerFrame);
 
 // The name the script function `record` passes for a given one: kept when it is longer than
 // four characters and ends in ".wkc" in any case, else with ".wkc" added.

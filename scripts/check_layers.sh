@@ -27,6 +27,7 @@ panels 6
 tools 7
 python 7
 web 7
+plugins 7
 '
 # Folders outside the layers: they may include any folder.
 free='tests bench third_party'

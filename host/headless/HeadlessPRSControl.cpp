@@ -34,3 +34,16 @@ void HeadlessPRSControl::NotifyChanged() {
     if (dependent != nullptr)
         dependent->NotifyRefChanged(FOREVER, this, PART_ALL, REFMSG_CHANGE, true);
 }
+
+HeadlessPRSControl::HeadlessPRSControl(const HeadlessPRSControl& other)
+    : MatrixControl(other), position(other.position), rotation(other.rotation), scale(other.scale),
+      positionControl(other.positionControl ? other.positionControl->Clone() : nullptr),
+      rotationControl(other.rotationControl ? other.rotationControl->Clone() : nullptr),
+      scaleControl(other.scaleControl ? other.scaleControl->Clone() : nullptr),
+      dependent(other.dependent) {}
+
+std::unique_ptr<MatrixControl> HeadlessPRSControl::Clone(ReferenceMaker& newOwner) const {
+    auto copy = std::make_unique<HeadlessPRSControl>(*this);
+    copy->SetDependent(&newOwner);
+    return copy;
+}

@@ -14,6 +14,12 @@ class HeadlessPRSControl final : public MatrixControl {
 public:
     // tm = own matrix * tm.
     void GetValue(TimeValue t, Matrix3& tm) const override;
+    std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const override;
+
+    HeadlessPRSControl() = default;
+    // The tracks copied, the key controllers cloned.
+    HeadlessPRSControl(const HeadlessPRSControl& other);
+    HeadlessPRSControl& operator=(const HeadlessPRSControl&) = delete;
 
     // The tracks, to key directly; NotifyChanged tells the dependent afterwards.
     Point3Track& Position() { return position; }

@@ -1,32 +1,102 @@
-// Every input of the fuzzing corpus, through the fuzz entry itself: the inputs that once
-// crashed or hung the reader, and the seeds, run with every test build (ASan and UBSan in CI).
+// Every input of the fuzzing corpora, through the fuzz entries themselves: the inputs that once
+// crashed or hung the reader or the scene loader, and the seeds, run with every test build (ASan
+// and UBSan in CI). Each cache input is then opened once more: it must end in its status, and a
+// count that the file cannot hold must end as the short read it is before anything is allocated
+// for it.
+#include "cachefile/wkCacheReader.h"
+#include "tests/cachefile/AllocationProbe.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <map>
+#include <string>
+#include <system_error>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+int FuzzSceneInput(const std::uint8_t* data, std::size_t size);
 
 #ifndef WKCACHE_FUZZ_CORPUS
 #error "WKCACHE_FUZZ_CORPUS must name tests/fuzz/corpus (set in tests/CMakeLists.txt)"
 #endif
 
-TEST(ReaderFuzzCorpus, EveryInputRunsClean) {
-    const std::filesystem::path corpus(WKCACHE_FUZZ_CORPUS);
-    ASSERT_TRUE(std::filesystem::is_directory(corpus)) << corpus;
+namespace {
+
+using namespace WelkardTools;
+
+// Far below any count under test, far above what a small file needs (the read block).
+constexpr std::size_t kSmallAllocation = std::size_t{1} << 20;
+
+// The status each input ends in; an input not named here must load.
+const std::map<std::string, std::int32_t>& expectedStatus() {
+    static const std::map<std::string, std::int32_t> table = {
+        {"bad_magic.wkc", kStatusInvalidCache},
+        {"header_only.wkc", kStatusReadPastEOF}, // the node table comes up short
+        {"truncated_geometry.wkc", kStatusReadPastEOF},
+        {"name_length_huge.wkc", kStatusReadPastEOF},
+        {"name_length_negative.wkc", kStatusReadPastEOF},
+        {"num_nodes_huge.wkc", kStatusReadPastEOF},
+        {"num_verts_huge.wkc", kStatusReadPastEOF},
+        {"num_verts_negative.wkc", kStatusReadPastEOF},
+        {"num_faces_huge.wkc", kStatusReadPastEOF},
+        {"num_faces_negative.wkc", kStatusReadPastEOF},
+        {"num_channels_huge.wkc", kStatusReadPastEOF},
+        {"num_channels_negative.wkc", kStatusReadPastEOF},
+        {"map_verts_huge.wkc", kStatusReadPastEOF},
+        {"map_verts_negative.wkc", kStatusReadPastEOF},
+    };
+    return table;
+}
+
+// Every regular file of `corpus` through the fuzz entry `run`, then through `andThen`; answers
+// how many ran.
+int replay(const std::filesystem::path& corpus, int (*run)(const std::uint8_t*, std::size_t),
+           const std::function<void(const std::filesystem::path&)>& andThen = {}) {
+    EXPECT_TRUE(std::filesystem::is_directory(corpus)) << corpus;
     int inputs = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-        if (!entry.is_regular_file())
+    std::error_code ec;
+    for (const auto& file : std::filesystem::directory_iterator(corpus, ec)) {
+        if (!file.is_regular_file())
             continue;
-        std::ifstream in(entry.path(), std::ios::binary);
+        std::ifstream in(file.path(), std::ios::binary);
         const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
                                               std::istreambuf_iterator<char>());
-        SCOPED_TRACE(entry.path().filename().string());
-        EXPECT_EQ(LLVMFuzzerTestOneInput(bytes.data(), bytes.size()), 0);
+        SCOPED_TRACE(file.path().filename().string());
+        EXPECT_EQ(run(bytes.data(), bytes.size()), 0);
         ++inputs;
+        if (andThen)
+            andThen(file.path());
     }
-    EXPECT_GE(inputs, 10);
+    return inputs;
 }
+
+} // namespace
+
+TEST(ReaderFuzzCorpus, EveryInputRunsCleanAndEndsInItsStatusWithoutLargeAllocations) {
+    std::size_t named = 0;
+    const int inputs = replay(WKCACHE_FUZZ_CORPUS, LLVMFuzzerTestOneInput,
+                              [&](const std::filesystem::path& path) {
+                                  allocprobe::LargestAllocation probe;
+                                  wkCacheReader reader(WStr(path.c_str()));
+                                  const auto expected =
+                                      expectedStatus().find(path.filename().string());
+                                  named += expected != expectedStatus().end();
+                                  EXPECT_EQ(reader.status(), expected != expectedStatus().end()
+                                                                 ? expected->second
+                                                                 : kStatusOk);
+                                  EXPECT_LT(probe.bytes(), kSmallAllocation);
+                              });
+    EXPECT_EQ(named, expectedStatus().size());
+    EXPECT_GE(inputs, 20);
+}
+
+#ifdef WKCACHE_SOURCE_DIR // built with the tool's scene loader
+TEST(SceneFuzzCorpus, EveryInputRunsClean) {
+    EXPECT_GE(replay(WKCACHE_SCENE_CORPUS, FuzzSceneInput), 1);
+}
+#endif
