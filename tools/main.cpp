@@ -26,6 +26,8 @@ void addCommands(CLI::App& app) {
     addFramesCommand(app);
     addExplodeCommand(app);
     addReduceCommand(app);
+    addRenderCommand(app);
+    addPickCommand(app);
 }
 
 int run(int argc, char** argv) {
