@@ -11,7 +11,6 @@ using WelkardTools::wkCacheReader;
 
 namespace {
 
-constexpr std::uint32_t kVisibilityKeyFlags = 2304;
 constexpr std::uint32_t kDeepCopyChannels = 0x800027FF;
 
 // The settings of a clean evaluation, the same at every key time.
@@ -148,7 +147,7 @@ void AddVisibilityKey(INode& node, TimeValue t, bool hide) {
         return;
     ITCBFloatKey key;
     key.time = t;
-    key.flags = kVisibilityKeyFlags;
+    key.flags = IKEY_STEP; // shown or hidden, never in between
     key.val = hide ? 0.0f : 1.0f;
     keys->AppendKey(&key);
     const TimeValue animStart = GetHost().Time().GetAnimStart();

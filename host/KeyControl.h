@@ -44,6 +44,14 @@ inline constexpr int I_KEYCONTROL = 4352;
 inline constexpr std::uint32_t TIME_INCLEFT = 1u << 10;
 inline constexpr std::uint32_t TIME_INCRIGHT = 1u << 11;
 
+// Key flags that make a segment a step: the value holds at the earlier key's until the later
+// key's time. A key with STEP_OUT holds its value up to the next key; a key with STEP_IN is
+// jumped to at its time. Visibility keys carry both (2304), so a track keyed only where the
+// state changes does not fade between its keys.
+inline constexpr std::uint32_t IKEY_STEP_OUT = 1u << 8;
+inline constexpr std::uint32_t IKEY_STEP_IN = 1u << 11;
+inline constexpr std::uint32_t IKEY_STEP = IKEY_STEP_OUT | IKEY_STEP_IN; // 2304
+
 struct IKey {
     TimeValue time = 0;
     std::uint32_t flags = 0;

@@ -157,6 +157,8 @@ typename HeadlessKeyControl<Traits>::Value HeadlessKeyControl<Traits>::ValueAt(T
     const std::size_t i = static_cast<std::size_t>(next - sorted.begin()) - 1;
     const Key& a = sorted[i];
     const Key& b = sorted[i + 1];
+    if ((a.flags & IKEY_STEP_OUT) != 0 || (b.flags & IKEY_STEP_IN) != 0)
+        return anchors[i];
     // Tick differences fit 64 bits whatever the times.
     const double span = static_cast<double>(static_cast<std::int64_t>(b.time) - a.time);
     float u = static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) / span);

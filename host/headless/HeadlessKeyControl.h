@@ -10,6 +10,8 @@
 // by 270 degrees or by two revolutions is followed through all of it. A first or last key
 // takes the one chord it has, times (1 - tension), as its tangent.
 //
+// A segment whose first key has IKEY_STEP_OUT or whose second has IKEY_STEP_IN is a step.
+//
 // Tangents and the keys' absolute values are rebuilt from the keys after every change, before
 // the next value is read; keys written out of order are read in time order.
 //

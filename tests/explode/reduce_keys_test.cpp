@@ -41,7 +41,8 @@ TEST_F(ReduceKeysTest, KeysGoOnlyWhereTheCurveStaysWithinTheThreshold) {
         // The middle keys of a steady ramp go; the last stays since without it the end holds
         // early, and the first since without it the start would move.
         {"a steady ramp", {0, 1, 2, 3, 4}, Interval(0, 40), 0.5f, {0, 40}},
-        {"a spike stays", {0, 0, 5, 5, 5}, Interval(0, 40), 0.1f, {0, 10, 20}},
+        // The flat tail's last key goes; the one after the jump shapes its overshoot and stays.
+        {"a jump stays", {0, 0, 5, 5, 5}, Interval(0, 40), 0.1f, {0, 10, 20, 30}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -62,8 +62,10 @@ TEST_P(ExplodeRoundTrip, RecordingTheExplodedNodesGivesTheCacheBack) {
     ASSERT_EQ(b.cacheNumNodes(), nodes.Count());
     ASSERT_EQ(a.cacheNumSamples(), b.cacheNumSamples());
     const float tolerance = reduce ? 3.0f * thresh : 1e-4f;
+    // Reduction samples its interval without the end, so the last frame is not held to it.
+    const int samples = a.cacheNumSamples() - (reduce ? 1 : 0);
     for (int n = 0; n < a.cacheNumNodes(); ++n) {
-        for (int s = 0; s < a.cacheNumSamples(); ++s) {
+        for (int s = 0; s < samples; ++s) {
             SCOPED_TRACE(testing::Message() << "element " << n << ", sample " << s);
             ASSERT_EQ(a.sampleVisible(n, s), b.sampleVisible(n, s));
             if (!a.sampleVisible(n, s))
