@@ -207,6 +207,10 @@ Json WriteNodeEntry(INode& node) {
     else if (object != nullptr && object->SuperClassID() == HELPER_CLASS_ID)
         entry["object"] = {{"type", "helper"}};
     entry["controllers"] = WriteNodeControllers(node);
+    // The properties explode copies from its reference node.
+    const std::uint32_t colour = node.GetWireColor();
+    entry["wireColor"] = {colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF};
+    entry["inheritVisibility"] = node.GetInheritVisibility();
     return entry;
 }
 

@@ -27,7 +27,7 @@ void ReadNodeControllers(const nlohmann::json& j, const std::string& path, INode
 // The node's key controllers in that form; an empty object when it has none.
 nlohmann::json WriteNodeControllers(INode& node);
 // A node as a scene-file entry: its name, its mesh (when its object is a triangle mesh or a
-// point helper) and its controllers.
+// point helper), its controllers, wire colour and visibility inheritance.
 nlohmann::json WriteNodeEntry(INode& node);
 
 } // namespace wkcli

@@ -2,13 +2,14 @@
 
 #include "tools/cli_common.h"
 #include "tools/frame_session.h"
+#include "tools/input_file.h"
+#include "tools/output_file.h"
 #include "tools/scene_controllers.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <cstdio>
-#include <fstream>
+#include <set>
 
 namespace wkcli {
 
@@ -22,9 +23,10 @@ std::string stageName(const WStr& format) {
 }
 
 nlohmann::json readScene(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     try {
-        return nlohmann::json::parse(in);
+        return nlohmann::json::parse(ReadInputFile(path, kSceneFileLimit));
+    } catch (const InputFileError& e) {
+        throw CommandError(kExitBadInput, path + ": " + e.what());
     } catch (const nlohmann::json::exception& e) {
         throw CommandError(kExitBadInput, path + ": " + e.what());
     }
@@ -87,22 +89,23 @@ void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vec
                 entry["controllers"] = WriteNodeControllers(*node);
         }
     }
-    for (INode* node : added)
-        nodes.push_back(WriteNodeEntry(*node));
-
-    const std::string partial = out + ".partial";
-    {
-        std::ofstream file(partial, std::ios::binary | std::ios::trunc);
-        file << scene.dump(1) << '\n';
-        if (!file.flush()) {
-            std::remove(partial.c_str());
-            throw CommandError(kExitBadInput, out + ": cannot be written");
+    // A material is written by name, so only one the scene defines can go with a node.
+    std::set<std::string> materials;
+    for (const nlohmann::json& m : scene.value("materials", nlohmann::json::array()))
+        materials.insert(m.value("name", std::string()));
+    for (INode* node : added) {
+        nlohmann::json entry = WriteNodeEntry(*node);
+        if (const std::shared_ptr<Mtl> mtl = node->ShareMtl()) {
+            const std::string name = mtl->GetName().ToCStr().str();
+            if (materials.count(name) != 0)
+                entry["material"] = name;
         }
+        nodes.push_back(std::move(entry));
     }
-    if (std::rename(partial.c_str(), out.c_str()) != 0) {
-        std::remove(partial.c_str());
-        throw CommandError(kExitBadInput, out + ": cannot be written");
-    }
+
+    OutputFile file(out, "-o", {scenePath});
+    file.stream() << scene.dump(1) << '\n';
+    file.commit();
 }
 
 } // namespace wkcli

@@ -1,16 +1,19 @@
-// The proof of explode: the demo recorded, exploded into keyed nodes, and those nodes recorded
-// again give the same element transforms at every sample; with key reduction, the same within
-// the reduction's threshold.
+// The proof of explode: the demo recorded, exploded into keyed nodes, written to a scene file,
+// and those nodes read back and recorded again give the same element transforms at every sample;
+// with key reduction, the same within the reduction's threshold.
 #include "cachefile/wkCacheRegistry.h"
 #include "explode/ExplodeToObjects.h"
 #include "recording/RecordCache.h"
 #include "tests/cachefile/CacheBuilder.h"
 #include "tools/demo_scene.h"
+#include "tools/scene_controllers.h"
+#include "tools/scene_file.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 
 namespace {
 
@@ -44,11 +47,21 @@ TEST_P(ExplodeRoundTrip, RecordingTheExplodedNodesGivesTheCacheBack) {
                                nullptr, false, reduce, 0, thresh, true),
               1);
 
+    // The nodes go through a scene file and are recorded from the scene read back.
+    nlohmann::json entries = nlohmann::json::array();
+    for (int i = 0; i < nodes.Count(); ++i)
+        entries.push_back(wkcli::WriteNodeEntry(*nodes[i]));
+    const std::string scene = dir.file("exploded.json").string();
+    std::ofstream(scene) << nlohmann::json{
+        {"wkcacheScene", 1}, {"frameRate", host.Time().GetFrameRate()}, {"nodes", entries}};
+    HeadlessHost reread;
+    ScopedHost rereadScope(reread);
+    wkcli::LoadSceneFile(scene, reread);
     auto again = std::make_unique<wkCache_obj>();
     wkCache_obj& copy = *again;
-    host.Nodes().CreateObjectNode(std::move(again));
+    reread.Nodes().CreateObjectNode(std::move(again));
     for (int i = 0; i < nodes.Count(); ++i)
-        copy.appendNodeEntry(nodes[i]);
+        copy.appendNodeEntry(reread.Nodes().FindNode(nodes[i]->GetName()));
     wkCacheRecordParams params = rec;
     params.recWriteDeform = false;
     params.recWriteTopology = false;
