@@ -42,4 +42,6 @@ public:
     virtual void SelectNode(INode* node) = 0;
     // The views are to be drawn again at t.
     virtual void RedrawViews(TimeValue t) = 0;
+    // The selected nodes, in scene order.
+    virtual std::vector<INode*> SelectedNodes() = 0;
 };

@@ -169,6 +169,10 @@ public:
     bool setGroupMode(const WStr& name, int mode);
     bool setGroupByAge(const WStr& name, bool on);
     bool setGroupByDistance(const WStr& name, bool on);
+    // Any change of the group list as one undoable step under `label`, inside the running hold
+    // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
+    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                        bool invalidate);
 
     // ---- Viewport display and hit testing (wkCache_objDisplay.cpp)
     // Draws the mesh, markers, icon, gizmo and element boxes; flags bit 0: use the damage rect.
@@ -299,9 +303,6 @@ private:
     // has its element states made again.
     void invalidateClientsOf(const WStr& path, bool includeSelf);
 
-    // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
-    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
-                        bool invalidate);
     // A setting of one group: `change` applies it and answers whether anything changed.
     bool setGroupSetting(const WStr& name, const wchar_t* label,
                          const std::function<bool(wkCacheGroup&)>& change);

@@ -37,6 +37,7 @@ public:
     void ClearSelection() override;
     void SelectNode(INode* node) override;
     void RedrawViews(TimeValue) override { ++redraws; }
+    std::vector<INode*> SelectedNodes() override;
 
     // ---- Building
     // Takes an object into the scene without a node (to instance it later); answers it.
