@@ -40,7 +40,7 @@ int transformKeys(INode& node) {
 void runReduce(const ReduceOptions& options) {
     HeadlessHost host;
     ScopedHost scope(host);
-    TerminalSession terminal(host.UI());
+    TerminalSession terminal(host.UI(), host.Panels());
     RegistryScope registry(host);
     LoadedScene loaded;
     try {
