@@ -114,8 +114,10 @@ template <class Traits> void HeadlessKeyControl<Traits>::rebuild() const {
     if (!dirty)
         return;
     sorted = keys;
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const Key& a, const Key& b) { return a.time < b.time; });
+    // Keys are mostly in order already (after SortKeys, deletes and pastes keep it).
+    const auto earlier = [](const Key& a, const Key& b) { return a.time < b.time; };
+    if (!std::is_sorted(sorted.begin(), sorted.end(), earlier))
+        std::stable_sort(sorted.begin(), sorted.end(), earlier);
     const std::size_t n = sorted.size();
     anchors.resize(n);
     chords.assign(n, Vec{});
