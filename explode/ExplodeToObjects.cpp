@@ -104,11 +104,19 @@ std::vector<TimeValue> ExplodeKeyTimes(Interval interval, std::int32_t stepTicks
     const std::int64_t step = std::max<std::int32_t>(stepTicks, 1);
     const Interval range = ExplodeKeyRange(interval, stepTicks);
     std::vector<TimeValue> times;
+    times.reserve(static_cast<std::size_t>(ExplodeKeyCount(interval, stepTicks)));
     for (std::int64_t t = range.Start(); t < range.End(); t += step)
         times.push_back(static_cast<TimeValue>(t));
     if (times.empty() || times.back() < range.End())
         times.push_back(range.End());
     return times;
+}
+
+std::int64_t ExplodeKeyCount(Interval interval, std::int32_t stepTicks) {
+    const std::int64_t step = std::max<std::int32_t>(stepTicks, 1);
+    const Interval range = ExplodeKeyRange(interval, stepTicks);
+    const std::int64_t length = std::int64_t{range.End()} - range.Start();
+    return length > 0 ? (length + step - 1) / step + 1 : 1;
 }
 
 INode* MakeMeshNode(const Mesh& mesh, const Matrix3& tm, const WStr& name, bool deepCopy) {
@@ -203,7 +211,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
         explodeMask.Set(i);
         ++made;
     }
-    if (made == 0)
+    if (made == 0 || ExplodeKeyCount(interval, stepTicks) * made > kMaxExplodeKeys)
         return 0;
     const WelkardTools::wkCacheIndex* index = reader.getIndex();
     if (index == nullptr || index->nodes.size() < static_cast<std::size_t>(count))

@@ -23,8 +23,9 @@
 // `quiet` leaves the scene's selection alone; otherwise the new nodes are selected. With
 // `reduce`, ReduceKeys runs on their transform controllers over the keyed range, at
 // `reduceStepTicks` (below 1: the explode step) and `reduceThresh`. Answers 1 on success and
-// fills `outNodes`; 0 otherwise, with `outNodes` empty unless only the reduction was cancelled.
-// `elements`, when given, receives the element index of each node of `outNodes`.
+// fills `outNodes`; 0 otherwise (also beyond kMaxExplodeKeys), with `outNodes` empty unless only
+// the reduction was cancelled. `elements`, when given, receives the element index of each node of
+// `outNodes`.
 int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32_t stepTicks,
                      INodeTab& outNodes, INode* referenceNode, bool selectedOnly, bool reduce,
                      std::int32_t reduceStepTicks, float reduceThresh, bool quiet,
@@ -34,6 +35,11 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
 Interval ExplodeKeyRange(Interval interval, std::int32_t stepTicks);
 // The key times over that range: every step from the start, then the end.
 std::vector<TimeValue> ExplodeKeyTimes(Interval interval, std::int32_t stepTicks);
+// How many key times that is, without making them.
+std::int64_t ExplodeKeyCount(Interval interval, std::int32_t stepTicks);
+// The most keys one run makes per controller kind (key times times nodes): about 2.3 GB of key
+// records. A larger run fails before it makes anything, rather than run out of memory midway.
+inline constexpr std::int64_t kMaxExplodeKeys = std::int64_t{1} << 24;
 
 // An editable mesh node holding a copy of `mesh` (every channel with deepCopy), placed by `tm`
 // at time 0 and named `name`, made unique when in use. Null when the node cannot be made.

@@ -57,6 +57,10 @@ void runExplode(const ExplodeOptions& options) {
     const std::int32_t reduceStep =
         options.reduceStep == 0.0 ? 0 : StepTicks(options.reduceStep, "--reduce-step", tpf);
 
+    if (ExplodeKeyCount(interval, step) > kMaxExplodeKeys)
+        throw CommandError(kExitUsage, "--range, --step: more than " +
+                                           std::to_string(kMaxExplodeKeys) + " keys per node");
+
     static const std::map<std::string, int> kinds = {
         {"objects", 0}, {"boxes", 1}, {"points", 2}, {"custom", 3}};
     const auto kind = kinds.find(options.to);
@@ -84,7 +88,9 @@ void runExplode(const ExplodeOptions& options) {
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
     if (result == 0)
         throw CommandError(kExitBadInput, "nothing to explode: the object has no file it can "
-                                          "play, no element to make, or no custom node");
+                                          "play, no element to make, no custom node, or more "
+                                          "than " +
+                                              std::to_string(kMaxExplodeKeys) + " keys in all");
 
     std::vector<INode*> made(nodes.Addr(0), nodes.Addr(0) + nodes.Count());
     WriteScene(host, options.frame.scene, made, {}, options.out);

@@ -20,9 +20,11 @@ TEST(ExplodeKeyTimes, EndOnTheLastWholeStep) {
         {{0, 3}, 0, {0, 1, 2, 3}},      // a step below 1 is 1
         {{-160, 100}, 100, {-160, -60, 40}},
     };
-    for (const Case& c : cases)
+    for (const Case& c : cases) {
         EXPECT_EQ(ExplodeKeyTimes(c.interval, c.step), c.times)
             << c.interval.Start() << ":" << c.interval.End() << " by " << c.step;
+        EXPECT_EQ(ExplodeKeyCount(c.interval, c.step), std::ssize(c.times));
+    }
 }
 
 // Element "ahead" moves along x; "mirror" is mirrored in x; "late" is invisible at sample 0;
