@@ -6,10 +6,6 @@
 
 namespace {
 
-// The largest sample grid one controller may ask for: far beyond any real animation, well
-// below what an interval of the whole time line at one tick would need.
-constexpr std::int64_t kMaxSamples = std::int64_t{1} << 24;
-
 float distanceSq(float v, float s) {
     return (v - s) * (v - s);
 }
@@ -49,7 +45,7 @@ bool ReduceKeysOf(Control& control, Interval interval, float thresh, std::int32_
     const std::int64_t start = interval.Start();
     const std::int64_t end = interval.End();
     // The script passes its step as it stands: a step below 1 has no grid to test on.
-    if (stepTicks < 1 || end < start || (end - start) / stepTicks + 1 > kMaxSamples)
+    if (stepTicks < 1 || end < start || (end - start) / stepTicks + 1 > kMaxReduceSamples)
         return true;
 
     std::vector<T> samples(static_cast<std::size_t>((end - start) / stepTicks + 1));

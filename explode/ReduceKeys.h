@@ -19,6 +19,10 @@
 #include <cstdint>
 #include <set>
 
+// The largest sample grid one controller is tested on: far beyond any real animation, well
+// below what an interval of the whole time line at one tick would need.
+inline constexpr std::int64_t kMaxReduceSamples = std::int64_t{1} << 24;
+
 // A controller reached twice is reduced once.
 using ControlSet = std::set<Control*>;
 

@@ -51,6 +51,9 @@ void runReduce(const ReduceOptions& options) {
     const int tpf = host.Time().GetTicksPerFrame();
     const Interval interval = FrameRangeTicks(options.range, "--range", tpf);
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
+    if ((std::int64_t{interval.End()} - interval.Start()) / step + 1 > kMaxReduceSamples)
+        throw CommandError(kExitUsage, "--range, --step: more than " +
+                                           std::to_string(kMaxReduceSamples) + " samples");
 
     std::vector<INode*> nodes;
     for (const std::string& name : options.nodes) {
