@@ -565,6 +565,13 @@ private:
                 pendingOmnis.push_back({cache, &item.value(), at});
             } else if (key == "groups") {
                 readGroups(*cache, item.value(), at);
+            } else if (key == "selection") {
+                // The element selection, as explode's "selected only" reads it.
+                wkCache_obj::ElementSet chosen;
+                for (std::size_t e = 0; e < array(item.value(), at).size(); ++e)
+                    chosen.insert(static_cast<std::uint32_t>(
+                        integer(item.value()[e], element(at, e), 0, 2147483647)));
+                cache->setElementSelection(std::move(chosen));
             } else if (key == "gizmo") {
                 readGizmo(static_cast<HeadlessPRSControl&>(cache->gizmo()), item.value(), at);
             } else {
