@@ -1,13 +1,12 @@
 #include "panels/wkCacheGroupSteps.h"
 
 #include "panels/wkCachePanel.h"
+#include "panels/wkCachePanelTexts.h"
 
 #include <algorithm>
 #include <iterator>
 
 namespace {
-constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
-constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes"; // 143
 
 // Stores the new elements of group `index` as one undo step and shows the group list again.
 bool storeElements(wkCache_obj& object, const wchar_t* undoName, const WStr& name, int index,
@@ -19,6 +18,7 @@ bool storeElements(wkCache_obj& object, const wchar_t* undoName, const WStr& nam
     wkCachePanels::refreshGroupList(object);
     return ok;
 }
+
 } // namespace
 
 bool setGroupElementsStep(wkCache_obj& object, const WStr& name,
@@ -32,7 +32,7 @@ bool setGroupElementsStep(wkCache_obj& object, const WStr& name,
         result.insert(groups.at(index).elements.begin(), groups.at(index).elements.end());
     if (result == groups.at(index).elements && !unique)
         return true;
-    return storeElements(object, kGroupNodes, name, index, result, unique);
+    return storeElements(object, PanelTexts::kGroupNodes, name, index, result, unique);
 }
 
 bool removeGroupElementsStep(wkCache_obj& object, const WStr& name,
@@ -47,5 +47,5 @@ bool removeGroupElementsStep(wkCache_obj& object, const WStr& name,
                         std::inserter(result, result.end()));
     if (result == current)
         return true;
-    return storeElements(object, kRemoveGroupNodes, name, index, result, false);
+    return storeElements(object, PanelTexts::kRemoveGroupNodes, name, index, result, false);
 }
