@@ -255,21 +255,18 @@ bool FormatWide(std::wstring& out, const wchar_t* format, va_list args) {
             ok = appendNumber(out, spec, va_arg(ap, void*));
             break;
         case L'S':
-            spec.narrowText = spec.length != Length::l;
-            appendText(out, spec, ap);
-            break;
         case L's':
-            spec.narrowText = spec.length == Length::h;
-            appendText(out, spec, ap);
-            break;
         case L'C':
-            spec.narrowText = spec.length != Length::l;
-            appendChar(out, spec, ap);
+        case L'c': {
+            // %s and %c are wide text unless h is given; %S and %C narrow unless l is.
+            const bool upper = spec.conversion == L'S' || spec.conversion == L'C';
+            spec.narrowText = upper ? spec.length != Length::l : spec.length == Length::h;
+            if (spec.conversion == L'S' || spec.conversion == L's')
+                appendText(out, spec, ap);
+            else
+                appendChar(out, spec, ap);
             break;
-        case L'c':
-            spec.narrowText = spec.length == Length::h;
-            appendChar(out, spec, ap);
-            break;
+        }
         case L'n':
             (void)va_arg(ap, void*);
             break;

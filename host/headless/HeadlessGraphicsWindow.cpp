@@ -404,17 +404,24 @@ void HeadlessGraphicsWindow::noteHit(float viewDepth) {
     hitCode = true;
 }
 
-void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, int numMaterials,
-                                        const Rect* damage, int compFlags) {
+HeadlessGraphicsWindow::Record HeadlessGraphicsWindow::meshRecord(Call call, const Mesh& mesh,
+                                                                  const Material* materials,
+                                                                  int numMaterials) const {
     Record r;
-    r.call = Call::RenderMesh;
+    r.call = call;
     r.limits = limits;
-    r.colour = lineColour;
     r.tm = objectTM;
     r.numVerts = mesh.getNumVerts();
     r.numFaces = mesh.getNumFaces();
     r.numMaterials = numMaterials;
     r.material = materials != nullptr ? materials[0] : current;
+    return r;
+}
+
+void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, int numMaterials,
+                                        const Rect* damage, int compFlags) {
+    Record r = meshRecord(Call::RenderMesh, mesh, materials, numMaterials);
+    r.colour = lineColour;
     r.damage = damage != nullptr;
     r.compFlags = compFlags;
     record(std::move(r));
@@ -523,14 +530,7 @@ bool HeadlessGraphicsWindow::selectMesh(Mesh& mesh, const Material* materials, i
         hit = anyFace && allInside;
     if (hit)
         noteHit(nearest);
-    Record r;
-    r.call = Call::SelectMesh;
-    r.limits = limits;
-    r.tm = objectTM;
-    r.numVerts = mesh.getNumVerts();
-    r.numFaces = mesh.getNumFaces();
-    r.numMaterials = numMaterials;
-    r.material = materials != nullptr ? materials[0] : current;
+    Record r = meshRecord(Call::SelectMesh, mesh, materials, numMaterials);
     r.result = hit;
     record(std::move(r));
     return hit;

@@ -121,6 +121,9 @@ private:
     Screen toScreen(const Point3& view) const;
     bool picking() const { return (limits & GW_PICK) != 0; }
     void record(Record r);
+    // The record of a mesh call, with the state in force and the first material.
+    Record meshRecord(Call call, const Mesh& mesh, const Material* materials,
+                      int numMaterials) const;
     void drawTriangle(const Point3 (&view)[3], const Point3 (&colour)[3], const Rect& clip);
     void drawLine(const Point3& a, const Point3& b, const Point3& colour, const Rect& clip);
     void plot(int x, int y, float key, const Point3& colour, float bias);
