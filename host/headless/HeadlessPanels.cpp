@@ -148,8 +148,7 @@ void HeadlessWindow::Press(int id) {
 }
 
 void HeadlessWindow::SetText(int id, const WStr& text) {
-    if (HeadlessControl* c = find(id))
-        c->text = text;
+    setField(id, &HeadlessControl::text, text);
 }
 
 WStr HeadlessWindow::GetText(int id) const {
@@ -174,8 +173,7 @@ WStr HeadlessWindow::GetText(int id) const {
 }
 
 void HeadlessWindow::Enable(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->enabled = on;
+    setField(id, &HeadlessControl::enabled, on);
 }
 
 bool HeadlessWindow::IsEnabled(int id) const {
@@ -199,8 +197,7 @@ bool HeadlessWindow::IsEnabled(int id) const {
 }
 
 void HeadlessWindow::Show(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->visible = on;
+    setField(id, &HeadlessControl::visible, on);
 }
 
 bool HeadlessWindow::IsVisible(int id) const {
@@ -209,18 +206,16 @@ bool HeadlessWindow::IsVisible(int id) const {
 }
 
 void HeadlessWindow::SetTooltip(int id, const wchar_t* text) {
-    if (HeadlessControl* c = find(id))
-        c->tooltip = text != nullptr ? std::optional<WStr>(WStr(text)) : std::nullopt;
+    setField(id, &HeadlessControl::tooltip,
+             text != nullptr ? std::optional<WStr>(WStr(text)) : std::nullopt);
 }
 
 void HeadlessWindow::SetImage(int id, const ButtonImage& image) {
-    if (HeadlessControl* c = find(id))
-        c->image = image;
+    setField(id, &HeadlessControl::image, image);
 }
 
 void HeadlessWindow::SetBackground(int id, std::uint32_t colour) {
-    if (HeadlessControl* c = find(id))
-        c->background = colour;
+    setField(id, &HeadlessControl::background, colour);
 }
 
 void HeadlessWindow::MakeCheckButton(int id, std::uint32_t highlight) {
@@ -231,8 +226,7 @@ void HeadlessWindow::MakeCheckButton(int id, std::uint32_t highlight) {
 }
 
 void HeadlessWindow::SetCheck(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->checked = on;
+    setField(id, &HeadlessControl::checked, on);
 }
 
 bool HeadlessWindow::GetCheck(int id) const {
@@ -275,8 +269,7 @@ const HeadlessBitmap* HeadlessWindow::Painted(int id) const {
 }
 
 void HeadlessWindow::SetPainter(int id, PanelPainter painter) {
-    if (HeadlessControl* c = find(id))
-        c->painter = std::move(painter);
+    setField(id, &HeadlessControl::painter, std::move(painter));
 }
 
 int HeadlessWindow::TextWidth(int, const WStr& text) const {
@@ -333,8 +326,7 @@ float HeadlessWindow::GetSpinnerValue(int id) const {
 }
 
 void HeadlessWindow::SetKeyBrackets(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->keyBrackets = on;
+    setField(id, &HeadlessControl::keyBrackets, on);
 }
 
 bool HeadlessWindow::KeyBrackets(int id) const {
@@ -437,13 +429,11 @@ void HeadlessWindow::ListSetTopIndex(int id, int row) {
 }
 
 void HeadlessWindow::ListSetHorizontalExtent(int id, int pixels) {
-    if (HeadlessControl* c = find(id))
-        c->extent = pixels;
+    setField(id, &HeadlessControl::extent, pixels);
 }
 
 void HeadlessWindow::ListLockUpdate(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->locked = on;
+    setField(id, &HeadlessControl::locked, on);
 }
 
 void HeadlessWindow::SetRect(const PanelRect& r) {
