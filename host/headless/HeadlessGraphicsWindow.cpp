@@ -438,10 +438,10 @@ void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, i
     if (!wire)
         mesh.checkNormals();
     for (int f = 0; f < mesh.getNumFaces(); ++f) {
-        const Face& face = mesh.getFace(f);
         Point3 view[3];
-        if (!faceToView(mesh, face, view))
+        if (!faceToView(mesh, f, view))
             continue;
+        const Face& face = mesh.getFace(f);
         if (wire) {
             for (int e = 0; e < 3; ++e)
                 if (!edgesOnly || face.getEdgeVis(e) == EDGE_VIS)
@@ -465,8 +465,8 @@ void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, i
     }
 }
 
-bool HeadlessGraphicsWindow::faceToView(const Mesh& mesh, const Face& face,
-                                        Point3 (&view)[3]) const {
+bool HeadlessGraphicsWindow::faceToView(const Mesh& mesh, int f, Point3 (&view)[3]) const {
+    const Face& face = mesh.getFace(f);
     const auto numVerts = static_cast<std::uint32_t>(mesh.getNumVerts());
     if (face.Hidden() || face.v[0] >= numVerts || face.v[1] >= numVerts || face.v[2] >= numVerts)
         return false;
@@ -502,9 +502,8 @@ bool HeadlessGraphicsWindow::selectMesh(Mesh& mesh, const Material* materials, i
     bool allInside = true;
     float nearest = std::numeric_limits<float>::max();
     for (int f = 0; f < mesh.getNumFaces(); ++f) {
-        const Face& face = mesh.getFace(f);
         Point3 view[3];
-        if (!faceToView(mesh, face, view))
+        if (!faceToView(mesh, f, view))
             continue;
         if (window) {
             anyFace = true;

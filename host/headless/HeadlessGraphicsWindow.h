@@ -19,7 +19,6 @@
 #include <cstdint>
 #include <vector>
 
-class Face;
 class INode;
 
 // Where the viewport looks from. View space: x right, y up, the camera looking down -z.
@@ -128,8 +127,9 @@ private:
     void drawLine(const Point3& a, const Point3& b, const Point3& colour, const Rect& clip);
     void plot(int x, int y, float key, const Point3& colour, float bias);
     // Pick tests in screen space against the region.
-    // The corners of a shown face whose vertices exist, in view space; false for any other face.
-    bool faceToView(const Mesh& mesh, const Face& face, Point3 (&view)[3]) const;
+    // The corners of face f, if it is a shown face whose vertices exist, in view space; false for
+    // any other face.
+    bool faceToView(const Mesh& mesh, int f, Point3 (&view)[3]) const;
     bool hitTriangle(const Point3 (&view)[3], const HitRegion& region, float& depth) const;
     void noteHit(float depth);
 
