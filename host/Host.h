@@ -9,6 +9,7 @@
 #include "host/Assets.h"
 #include "host/HostTime.h"
 #include "host/Materials.h"
+#include "host/Notifications.h"
 #include "host/PanelControls.h"
 #include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
@@ -29,6 +30,7 @@ public:
     virtual ::Assets& Assets() = 0;
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
+    virtual ::Notifications& Notify() = 0;
     virtual PanelControls& Panels() = 0;
 
     // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must
@@ -37,6 +39,11 @@ public:
                                                            ReferenceMaker& owner) = 0;
     // A new transform controller at the identity, referenced by `owner`.
     virtual std::unique_ptr<MatrixControl> NewDefaultMatrix3Controller(ReferenceMaker& owner) = 0;
+    // A new controller of the class (superclass and class id, see KeyControl.h), or null for
+    // one the host does not know.
+    virtual std::unique_ptr<Control> CreateControl(SClass_ID superClass, Class_ID classID) = 0;
+    // A new transform controller made of a position, a rotation and a scale controller.
+    virtual std::unique_ptr<MatrixControl> CreatePRSControl() = 0;
 };
 
 // The installed host. Throws std::logic_error when none is installed: a silent default would

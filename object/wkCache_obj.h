@@ -14,7 +14,9 @@
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
+#include "explode/wkCacheExplodeTarget.h"
 #include "host/CommandModes.h"
+#include "host/CreateMouseCallBack.h"
 #include "host/GraphicsWindow.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
@@ -36,12 +38,17 @@ inline constexpr std::uint32_t A_RENDER = 0x400000;
 // restore record of the object is in the hold.
 inline constexpr std::uint32_t A_OBJ_CREATING = 0x20;
 inline constexpr std::uint32_t A_HELD = 0x1000;
+// Snapping skips the object while the mouse creates it. The bit is this system's choice.
+inline constexpr std::uint32_t A_SNAP_SUSPEND = 0x2000000;
 // Change messages the object sends besides REFMSG_CHANGE.
 inline constexpr RefMessage REFMSG_CONTROLREF_CHANGE = 250;
 
 class IObjParam;
 
-class wkCache_obj final : public GeomObject, public ReferenceMaker, public wkCacheRecordTarget {
+class wkCache_obj final : public GeomObject,
+                          public ReferenceMaker,
+                          public wkCacheRecordTarget,
+                          public wkCacheExplodeTarget {
 public:
     static constexpr Class_ID kClassID{0x74131F4A, 0x5C615BBA};
 
@@ -80,6 +87,9 @@ public:
     void EndEditParams();
     // The host's time moved (while the panel is open): the Set Frame spinner follows it.
     void TimeChanged(TimeValue t);
+    // The one creation callback, holding this object (wkCache_objCreate.cpp): the first point
+    // places the node, the second sets iconSize to twice its distance from the first.
+    CreateMouseCallBack* GetCreateMouseCallBack();
     // Host notifications while the panel is open: 70 starts a bulk change of the node list,
     // 71 ends it; 97 and 98 change the scene's nodes.
     void NodeListNotification(int code);
@@ -100,6 +110,9 @@ public:
     // on the same file); the number of nodes changed.
     int reloadMaterial(bool replaceOwn, bool otherObjects, bool replaceOthers, bool selectedOnly,
                        bool undoable);
+    // The Reload Material button (wkCache_objMaterial.cpp): without SHIFT the selected nodes of
+    // this object, with SHIFT every node of every object on the file; redraws when any changed.
+    int reloadMaterialClicked(bool shiftHeld);
 
     // ---- Element selection and scene files (wkCache_objSave.cpp)
     using ElementSet = wkCacheGroupList::ElementSet;
@@ -231,6 +244,27 @@ public:
     void progressChanged() override;
     wkCacheProgressState& progressState() override { return progress; }
 
+    // ---- wkCacheExplodeTarget (wkCache_objExplode.cpp)
+    void beginOperation(const WStr& progressFormat, const WStr& statusText) override;
+    bool reportProgress(std::int32_t done, std::int32_t total) override;
+    void endOperation() override;
+    SceneObject& sceneObject() override { return *this; }
+    WStr cacheFilePath() const override { return resolvedFilePath(); }
+    wkCacheExplodeSettings explodeSettings() const override;
+    void clearElementValidity() override { elementValid.SetEmpty(); }
+    void evaluateForExplode(TimeValue t, WelkardTools::wkCacheReader& reader) override {
+        evaluateElements(t, reader, true);
+    }
+    wkCachePlaybackState& explodePlayback() override { return *playback; }
+    bool elementSelected(int element) const override {
+        return selection.count(static_cast<std::uint32_t>(element)) != 0;
+    }
+    bool objectDeleted() const override { return (animFlags & A_IS_DELETED) != 0; }
+    bool panelsOpen() const override { return panelOpen; }
+    // Explode with the object's explode parameters, as its Explode button does; answers 1 on
+    // success (ExplodeToObjects).
+    int explodeWithSettings();
+
     // ---- Settings as tools and tests give them
     // The user chose units in the two lists (parameters 8 and 9): scaleUnits becomes their
     // factor. Other writes of the lists (script, undo, a scene) leave scaleUnits alone, as it
@@ -260,6 +294,9 @@ public:
     const std::vector<std::pair<std::uint32_t, int>>& notifications() const { return sent; }
 
 private:
+    friend class wkCache_objCreateCallBack;
+    // The node list notifications, registered while the panel is open.
+    static void nodeListNotify(void* object, int code);
     class NodeListRestore;
     class Restore_Groups;
     class Restore_Selection;

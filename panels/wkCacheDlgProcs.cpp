@@ -132,6 +132,9 @@ template <> bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const Pan
     case 1028:
         object.reloadCacheFile();
         return true;
+    case 1158:
+        object.reloadMaterialClicked(GetHost().Panels().ShiftHeld());
+        return true;
     default:
         return false;
     }
@@ -479,6 +482,10 @@ template <> bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, cons
     case WM_COMMAND:
         if (m.id == 1123) {
             setRangeToAnimation(object, explodeStart, explodeEnd);
+            return true;
+        }
+        if (m.id == 1126) {
+            object.explodeWithSettings();
             return true;
         }
         return false;

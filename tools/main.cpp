@@ -24,8 +24,11 @@ void addCommands(CLI::App& app) {
     addCheckCommand(app);
     addFrameCommand(app);
     addFramesCommand(app);
+    addExplodeCommand(app);
+    addReduceCommand(app);
     addRenderCommand(app);
     addPickCommand(app);
+    addSceneCommand(app);
 }
 
 int run(int argc, char** argv) {

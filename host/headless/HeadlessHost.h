@@ -7,6 +7,7 @@
 
 #include "host/Host.h"
 #include "host/headless/HeadlessAssets.h"
+#include "host/headless/HeadlessKeyControl.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
 #include "host/headless/HeadlessPanels.h"
@@ -27,6 +28,7 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    Notifications& Notify() override { return notifications; }
     HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
@@ -40,6 +42,13 @@ public:
         return control;
     }
 
+    std::unique_ptr<Control> CreateControl(SClass_ID superClass, Class_ID classID) override {
+        return CreateHeadlessKeyControl(superClass, classID);
+    }
+    std::unique_ptr<MatrixControl> CreatePRSControl() override {
+        return std::make_unique<HeadlessPRSControl>();
+    }
+
 private:
     // Members end in reverse order: the scene (whose objects a plug-in may have made) before
     // the hold that may still hold records about it, and both before the plug-ins' code.
@@ -49,6 +58,7 @@ private:
     HeadlessMaterials materials;
     HeadlessAssets assets;
     HeadlessUserInterface ui;
+    Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
     // Panels end first: a rollout's procedure may still refer to the scene's objects.
