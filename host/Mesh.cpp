@@ -305,23 +305,13 @@ void Mesh::DeleteVertSet(const BitArray& vertSet) {
 }
 
 void Mesh::DeleteIsoVerts() {
-    const std::size_t numVerts = verts.size();
-    std::vector<bool> used(numVerts, false);
-    for (const Face& face : faces)
-        for (const std::uint32_t v : face.v)
-            if (v < numVerts)
-                used[v] = true;
+    const std::vector<bool> used = CornersUse(faces, &Face::v, verts.size());
     if (std::find(used.begin(), used.end(), false) != used.end())
         compactVerts(used);
 }
 
 void Mesh::compactVerts(const std::vector<bool>& keep) {
-    const std::size_t oldCount = verts.size();
-    const std::vector<std::uint32_t> remap = CompactKept(verts, keep);
-    for (Face& face : faces)
-        for (std::uint32_t& v : face.v)
-            if (v < oldCount)
-                v = remap[v];
+    CompactKeptWithCorners(verts, keep, faces, &Face::v);
     dropNormals();
 }
 

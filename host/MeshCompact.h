@@ -55,3 +55,29 @@ std::vector<std::uint32_t> CompactKept(std::vector<T>& items, const std::vector<
     items.resize(out);
     return remap;
 }
+
+// Which of `count` entries the corners (`corners`, such as &Face::v) of some face refer to; a
+// corner at or beyond `count` refers to none.
+template <class F>
+std::vector<bool> CornersUse(const std::vector<F>& faces, std::uint32_t (F::*corners)[3],
+                             std::size_t count) {
+    std::vector<bool> used(count, false);
+    for (const F& face : faces)
+        for (const std::uint32_t i : face.*corners)
+            if (i < count)
+                used[i] = true;
+    return used;
+}
+
+// CompactKept for the entries the faces' corners index, renumbering those corners; a corner
+// outside the old entries is left as it stands.
+template <class T, class F>
+void CompactKeptWithCorners(std::vector<T>& items, const std::vector<bool>& keep,
+                            std::vector<F>& faces, std::uint32_t (F::*corners)[3]) {
+    const std::size_t oldCount = items.size();
+    const std::vector<std::uint32_t> remap = CompactKept(items, keep);
+    for (F& face : faces)
+        for (std::uint32_t& i : face.*corners)
+            if (i < oldCount)
+                i = remap[i];
+}

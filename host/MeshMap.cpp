@@ -23,17 +23,7 @@ void MeshMap::DeleteFaceSet(const BitArray& remove) {
 }
 
 void MeshMap::DeleteIsoVerts() {
-    const std::size_t count = verts.size();
-    std::vector<bool> referenced(count, false);
-    for (const TVFace& f : faces)
-        for (const std::uint32_t t : f.t)
-            if (t < count)
-                referenced[t] = true;
-    if (std::find(referenced.begin(), referenced.end(), false) == referenced.end())
-        return;
-    const std::vector<std::uint32_t> remap = CompactKept(verts, referenced);
-    for (TVFace& f : faces)
-        for (std::uint32_t& t : f.t)
-            if (t < count)
-                t = remap[t];
+    const std::vector<bool> referenced = CornersUse(faces, &TVFace::t, verts.size());
+    if (std::find(referenced.begin(), referenced.end(), false) != referenced.end())
+        CompactKeptWithCorners(verts, referenced, faces, &TVFace::t);
 }

@@ -1,10 +1,28 @@
 #include "host/Utf8.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 namespace wkhost {
 
 namespace {
+
+// The well-formed sequences by lead byte: the number of continuation bytes, and the range
+// allowed for the first of them (which excludes overlongs, surrogates and values above
+// U+10FFFF); later continuation bytes are always 80..BF. Ordered by lead byte.
+struct LeadByte {
+    unsigned char first;
+    unsigned char last;
+    int more;
+    unsigned char lo;
+    unsigned char hi;
+};
+constexpr LeadByte kLeadBytes[] = {
+    {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF}, {0xE1, 0xEC, 2, 0x80, 0xBF},
+    {0xED, 0xED, 2, 0x80, 0x9F}, {0xEE, 0xEF, 2, 0x80, 0xBF}, {0xF0, 0xF0, 3, 0x90, 0xBF},
+    {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
+};
 
 void appendUtf8(std::string& out, std::uint32_t c) {
     if (c < 0x80) {
@@ -53,38 +71,18 @@ std::wstring DecodeUtf8(std::string_view bytes) {
             ++i;
             continue;
         }
-        // The table of well-formed sequences: the number of continuation bytes, and the
-        // range allowed for the first of them (which excludes overlongs, surrogates and
-        // values above U+10FFFF); later continuation bytes are always 80..BF.
-        int more = 0;
-        unsigned char lo = 0x80;
-        unsigned char hi = 0xBF;
-        std::uint32_t c = 0;
-        if (lead >= 0xC2 && lead <= 0xDF) {
-            more = 1;
-            c = lead & 0x1F;
-        } else if (lead >= 0xE0 && lead <= 0xEF) {
-            more = 2;
-            c = lead & 0x0F;
-            if (lead == 0xE0) {
-                lo = 0xA0;
-            } else if (lead == 0xED) {
-                hi = 0x9F;
-            }
-        } else if (lead >= 0xF0 && lead <= 0xF4) {
-            more = 3;
-            c = lead & 0x07;
-            if (lead == 0xF0) {
-                lo = 0x90;
-            } else if (lead == 0xF4) {
-                hi = 0x8F;
-            }
-        } else {
+        const LeadByte* form = std::find_if(std::begin(kLeadBytes), std::end(kLeadBytes),
+                                            [&](const LeadByte& l) { return lead <= l.last; });
+        if (form == std::end(kLeadBytes) || lead < form->first) {
             // 80..C1 and F5..FF never start a sequence.
             out += static_cast<wchar_t>(ReplacementChar);
             ++i;
             continue;
         }
+        const int more = form->more;
+        unsigned char lo = form->lo;
+        unsigned char hi = form->hi;
+        std::uint32_t c = lead & (0x3Fu >> more);
         std::size_t j = i + 1;
         bool complete = true;
         for (int k = 0; k < more; ++k, ++j) {

@@ -14,6 +14,8 @@ namespace wkhost {
 namespace {
 
 enum class Length { None, hh, h, l, ll, L, j, z, t };
+// The printf spelling of each Length, in its order.
+constexpr const char* kLengthModifiers[] = {"", "hh", "h", "l", "ll", "L", "j", "z", "t"};
 
 struct Spec {
     std::string flags;
@@ -40,55 +42,29 @@ int readNumber(const wchar_t*& p) {
     return n > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(n);
 }
 
-// Reads the length modifier, including the host's I64/I32/I forms.
+// The length modifiers as written, including the host's I64/I32/I forms; a longer spelling
+// before its prefix.
+struct LengthSpelling {
+    const wchar_t* text;
+    Length length;
+};
+constexpr LengthSpelling kLengthSpellings[] = {
+    {L"hh", Length::hh}, {L"h", Length::h}, {L"ll", Length::ll},  {L"l", Length::l},
+    {L"w", Length::l},   {L"L", Length::L}, {L"q", Length::ll},   {L"j", Length::j},
+    {L"z", Length::z},   {L"t", Length::t}, {L"I64", Length::ll}, {L"I32", Length::None},
+    {L"I", Length::z},
+};
+
+// Reads the length modifier, if any.
 Length readLength(const wchar_t*& p) {
-    switch (*p) {
-    case L'h':
-        ++p;
-        if (*p == L'h') {
-            ++p;
-            return Length::hh;
+    for (const LengthSpelling& s : kLengthSpellings) {
+        const std::size_t n = std::wcslen(s.text);
+        if (std::wcsncmp(p, s.text, n) == 0) {
+            p += n;
+            return s.length;
         }
-        return Length::h;
-    case L'l':
-        ++p;
-        if (*p == L'l') {
-            ++p;
-            return Length::ll;
-        }
-        return Length::l;
-    case L'w':
-        ++p;
-        return Length::l;
-    case L'L':
-        ++p;
-        return Length::L;
-    case L'q':
-        ++p;
-        return Length::ll;
-    case L'j':
-        ++p;
-        return Length::j;
-    case L'z':
-        ++p;
-        return Length::z;
-    case L't':
-        ++p;
-        return Length::t;
-    case L'I':
-        if (p[1] == L'6' && p[2] == L'4') {
-            p += 3;
-            return Length::ll;
-        }
-        if (p[1] == L'3' && p[2] == L'2') {
-            p += 3;
-            return Length::None;
-        }
-        ++p;
-        return Length::z;
-    default:
-        return Length::None;
     }
+    return Length::None;
 }
 
 void pad(std::wstring& out, int count) {
@@ -120,34 +96,7 @@ std::string narrowSpec(const Spec& spec) {
     if (spec.precision >= 0) {
         s += "." + std::to_string(spec.precision);
     }
-    switch (spec.length) {
-    case Length::hh:
-        s += "hh";
-        break;
-    case Length::h:
-        s += "h";
-        break;
-    case Length::l:
-        s += "l";
-        break;
-    case Length::ll:
-        s += "ll";
-        break;
-    case Length::L:
-        s += "L";
-        break;
-    case Length::j:
-        s += "j";
-        break;
-    case Length::z:
-        s += "z";
-        break;
-    case Length::t:
-        s += "t";
-        break;
-    case Length::None:
-        break;
-    }
+    s += kLengthModifiers[static_cast<int>(spec.length)];
     s += static_cast<char>(spec.conversion);
     return s;
 }
@@ -306,21 +255,18 @@ bool FormatWide(std::wstring& out, const wchar_t* format, va_list args) {
             ok = appendNumber(out, spec, va_arg(ap, void*));
             break;
         case L'S':
-            spec.narrowText = spec.length != Length::l;
-            appendText(out, spec, ap);
-            break;
         case L's':
-            spec.narrowText = spec.length == Length::h;
-            appendText(out, spec, ap);
-            break;
         case L'C':
-            spec.narrowText = spec.length != Length::l;
-            appendChar(out, spec, ap);
+        case L'c': {
+            // %s and %c are wide text unless h is given; %S and %C narrow unless l is.
+            const bool upper = spec.conversion == L'S' || spec.conversion == L'C';
+            spec.narrowText = upper ? spec.length != Length::l : spec.length == Length::h;
+            if (spec.conversion == L'S' || spec.conversion == L's')
+                appendText(out, spec, ap);
+            else
+                appendChar(out, spec, ap);
             break;
-        case L'c':
-            spec.narrowText = spec.length == Length::h;
-            appendChar(out, spec, ap);
-            break;
+        }
         case L'n':
             (void)va_arg(ap, void*);
             break;

@@ -59,7 +59,7 @@ void wkCache_obj::enterSubLevel(int level, XFormModes& modes) {
         modes = XFormModes{};
         modes.select = set != nullptr ? &set->select : nullptr;
     } else if (level == 2 && set != nullptr) {
-        modes = XFormModes{&set->move, &set->rotate, &set->nuscale,
+        modes = XFormModes{&set->move,   &set->rotate, &set->nuscale,
                            &set->uscale, &set->squash, nullptr};
     } else if (level == 2) {
         modes = XFormModes{};
@@ -188,8 +188,7 @@ int wkCache_obj::selectionCentreSum(TimeValue t, INode* node, Point3& sum) {
     return counted;
 }
 
-void wkCache_obj::reportSelectionCenters(SubObjAxisCallback& callback, TimeValue t,
-                                         INode* node) {
+void wkCache_obj::reportSelectionCenters(SubObjAxisCallback& callback, TimeValue t, INode* node) {
     if (subObjectLevel == 2) {
         EnsureGizmoControl();
         Matrix3 gizmoTM(true);
@@ -219,6 +218,21 @@ void wkCache_obj::reportSelectionFrames(SubObjAxisCallback& callback, TimeValue 
     callback.TM(frame, 0);
 }
 
+namespace {
+
+// A gizmo transform without its value.
+SetXFormPacket gizmoPacket(XFormCommand command, const Matrix3& partM, const Matrix3& tmAxis,
+                           bool localOrigin) {
+    SetXFormPacket packet;
+    packet.command = command;
+    packet.tmParent = partM;
+    packet.tmAxis = tmAxis;
+    packet.localOrigin = localOrigin;
+    return packet;
+}
+
+} // namespace
+
 void wkCache_obj::transformGizmo(TimeValue t, const SetXFormPacket& packet) {
     EnsureGizmoControl();
     gizmoControl->SetValue(t, packet, 1, CTRL_RELATIVE);
@@ -226,33 +240,22 @@ void wkCache_obj::transformGizmo(TimeValue t, const SetXFormPacket& packet) {
 
 void wkCache_obj::moveGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis,
                             const Point3& val) {
-    SetXFormPacket packet;
-    packet.command = XFORM_MOVE;
-    packet.tmParent = partM;
-    packet.tmAxis = tmAxis;
+    SetXFormPacket packet = gizmoPacket(XFORM_MOVE, partM, tmAxis, false);
     packet.p = val;
     transformGizmo(t, packet);
 }
 
 void wkCache_obj::rotateGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis,
                               const Quat& val, bool localOrigin) {
-    SetXFormPacket packet;
-    packet.command = XFORM_ROTATE;
-    packet.tmParent = partM;
-    packet.tmAxis = tmAxis;
+    SetXFormPacket packet = gizmoPacket(XFORM_ROTATE, partM, tmAxis, localOrigin);
     packet.q = val;
     packet.aa = AngAxis(val);
-    packet.localOrigin = localOrigin;
     transformGizmo(t, packet);
 }
 
 void wkCache_obj::scaleGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis,
                              const Point3& val, bool localOrigin) {
-    SetXFormPacket packet;
-    packet.command = XFORM_SCALE;
-    packet.tmParent = partM;
-    packet.tmAxis = tmAxis;
+    SetXFormPacket packet = gizmoPacket(XFORM_SCALE, partM, tmAxis, localOrigin);
     packet.p = val;
-    packet.localOrigin = localOrigin;
     transformGizmo(t, packet);
 }

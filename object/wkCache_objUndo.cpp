@@ -69,29 +69,33 @@ private:
     std::vector<wkCacheGroup> redoGroups;
 };
 
-void wkCache_obj::holdSelectionAndGroups() {
+namespace {
+
+// Runs `put` with the open hold and answers true; false, without running it, while none is open.
+template <class Put> bool whileHolding(Put&& put) {
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
-        return;
-    hold.Put(std::make_unique<Restore_Selection>(*this));
-    hold.Put(std::make_unique<Restore_Groups>(*this));
-    animFlags |= A_HELD;
+        return false;
+    put(hold);
+    return true;
+}
+
+} // namespace
+
+void wkCache_obj::holdSelectionAndGroups() {
+    holdSelection();
+    holdGroups();
 }
 
 void wkCache_obj::holdSelection() {
-    UndoHold& hold = GetHost().Hold();
-    if (!hold.Holding())
-        return;
-    hold.Put(std::make_unique<Restore_Selection>(*this));
-    animFlags |= A_HELD;
+    if (whileHolding(
+            [this](UndoHold& hold) { hold.Put(std::make_unique<Restore_Selection>(*this)); }))
+        animFlags |= A_HELD;
 }
 
 void wkCache_obj::holdGroups() {
-    UndoHold& hold = GetHost().Hold();
-    if (!hold.Holding())
-        return;
-    hold.Put(std::make_unique<Restore_Groups>(*this));
-    animFlags |= A_HELD;
+    if (whileHolding([this](UndoHold& hold) { hold.Put(std::make_unique<Restore_Groups>(*this)); }))
+        animFlags |= A_HELD;
 }
 
 void wkCache_obj::setElementSelection(ElementSet elements) {

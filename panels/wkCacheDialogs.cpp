@@ -2,8 +2,10 @@
 
 #include "object/wkCacheParams.h"
 
+#include <initializer_list>
 #include <map>
 #include <stdexcept>
+#include <utility>
 
 namespace wkCacheDialogs {
 
@@ -33,10 +35,12 @@ ControlTemplate check(int id, const wchar_t* caption) {
 ControlTemplate label(int id, const wchar_t* caption = L"") {
     return {id, K::Static, caption};
 }
-// A spinner and the edit before it.
-void spinner(DialogTemplate& d, int edit, int arrows) {
-    d.controls.push_back({edit, K::Edit, L""});
-    d.controls.push_back({arrows, K::Spinner, L""});
+// Spinners, each after its edit: pairs of edit and arrows ids.
+void spinners(DialogTemplate& d, std::initializer_list<std::pair<int, int>> editAndArrows) {
+    for (const auto& [edit, arrows] : editAndArrows) {
+        d.controls.push_back({edit, K::Edit, L""});
+        d.controls.push_back({arrows, K::Spinner, L""});
+    }
 }
 
 std::map<int, DialogTemplate> makeTemplates() {
@@ -73,9 +77,7 @@ std::map<int, DialogTemplate> makeTemplates() {
                     {2000, K::CheckButton, L""},
                     {2001, K::CheckButton, L""},
                     {2002, K::CheckButton, L""}};
-    spinner(rec, 1044, 1045);
-    spinner(rec, 1046, 1047);
-    spinner(rec, 1048, 1049);
+    spinners(rec, {{1044, 1045}, {1046, 1047}, {1048, 1049}});
 
     DialogTemplate& play = t[kPlayback];
     play.id = kPlayback;
@@ -100,11 +102,7 @@ std::map<int, DialogTemplate> makeTemplates() {
                      label(1166, L"FPS :"),
                      label(1098, L"Steps :"),
                      label(1136, L"Steps :")};
-    spinner(play, 1013, 1014);
-    spinner(play, 1015, 1016);
-    spinner(play, 1017, 1018);
-    spinner(play, 2016, 2017);
-    spinner(play, 1038, 1039);
+    spinners(play, {{1013, 1014}, {1015, 1016}, {1017, 1018}, {2016, 2017}, {1038, 1039}});
 
     DialogTemplate& view = t[kViewportRender];
     view.id = kViewportRender;
@@ -121,8 +119,7 @@ std::map<int, DialogTemplate> makeTemplates() {
                      check(1050, L"Don't Delete"),
                      check(1159, L"Delete Faces"),
                      {1067, K::GroupBox, L"Invisible Objects"}};
-    spinner(view, 1000, 1001);
-    spinner(view, 1035, 1036);
+    spinners(view, {{1000, 1001}, {1035, 1036}});
 
     DialogTemplate& groups = t[kPerElement];
     groups.id = kPerElement;
@@ -152,11 +149,7 @@ std::map<int, DialogTemplate> makeTemplates() {
                        {1153, K::GroupBox, L"Elements"},
                        label(1084, L"Action :"),
                        {1085, K::GroupBox, L"Group"}};
-    spinner(groups, 1148, 1149);
-    spinner(groups, 1145, 1146);
-    spinner(groups, 1142, 1143);
-    spinner(groups, 1074, 1075);
-    spinner(groups, 1076, 1077);
+    spinners(groups, {{1148, 1149}, {1145, 1146}, {1142, 1143}, {1074, 1075}, {1076, 1077}});
 
     DialogTemplate& explode = t[kExplode];
     explode.id = kExplode;
@@ -171,11 +164,7 @@ std::map<int, DialogTemplate> makeTemplates() {
                         button(1126, L"Explode"),
                         label(1133, L"Step :"),
                         label(1134, L"Threshold :")};
-    spinner(explode, 1119, 1120);
-    spinner(explode, 1121, 1122);
-    spinner(explode, 1124, 1125);
-    spinner(explode, 1129, 1130);
-    spinner(explode, 1131, 1132);
+    spinners(explode, {{1119, 1120}, {1121, 1122}, {1124, 1125}, {1129, 1130}, {1131, 1132}});
 
     // The About texts have no ids of their own.
     DialogTemplate& about = t[kAbout];

@@ -5,6 +5,7 @@
 
 #include "host/PanelControls.h"
 
+#include <cstdint>
 #include <span>
 
 namespace wkCacheDialogs {
@@ -21,6 +22,18 @@ inline constexpr int kGroupElements = 108;
 inline constexpr int kFileInfo = 109;
 inline constexpr int kExplode = 110;
 inline constexpr int kAbout = 111;
+
+// Controls and values the rollouts' code shares.
+inline constexpr int kNodeList = 1004;
+inline constexpr int kGroupList = 1070;
+inline constexpr int kActionList = 1071;
+inline constexpr int kFrameSpinner = 1075;
+inline constexpr std::uint32_t kRecordButtonBackground = 0x2D2D2D;
+// Room beside the widest text of a list, for the scroll bar.
+inline constexpr int kListExtentMargin = 24;
+// The host's notifications around a bulk change of the node list.
+inline constexpr int kBulkChangeStarts = 70;
+inline constexpr int kBulkChangeEnds = 71;
 
 // A rollout: its map number, dialog, title and whether it starts closed.
 struct RolloutInfo {

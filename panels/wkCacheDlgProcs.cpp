@@ -19,20 +19,6 @@ namespace D = wkCacheDialogs;
 
 namespace {
 
-constexpr int kNodeList = 1004;
-// The host's notifications around a bulk change of the node list.
-constexpr int kBulkChangeStarts = 70;
-constexpr int kBulkChangeEnds = 71;
-constexpr int kGroupList = 1070;
-constexpr int kActionList = 1071;
-constexpr std::uint32_t kRecordButtonBackground = 0x2D2D2D;
-constexpr const wchar_t* kAddGroup = L"Add Group";                 // 141
-constexpr const wchar_t* kToggleGroup = L"Toggle Group";           // 128
-constexpr const wchar_t* kToggleTrigger = L"Toggle Group Trigger"; // 129
-constexpr const wchar_t* kGroupDistance = L"Group Distance";       // 130
-constexpr const wchar_t* kGroupAge = L"Group Age";                 // 132
-constexpr const wchar_t* kGroupMatID = L"Group MatID";             // 134
-constexpr const wchar_t* kGroupOffset = L"Group Offset";           // 135
 constexpr const wchar_t* kGroupNameStem = L"Group001";
 
 bool isCommand(const PanelMessage& m) {
@@ -76,7 +62,7 @@ void initRecordRollout(PanelWindow& w) {
     for (int i = 0; i < 3; ++i) {
         w.SetImage(2000 + i, {1162, 1163, 45, 45, i});
         w.SetTooltip(2000 + i, toggleTips[i]);
-        w.SetBackground(2000 + i, kRecordButtonBackground);
+        w.SetBackground(2000 + i, D::kRecordButtonBackground);
     }
     const std::pair<int, const wchar_t*> buttons[] = {{1005, PanelTexts::kTipPickNode},
                                                       {1008, PanelTexts::kTipSelectAll},
@@ -87,7 +73,7 @@ void initRecordRollout(PanelWindow& w) {
     for (const auto& [id, tip] : buttons) {
         w.SetImage(id, {1164, 1165, 25, 25, image++});
         w.SetTooltip(id, tip);
-        w.SetBackground(id, kRecordButtonBackground);
+        w.SetBackground(id, D::kRecordButtonBackground);
     }
 }
 
@@ -103,14 +89,14 @@ void addSelectedNodes(wkCache_obj& object) {
 }
 
 void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
-    const int count = w.ListCount(kNodeList);
+    const int count = w.ListCount(D::kNodeList);
     std::vector<int> marked;
     for (int row = 0; row < count; ++row)
-        if (w.ListMarked(kNodeList, row))
+        if (w.ListMarked(D::kNodeList, row))
             marked.push_back(row);
     if (marked.empty() && (count == 0 || !shift))
         return;
-    object.NodeListNotification(kBulkChangeStarts);
+    object.NodeListNotification(D::kBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
@@ -123,14 +109,14 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
         name = PanelTexts::kRemoveNodes;
     }
     hold.Accept(name);
-    object.NodeListNotification(kBulkChangeEnds);
+    object.NodeListNotification(D::kBulkChangeEnds);
 }
 
 } // namespace
 
 // ---- Cache File rollout
 
-bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m) {
+template <> bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m) {
     if (!isCommand(m))
         return false;
     switch (m.id) {
@@ -154,7 +140,7 @@ bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m
     }
 }
 
-bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
+template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
     switch (m.message) {
     case WM_INITDIALOG:
         initRecordRollout(w);
@@ -192,11 +178,11 @@ bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessag
         return true;
     case 1008:
     case 1009:
-        w.ListMark(kNodeList, -1, m.id == 1008);
+        w.ListMark(D::kNodeList, -1, m.id == 1008);
         return true;
     case 1010:
-        for (int row = 0; row < w.ListCount(kNodeList); ++row)
-            w.ListMark(kNodeList, row, !w.ListMarked(kNodeList, row));
+        for (int row = 0; row < w.ListCount(D::kNodeList); ++row)
+            w.ListMark(D::kNodeList, row, !w.ListMarked(D::kNodeList, row));
         return true;
     case 1011:
         RecordCache(object, nullptr, false, nullptr, specifyCacheFile);
@@ -212,7 +198,7 @@ bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessag
 
 // ---- Playback rollout
 
-bool wkCacheDlgProc_reader::DlgProc(TimeValue t, PanelWindow&, const PanelMessage& m) {
+template <> bool wkCacheDlgProc_reader::DlgProc(TimeValue t, PanelWindow&, const PanelMessage& m) {
     if (!isCommand(m))
         return false;
     if ((m.id == 2014 || m.id == 2015) && m.code == LBN_SELCHANGE) {
@@ -241,13 +227,12 @@ struct GroupSpinner {
     const wchar_t* label; // the undo name
 };
 constexpr GroupSpinner kGroupSpinners[] = {
-    {1149, 1148, 0.0f, 9999999.0f, kGroupAge},
-    {1146, 1145, 0.0f, 9999999.0f, kGroupDistance},
-    {1143, 1142, -9999999.0f, 9999999.0f, kGroupOffset},
+    {1149, 1148, 0.0f, 9999999.0f, PanelTexts::kGroupAge},
+    {1146, 1145, 0.0f, 9999999.0f, PanelTexts::kGroupDistance},
+    {1143, 1142, -9999999.0f, 9999999.0f, PanelTexts::kGroupOffset},
     {1075, 1074, -9999999.0f, 9999999.0f, nullptr}, // the frame: elementFrames has its own undo
-    {1077, 1076, 1.0f, 99.0f, kGroupMatID},
+    {1077, 1076, 1.0f, 99.0f, PanelTexts::kGroupMatID},
 };
-constexpr int kFrameSpinner = 1075;
 
 const GroupSpinner* groupSpinnerOf(int id) {
     for (const GroupSpinner& s : kGroupSpinners)
@@ -308,7 +293,7 @@ void newGroup(wkCache_obj& object, bool empty) {
     if (!empty)
         groups.setGroupElements(name, object.elementSelection(), false);
     if (began)
-        hold.Accept(kAddGroup);
+        hold.Accept(PanelTexts::kAddGroup);
 }
 
 } // namespace
@@ -322,9 +307,9 @@ bool wkCacheDlgProc_groups::DlgProc(TimeValue t, PanelWindow& w, const PanelMess
                            isFloat ? 0.1f : -1.0f);
             w.LinkSpinnerEdit(s.spinner, s.edit, s.spinner == 1146);
         }
-        w.ListReset(kActionList);
+        w.ListReset(D::kActionList);
         for (int mode = 0; mode < kGroupModeCount; ++mode)
-            w.ListAdd(kActionList, groupModeLabel(static_cast<wkCacheGroupMode>(mode)));
+            w.ListAdd(D::kActionList, groupModeLabel(static_cast<wkCacheGroupMode>(mode)));
         return true;
     case WM_COMMAND:
         return command(t, w, m);
@@ -347,7 +332,7 @@ void wkCacheDlgProc_groups::spinner(TimeValue t, PanelWindow& w, const PanelMess
     wkCacheGroupList& groups = object.playbackRecord().groups;
     wkCacheGroup* group = selectedGroup(object);
     const float value = w.GetSpinnerValue(s->spinner);
-    if (s->spinner == kFrameSpinner) {
+    if (s->spinner == D::kFrameSpinner) {
         if (group != nullptr && (m.message == CC_SPINNER_CHANGE || m.message == WM_CUSTEDIT_ENTER))
             object.params().SetValue(elementFrames, t, value, groups.selected());
         return;
@@ -396,9 +381,9 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         selectElementsByName(object);
     } else if (m.id == 1082 && shift) {
         object.removeAllGroups();
-    } else if (m.id == kGroupList) {
+    } else if (m.id == D::kGroupList) {
         if (m.code == LBN_SELCHANGE) {
-            groups.setSelected(w.ListCurSel(kGroupList));
+            groups.setSelected(w.ListCurSel(D::kGroupList));
             wkCachePanels::refreshGroupControls(object, t);
             return true;
         }
@@ -416,10 +401,10 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
             return false;
         const WStr name = group->name;
         switch (m.id) {
-        case kActionList:
+        case D::kActionList:
             if (m.code != LBN_SELCHANGE)
                 return false;
-            object.setGroupMode(name, w.ListCurSel(kActionList));
+            object.setGroupMode(name, w.ListCurSel(D::kActionList));
             break;
         case 1081: {
             WStr newName = name;
@@ -451,7 +436,7 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         case 1106: {
             const bool shows = group->enabled;
             object.groupOperation(
-                kToggleTrigger,
+                PanelTexts::kToggleTrigger,
                 [&] {
                     selectedGroup(object)->respectActivation =
                         !selectedGroup(object)->respectActivation;
@@ -462,7 +447,7 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         }
         case 1107:
             object.groupOperation(
-                kToggleGroup,
+                PanelTexts::kToggleGroup,
                 [&] {
                     selectedGroup(object)->enabled = !selectedGroup(object)->enabled;
                     return true;
@@ -485,7 +470,7 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
 
 // ---- Explode rollout
 
-bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
+template <> bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
     switch (m.message) {
     case CC_SPINNER_BUTTONDOWN:
         if (const auto drag = rangeDrag(w, m.id, 1120, 1122))

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/PanelControls.h"
+#include "panels/wkCacheDialogs.h"
 
 #include <memory>
 
@@ -17,26 +18,21 @@ protected:
     wkCache_obj& object;
 };
 
-// Cache File (101): the file operations.
-class wkCacheDlgProc_main final : public wkCacheDlgProc {
+// A rollout whose procedure is one DlgProc, defined for its dialog id.
+template <int DialogId> class wkCacheRolloutDlgProc final : public wkCacheDlgProc {
 public:
     using wkCacheDlgProc::wkCacheDlgProc;
     bool DlgProc(TimeValue t, PanelWindow& w, const PanelMessage& m) override;
 };
 
-// Record (103): the node list and recording.
-class wkCacheDlgProc_writer final : public wkCacheDlgProc {
-public:
-    using wkCacheDlgProc::wkCacheDlgProc;
-    bool DlgProc(TimeValue t, PanelWindow& w, const PanelMessage& m) override;
-};
-
-// Playback (104): the unit lists and "Update Now".
-class wkCacheDlgProc_reader final : public wkCacheDlgProc {
-public:
-    using wkCacheDlgProc::wkCacheDlgProc;
-    bool DlgProc(TimeValue t, PanelWindow& w, const PanelMessage& m) override;
-};
+// Cache File: the file operations.
+using wkCacheDlgProc_main = wkCacheRolloutDlgProc<wkCacheDialogs::kCacheFile>;
+// Record: the node list and recording.
+using wkCacheDlgProc_writer = wkCacheRolloutDlgProc<wkCacheDialogs::kRecord>;
+// Playback: the unit lists and "Update Now".
+using wkCacheDlgProc_reader = wkCacheRolloutDlgProc<wkCacheDialogs::kPlayback>;
+// Explode to Objects.
+using wkCacheDlgProc_explode = wkCacheRolloutDlgProc<wkCacheDialogs::kExplode>;
 
 // Per-Element Control (106): the groups.
 class wkCacheDlgProc_groups final : public wkCacheDlgProc {
@@ -47,13 +43,6 @@ public:
 private:
     bool command(TimeValue t, PanelWindow& w, const PanelMessage& m);
     void spinner(TimeValue t, PanelWindow& w, const PanelMessage& m);
-};
-
-// Explode to Objects (110).
-class wkCacheDlgProc_explode final : public wkCacheDlgProc {
-public:
-    using wkCacheDlgProc::wkCacheDlgProc;
-    bool DlgProc(TimeValue t, PanelWindow& w, const PanelMessage& m) override;
 };
 
 // The procedure of a rollout's dialog id, or null for a rollout without one.

@@ -1,13 +1,24 @@
 #include "panels/wkCacheGroupSteps.h"
 
 #include "panels/wkCachePanel.h"
+#include "panels/wkCachePanelTexts.h"
 
 #include <algorithm>
 #include <iterator>
 
 namespace {
-constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
-constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes"; // 143
+
+// Stores the new elements of group `index` as one undo step and shows the group list again.
+bool storeElements(wkCache_obj& object, const wchar_t* undoName, const WStr& name, int index,
+                   const std::set<std::uint32_t>& elements, bool unique) {
+    wkCacheGroupList& groups = object.playbackRecord().groups;
+    const bool shows = groups.at(index).enabled;
+    const bool ok = object.groupOperation(
+        undoName, [&] { return groups.setGroupElements(name, elements, unique); }, shows);
+    wkCachePanels::refreshGroupList(object);
+    return ok;
+}
+
 } // namespace
 
 bool setGroupElementsStep(wkCache_obj& object, const WStr& name,
@@ -21,11 +32,7 @@ bool setGroupElementsStep(wkCache_obj& object, const WStr& name,
         result.insert(groups.at(index).elements.begin(), groups.at(index).elements.end());
     if (result == groups.at(index).elements && !unique)
         return true;
-    const bool shows = groups.at(index).enabled;
-    const bool ok = object.groupOperation(
-        kGroupNodes, [&] { return groups.setGroupElements(name, result, unique); }, shows);
-    wkCachePanels::refreshGroupList(object);
-    return ok;
+    return storeElements(object, PanelTexts::kGroupNodes, name, index, result, unique);
 }
 
 bool removeGroupElementsStep(wkCache_obj& object, const WStr& name,
@@ -40,9 +47,5 @@ bool removeGroupElementsStep(wkCache_obj& object, const WStr& name,
                         std::inserter(result, result.end()));
     if (result == current)
         return true;
-    const bool shows = groups.at(index).enabled;
-    const bool ok = object.groupOperation(
-        kRemoveGroupNodes, [&] { return groups.setGroupElements(name, result, false); }, shows);
-    wkCachePanels::refreshGroupList(object);
-    return ok;
+    return storeElements(object, PanelTexts::kRemoveGroupNodes, name, index, result, false);
 }

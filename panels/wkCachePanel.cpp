@@ -23,9 +23,6 @@ wkCachePanel* thePanel = nullptr;
 
 constexpr int kStatusField = 1025;
 constexpr int kFileField = 1024;
-constexpr int kNodeList = 1004;
-constexpr int kGroupList = 1070;
-constexpr int kActionList = 1071;
 // Colours of the host's colour manager: the bar, its light and its dark edge, and the
 // highlight of a pressed check button.
 constexpr int kBarColour = 4;
@@ -33,9 +30,6 @@ constexpr int kLightEdgeColour = 16;
 constexpr int kDarkEdgeColour = 20;
 constexpr int kCheckHighlightColour = 4;
 constexpr std::uint32_t kStockBlack = 0x000000;
-constexpr std::uint32_t kRecordButtonBackground = 0x2D2D2D;
-// Room beside the widest text of a list, for the scroll bar.
-constexpr int kListExtentMargin = 24;
 
 // The controls of each action, and those a selected group enables.
 const std::vector<int> kActionControls[] = {
@@ -92,7 +86,7 @@ void fillList(PanelWindow& w, int id, const std::vector<WStr>& texts) {
     int widest = 0;
     for (const WStr& text : texts)
         widest = std::max(widest, w.TextWidth(id, text));
-    w.ListSetHorizontalExtent(id, widest + kListExtentMargin);
+    w.ListSetHorizontalExtent(id, widest + D::kListExtentMargin);
 }
 
 } // namespace
@@ -220,14 +214,14 @@ void wkCachePanel::refreshNodeList() {
     PanelWindow* w = rollout(D::kRecord);
     if (w == nullptr || obj.isNodeListSuspended())
         return;
-    const int caret = w->ListCaret(kNodeList);
+    const int caret = w->ListCaret(D::kNodeList);
     std::vector<WStr> texts;
     const TimeValue t = GetHost().Time().GetTime();
     for (int i = 0; i < obj.nodeCount(); ++i)
         texts.push_back(nodeText(obj.nodeAt(i, t)));
-    fillList(*w, kNodeList, texts);
+    fillList(*w, D::kNodeList, texts);
     if (!texts.empty())
-        w->ListSetCaret(kNodeList, std::min(caret, static_cast<int>(texts.size()) - 1));
+        w->ListSetCaret(D::kNodeList, std::min(caret, static_cast<int>(texts.size()) - 1));
 }
 
 void wkCachePanel::refreshGroupList() {
@@ -242,8 +236,8 @@ void wkCachePanel::refreshGroupList() {
         text.printf(PanelTexts::kGroupEntryFormat, g.name.data(), count, count == 1 ? L"" : L"s");
         texts.push_back(text);
     }
-    fillList(*w, kGroupList, texts);
-    w->ListSetCurSel(kGroupList, groups.selected());
+    fillList(*w, D::kGroupList, texts);
+    w->ListSetCurSel(D::kGroupList, groups.selected());
     refreshGroupControls(GetHost().Time().GetTime());
 }
 
@@ -265,7 +259,7 @@ void wkCachePanel::refreshGroupControls(TimeValue t) {
     }
     if (group == nullptr)
         return;
-    w->ListSetCurSel(kActionList, action);
+    w->ListSetCurSel(D::kActionList, action);
     w->SetCheck(1107, group->enabled);
     switch (group->mode) {
     case wkCacheGroupMode::Delete:

@@ -46,6 +46,14 @@ inline constexpr const wchar_t* kRemoveNodes = L"Remove node(s)";          // 53
 inline constexpr const wchar_t* kSetRecordRange = L"Set Record Range";     // 144
 inline constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
 inline constexpr const wchar_t* kSelectGroupNodes = L"Select Group Nodes"; // 142
+inline constexpr const wchar_t* kAddGroup = L"Add Group";                  // 141
+inline constexpr const wchar_t* kToggleGroup = L"Toggle Group";            // 128
+inline constexpr const wchar_t* kToggleTrigger = L"Toggle Group Trigger";  // 129
+inline constexpr const wchar_t* kGroupDistance = L"Group Distance";        // 130
+inline constexpr const wchar_t* kGroupAge = L"Group Age";                  // 132
+inline constexpr const wchar_t* kGroupMatID = L"Group MatID";              // 134
+inline constexpr const wchar_t* kGroupOffset = L"Group Offset";            // 135
+inline constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes"; // 143
 
 // Pickers.
 inline constexpr const wchar_t* kSelectObjectsToAdd = L"Select objects to add";     // 9

@@ -21,9 +21,6 @@ constexpr int kElementList = 1053;
 constexpr int kElementLabel = 1111;
 constexpr int kFilterEdit = 1085;
 constexpr int kMinimumHeight = 200;
-constexpr int kListExtentMargin = 24;
-constexpr int kBulkChangeStarts = 70;
-constexpr int kBulkChangeEnds = 71;
 
 // The object's reader, unless it has none or a failed one.
 const WelkardTools::wkCacheReader* usableReader(wkCache_obj& object) {
@@ -199,7 +196,7 @@ private:
         w.ListLockUpdate(kElementList, false);
         if (firstMarked >= 0)
             w.ListSetTopIndex(kElementList, firstMarked);
-        w.ListSetHorizontalExtent(kElementList, widest + kListExtentMargin);
+        w.ListSetHorizontalExtent(kElementList, widest + D::kListExtentMargin);
     }
 
     GroupElementsRequest& request;
@@ -280,7 +277,7 @@ void addNodesByName(wkCache_obj& object) {
     wkCacheSelByName callback(object);
     if (!GetHost().Panels().DoHitByNameDialog(callback) || callback.hits.empty())
         return;
-    object.NodeListNotification(kBulkChangeStarts);
+    object.NodeListNotification(D::kBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
         hold.Begin();
@@ -289,7 +286,7 @@ void addNodesByName(wkCache_obj& object) {
     for (INode* node : callback.hits)
         object.appendNodeEntry(node);
     hold.Accept(PanelTexts::kSelectMultiple);
-    object.NodeListNotification(kBulkChangeEnds);
+    object.NodeListNotification(D::kBulkChangeEnds);
 }
 
 // ---- Element dialog

@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr int kFrameSpinner = 1075;
-
 class wkCacheRolloutHooks final : public wkCachePanelHooks {
 public:
     void opened(wkCache_obj& object) override { wkCachePanel::open(object); }
@@ -20,9 +18,7 @@ public:
         wkCachePanels::updatePanels(object, firstOpen);
     }
     void refreshNodeList(wkCache_obj& object) override { wkCachePanels::refreshNodeList(object); }
-    void refreshGroupList(wkCache_obj& object) override {
-        wkCachePanels::refreshGroupList(object);
-    }
+    void refreshGroupList(wkCache_obj& object) override { wkCachePanels::refreshGroupList(object); }
     void refreshGroupControls(wkCache_obj& object, int t) override {
         wkCachePanels::refreshGroupControls(object, t);
     }
@@ -35,8 +31,8 @@ public:
         PanelWindow* w = panel != nullptr ? panel->rollout(wkCacheDialogs::kPerElement) : nullptr;
         if (w == nullptr)
             return;
-        w->SetSpinnerValue(kFrameSpinner, value, false);
-        w->SetKeyBrackets(kFrameSpinner, hasKey);
+        w->SetSpinnerValue(wkCacheDialogs::kFrameSpinner, value, false);
+        w->SetKeyBrackets(wkCacheDialogs::kFrameSpinner, hasKey);
     }
     bool chooseCacheFileToWrite(wkCache_obj&, AssetUser& asset, WStr& name,
                                 bool complete) override {

@@ -122,8 +122,7 @@ HeadlessCamera FrameBounds(HeadlessView view, const Box3& bounds, int width, int
         cam = LookAlong(Point3(0.0f, -1.0f, 0.0f), up, centre, radius * 3.0f);
         break;
     case HeadlessView::Top:
-        cam = LookAlong(Point3(0.0f, 0.0f, 1.0f), Point3(0.0f, 1.0f, 0.0f), centre,
-                        radius * 3.0f);
+        cam = LookAlong(Point3(0.0f, 0.0f, 1.0f), Point3(0.0f, 1.0f, 0.0f), centre, radius * 3.0f);
         break;
     case HeadlessView::Left:
         cam = LookAlong(Point3(-1.0f, 0.0f, 0.0f), up, centre, radius * 3.0f);
@@ -256,8 +255,8 @@ void HeadlessGraphicsWindow::drawTriangle(const Point3 (&view)[3], const Point3 
                                           const Rect& clip) {
     const ClipVert in[3] = {{view[0], colour[0]}, {view[1], colour[1]}, {view[2], colour[2]}};
     ClipVert poly[4];
-    const int n = cam.perspective ? ClipNear(in, 3, cam.nearClip, poly)
-                                  : (std::copy(in, in + 3, poly), 3);
+    const int n =
+        cam.perspective ? ClipNear(in, 3, cam.nearClip, poly) : (std::copy(in, in + 3, poly), 3);
     Screen s[4];
     for (int i = 0; i < n; ++i)
         s[i] = toScreen(poly[i].p);
@@ -364,9 +363,10 @@ void HeadlessGraphicsWindow::marker(const Point3& xyz, int type) {
     for (int y = cy - 1; y <= cy + 1; ++y)
         for (int x = cx - 1; x <= cx + 1; ++x)
             if (x >= 0 && y >= 0 && x < width && y < height) {
-                const std::size_t i = (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                                       static_cast<std::size_t>(x)) *
-                                      3;
+                const std::size_t i =
+                    (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                     static_cast<std::size_t>(x)) *
+                    3;
                 rgb[i] = ToByte(lineColour.x);
                 rgb[i + 1] = ToByte(lineColour.y);
                 rgb[i + 2] = ToByte(lineColour.z);
@@ -404,17 +404,24 @@ void HeadlessGraphicsWindow::noteHit(float viewDepth) {
     hitCode = true;
 }
 
-void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, int numMaterials,
-                                        const Rect* damage, int compFlags) {
+HeadlessGraphicsWindow::Record HeadlessGraphicsWindow::meshRecord(Call call, const Mesh& mesh,
+                                                                  const Material* materials,
+                                                                  int numMaterials) const {
     Record r;
-    r.call = Call::RenderMesh;
+    r.call = call;
     r.limits = limits;
-    r.colour = lineColour;
     r.tm = objectTM;
     r.numVerts = mesh.getNumVerts();
     r.numFaces = mesh.getNumFaces();
     r.numMaterials = numMaterials;
     r.material = materials != nullptr ? materials[0] : current;
+    return r;
+}
+
+void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, int numMaterials,
+                                        const Rect* damage, int compFlags) {
+    Record r = meshRecord(Call::RenderMesh, mesh, materials, numMaterials);
+    r.colour = lineColour;
     r.damage = damage != nullptr;
     r.compFlags = compFlags;
     record(std::move(r));
@@ -430,16 +437,11 @@ void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, i
     const bool cull = (limits & GW_BACKCULL) != 0;
     if (!wire)
         mesh.checkNormals();
-    const int numVerts = mesh.getNumVerts();
     for (int f = 0; f < mesh.getNumFaces(); ++f) {
-        const Face& face = mesh.getFace(f);
-        if ((face.flags & FACE_HIDDEN) != 0 || face.v[0] >= static_cast<std::uint32_t>(numVerts) ||
-            face.v[1] >= static_cast<std::uint32_t>(numVerts) ||
-            face.v[2] >= static_cast<std::uint32_t>(numVerts))
-            continue;
         Point3 view[3];
-        for (int c = 0; c < 3; ++c)
-            view[c] = toView(mesh.getVert(static_cast<int>(face.v[c])));
+        if (!faceToView(mesh, f, view))
+            continue;
+        const Face& face = mesh.getFace(f);
         if (wire) {
             for (int e = 0; e < 3; ++e)
                 if (!edgesOnly || face.getEdgeVis(e) == EDGE_VIS)
@@ -450,10 +452,9 @@ void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, i
         const Point3 toEye = cam.perspective ? view[0] * -1.0f : Point3(0.0f, 0.0f, 1.0f);
         if (cull && Dot(normal, toEye) <= 0.0f)
             continue;
-        const Material& m =
-            materials != nullptr && numMaterials > 0
-                ? materials[face.getMatID() % static_cast<unsigned>(numMaterials)]
-                : current;
+        const Material& m = materials != nullptr && numMaterials > 0
+                                ? materials[face.getMatID() % static_cast<unsigned>(numMaterials)]
+                                : current;
         Point3 colour[3];
         for (int c = 0; c < 3; ++c) {
             const Point3 n = Normalize(VectorTransform(objectToView, mesh.getRenderNormal(f, c)));
@@ -464,12 +465,22 @@ void HeadlessGraphicsWindow::renderMesh(Mesh& mesh, const Material* materials, i
     }
 }
 
+bool HeadlessGraphicsWindow::faceToView(const Mesh& mesh, int f, Point3 (&view)[3]) const {
+    const Face& face = mesh.getFace(f);
+    const auto numVerts = static_cast<std::uint32_t>(mesh.getNumVerts());
+    if (face.Hidden() || face.v[0] >= numVerts || face.v[1] >= numVerts || face.v[2] >= numVerts)
+        return false;
+    for (int c = 0; c < 3; ++c)
+        view[c] = toView(mesh.getVert(static_cast<int>(face.v[c])));
+    return true;
+}
+
 bool HeadlessGraphicsWindow::hitTriangle(const Point3 (&view)[3], const HitRegion& region,
                                          float& hitDepth) const {
     const ClipVert in[3] = {{view[0], {}}, {view[1], {}}, {view[2], {}}};
     ClipVert poly[4];
-    const int n = cam.perspective ? ClipNear(in, 3, cam.nearClip, poly)
-                                  : (std::copy(in, in + 3, poly), 3);
+    const int n =
+        cam.perspective ? ClipNear(in, 3, cam.nearClip, poly) : (std::copy(in, in + 3, poly), 3);
     const Rect r = RegionRect(region);
     for (int k = 1; k + 1 < n; ++k) {
         const Screen a = toScreen(poly[0].p), b = toScreen(poly[k].p), c = toScreen(poly[k + 1].p);
@@ -486,26 +497,20 @@ bool HeadlessGraphicsWindow::selectMesh(Mesh& mesh, const Material* materials, i
                                         const HitRegion& region, bool abortOnHit) {
     const bool window = region.type != POINT_RGN && !region.crossing;
     const Rect rect = RegionRect(region);
-    const int numVerts = mesh.getNumVerts();
     bool hit = false;
     bool anyFace = false;
     bool allInside = true;
     float nearest = std::numeric_limits<float>::max();
     for (int f = 0; f < mesh.getNumFaces(); ++f) {
-        const Face& face = mesh.getFace(f);
-        if ((face.flags & FACE_HIDDEN) != 0 || face.v[0] >= static_cast<std::uint32_t>(numVerts) ||
-            face.v[1] >= static_cast<std::uint32_t>(numVerts) ||
-            face.v[2] >= static_cast<std::uint32_t>(numVerts))
-            continue;
         Point3 view[3];
-        for (int c = 0; c < 3; ++c)
-            view[c] = toView(mesh.getVert(static_cast<int>(face.v[c])));
+        if (!faceToView(mesh, f, view))
+            continue;
         if (window) {
             anyFace = true;
             for (int c = 0; c < 3 && allInside; ++c) {
                 const Screen s = toScreen(view[c]);
-                allInside = !(cam.perspective && -view[c].z < cam.nearClip) &&
-                            Inside(rect, s.x, s.y);
+                allInside =
+                    !(cam.perspective && -view[c].z < cam.nearClip) && Inside(rect, s.x, s.y);
                 nearest = std::min(nearest, -view[c].z);
             }
             if (!allInside)
@@ -524,14 +529,7 @@ bool HeadlessGraphicsWindow::selectMesh(Mesh& mesh, const Material* materials, i
         hit = anyFace && allInside;
     if (hit)
         noteHit(nearest);
-    Record r;
-    r.call = Call::SelectMesh;
-    r.limits = limits;
-    r.tm = objectTM;
-    r.numVerts = numVerts;
-    r.numFaces = mesh.getNumFaces();
-    r.numMaterials = numMaterials;
-    r.material = materials != nullptr ? materials[0] : current;
+    Record r = meshRecord(Call::SelectMesh, mesh, materials, numMaterials);
     r.result = hit;
     record(std::move(r));
     return hit;

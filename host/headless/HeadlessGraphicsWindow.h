@@ -25,7 +25,7 @@ class INode;
 struct HeadlessCamera {
     Matrix3 worldToView{true};
     bool perspective = true;
-    float fov = 0.7853982f; // radians, across the smaller side of the image
+    float fov = 0.7853982f;     // radians, across the smaller side of the image
     float pixelsPerUnit = 1.0f; // orthographic views
     float nearClip = 0.1f;
 };
@@ -40,24 +40,34 @@ HeadlessCamera CameraFromNode(INode& node, TimeValue t, const Box3& bounds);
 class HeadlessGraphicsWindow final : public GraphicsWindow {
 public:
     enum class Call {
-        Limits, Color, Material, Transform, Polyline, StartMarkers, Marker, EndMarkers,
-        HitRegion, ClearHitCode, RenderMesh, SelectMesh
+        Limits,
+        Color,
+        Material,
+        Transform,
+        Polyline,
+        StartMarkers,
+        Marker,
+        EndMarkers,
+        HitRegion,
+        ClearHitCode,
+        RenderMesh,
+        SelectMesh
     };
     // One recorded call; the fields that the call does not set keep their defaults.
     struct Record {
         Call call = Call::Limits;
-        std::uint32_t limits = 0;    // Limits: the new limits; meshes: the limits in force
-        Point3 colour;               // Color: the line colour; meshes: the line colour in force
-        Matrix3 tm{true};            // Transform; meshes and markers: the one in force
-        std::vector<Point3> points;  // Polyline, Marker
+        std::uint32_t limits = 0;   // Limits: the new limits; meshes: the limits in force
+        Point3 colour;              // Color: the line colour; meshes: the line colour in force
+        Matrix3 tm{true};           // Transform; meshes and markers: the one in force
+        std::vector<Point3> points; // Polyline, Marker
         int markerType = 0;
-        int numVerts = 0;            // RenderMesh, SelectMesh
+        int numVerts = 0; // RenderMesh, SelectMesh
         int numFaces = 0;
         int numMaterials = 0;
-        Material material;           // Material; meshes: the first one given
+        Material material; // Material; meshes: the first one given
         bool damage = false;
         int compFlags = 0;
-        bool result = false;         // SelectMesh, EndMarkers in a pick
+        bool result = false; // SelectMesh, EndMarkers in a pick
     };
 
     HeadlessGraphicsWindow(int width, int height);
@@ -110,10 +120,16 @@ private:
     Screen toScreen(const Point3& view) const;
     bool picking() const { return (limits & GW_PICK) != 0; }
     void record(Record r);
+    // The record of a mesh call, with the state in force and the first material.
+    Record meshRecord(Call call, const Mesh& mesh, const Material* materials,
+                      int numMaterials) const;
     void drawTriangle(const Point3 (&view)[3], const Point3 (&colour)[3], const Rect& clip);
     void drawLine(const Point3& a, const Point3& b, const Point3& colour, const Rect& clip);
     void plot(int x, int y, float key, const Point3& colour, float bias);
     // Pick tests in screen space against the region.
+    // The corners of face f, if it is a shown face whose vertices exist, in view space; false for
+    // any other face.
+    bool faceToView(const Mesh& mesh, int f, Point3 (&view)[3]) const;
     bool hitTriangle(const Point3 (&view)[3], const HitRegion& region, float& depth) const;
     void noteHit(float depth);
 
@@ -142,9 +158,7 @@ public:
     explicit HeadlessViewExp(HeadlessGraphicsWindow& window_) : window(window_) {}
     GraphicsWindow& getGW() override { return window; }
     HitLog& GetSubObjHitList() override { return hits; }
-    Rect GetDamageRect() const override {
-        return {0, 0, window.Width() - 1, window.Height() - 1};
-    }
+    Rect GetDamageRect() const override { return {0, 0, window.Width() - 1, window.Height() - 1}; }
 
 private:
     HeadlessGraphicsWindow& window;

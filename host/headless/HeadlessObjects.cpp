@@ -5,6 +5,20 @@
 #include <numbers>
 #include <stdexcept>
 
+namespace {
+
+// Puts `item` into `items`, kept in order of time; it replaces an item at the same time.
+template <class T> void putAtTime(std::vector<T>& items, T item) {
+    const auto at = std::lower_bound(items.begin(), items.end(), item.time,
+                                     [](const T& x, TimeValue t) { return x.time < t; });
+    if (at != items.end() && at->time == item.time)
+        *at = std::move(item);
+    else
+        items.insert(at, std::move(item));
+}
+
+} // namespace
+
 // ---- HeadlessDeformingMesh
 
 HeadlessDeformingMesh::HeadlessDeformingMesh(Mesh base_) : base(std::move(base_)) {}
@@ -14,12 +28,7 @@ void HeadlessDeformingMesh::AddKey(TimeValue time, std::vector<Point3> positions
         throw std::invalid_argument("a deformation key needs " +
                                     std::to_string(base.getNumVerts()) + " positions, got " +
                                     std::to_string(positions.size()));
-    const auto at = std::lower_bound(keys.begin(), keys.end(), time,
-                                     [](const Key& k, TimeValue t) { return k.time < t; });
-    if (at != keys.end() && at->time == time)
-        at->positions = std::move(positions);
-    else
-        keys.insert(at, {time, std::move(positions)});
+    putAtTime(keys, Key{time, std::move(positions)});
 }
 
 Mesh HeadlessDeformingMesh::MeshAt(TimeValue t) const {
@@ -58,12 +67,7 @@ RenderMesh HeadlessDeformingMesh::GetRenderMesh(TimeValue t, INode*, View&) {
 // ---- HeadlessTopologyMesh
 
 void HeadlessTopologyMesh::AddState(TimeValue time, Mesh mesh) {
-    const auto at = std::lower_bound(states.begin(), states.end(), time,
-                                     [](const State& s, TimeValue t) { return s.time < t; });
-    if (at != states.end() && at->time == time)
-        at->mesh = std::move(mesh);
-    else
-        states.insert(at, {time, std::move(mesh)});
+    putAtTime(states, State{time, std::move(mesh)});
 }
 
 const Mesh& HeadlessTopologyMesh::MeshAt(TimeValue t) const {

@@ -149,8 +149,7 @@ void HeadlessWindow::Press(int id) {
 }
 
 void HeadlessWindow::SetText(int id, const WStr& text) {
-    if (HeadlessControl* c = find(id))
-        c->text = text;
+    setField(id, &HeadlessControl::text, text);
 }
 
 WStr HeadlessWindow::GetText(int id) const {
@@ -175,8 +174,7 @@ WStr HeadlessWindow::GetText(int id) const {
 }
 
 void HeadlessWindow::Enable(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->enabled = on;
+    setField(id, &HeadlessControl::enabled, on);
 }
 
 bool HeadlessWindow::IsEnabled(int id) const {
@@ -200,8 +198,7 @@ bool HeadlessWindow::IsEnabled(int id) const {
 }
 
 void HeadlessWindow::Show(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->visible = on;
+    setField(id, &HeadlessControl::visible, on);
 }
 
 bool HeadlessWindow::IsVisible(int id) const {
@@ -210,18 +207,16 @@ bool HeadlessWindow::IsVisible(int id) const {
 }
 
 void HeadlessWindow::SetTooltip(int id, const wchar_t* text) {
-    if (HeadlessControl* c = find(id))
-        c->tooltip = text != nullptr ? std::optional<WStr>(WStr(text)) : std::nullopt;
+    setField(id, &HeadlessControl::tooltip,
+             text != nullptr ? std::optional<WStr>(WStr(text)) : std::nullopt);
 }
 
 void HeadlessWindow::SetImage(int id, const ButtonImage& image) {
-    if (HeadlessControl* c = find(id))
-        c->image = image;
+    setField(id, &HeadlessControl::image, image);
 }
 
 void HeadlessWindow::SetBackground(int id, std::uint32_t colour) {
-    if (HeadlessControl* c = find(id))
-        c->background = colour;
+    setField(id, &HeadlessControl::background, colour);
 }
 
 void HeadlessWindow::MakeCheckButton(int id, std::uint32_t highlight) {
@@ -232,8 +227,7 @@ void HeadlessWindow::MakeCheckButton(int id, std::uint32_t highlight) {
 }
 
 void HeadlessWindow::SetCheck(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->checked = on;
+    setField(id, &HeadlessControl::checked, on);
 }
 
 bool HeadlessWindow::GetCheck(int id) const {
@@ -276,8 +270,7 @@ const HeadlessBitmap* HeadlessWindow::Painted(int id) const {
 }
 
 void HeadlessWindow::SetPainter(int id, PanelPainter painter) {
-    if (HeadlessControl* c = find(id))
-        c->painter = std::move(painter);
+    setField(id, &HeadlessControl::painter, std::move(painter));
 }
 
 int HeadlessWindow::TextWidth(int, const WStr& text) const {
@@ -334,8 +327,7 @@ float HeadlessWindow::GetSpinnerValue(int id) const {
 }
 
 void HeadlessWindow::SetKeyBrackets(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->keyBrackets = on;
+    setField(id, &HeadlessControl::keyBrackets, on);
 }
 
 bool HeadlessWindow::KeyBrackets(int id) const {
@@ -438,13 +430,11 @@ void HeadlessWindow::ListSetTopIndex(int id, int row) {
 }
 
 void HeadlessWindow::ListSetHorizontalExtent(int id, int pixels) {
-    if (HeadlessControl* c = find(id))
-        c->extent = pixels;
+    setField(id, &HeadlessControl::extent, pixels);
 }
 
 void HeadlessWindow::ListLockUpdate(int id, bool on) {
-    if (HeadlessControl* c = find(id))
-        c->locked = on;
+    setField(id, &HeadlessControl::locked, on);
 }
 
 void HeadlessWindow::SetRect(const PanelRect& r) {

@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 class HeadlessScene;
@@ -159,6 +160,12 @@ public:
     FileDialogRequest* fileRequest = nullptr;
 
 private:
+    // Sets one field of control `id`, if the window has the control.
+    template <class T, class V> void setField(int id, T HeadlessControl::*field, V&& value) {
+        if (HeadlessControl* c = find(id))
+            c->*field = std::forward<V>(value);
+    }
+
     HeadlessPanelHost& host;
     int dialogId;
     WStr title;

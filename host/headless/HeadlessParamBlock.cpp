@@ -202,36 +202,35 @@ int HeadlessParamBlock::Count(ParamID id) const {
     return static_cast<int>(param->entries.size());
 }
 
-bool HeadlessParamBlock::Insert(ParamID id, int at, int count) {
+template <class Edit>
+bool HeadlessParamBlock::editTable(ParamID id, int at, int count, bool removes, Edit&& edit) {
     Param* param = find(id);
     if (param == nullptr || !param->def->IsTable())
         return false;
     const int size = static_cast<int>(param->entries.size());
-    if (at < 0 || at > size || count < 0 || count > INT_MAX - size)
+    const int limit = removes ? size - at : INT_MAX - size;
+    if (at < 0 || at > size || count < 0 || count > limit)
         return false;
     if (count == 0)
         return true;
     hold(*param);
-    std::vector<Entry> fresh(static_cast<std::size_t>(count));
-    param->entries.insert(param->entries.begin() + at, std::make_move_iterator(fresh.begin()),
-                          std::make_move_iterator(fresh.end()));
+    edit(param->entries);
     changed(id);
     return true;
 }
 
+bool HeadlessParamBlock::Insert(ParamID id, int at, int count) {
+    return editTable(id, at, count, false, [&](std::vector<Entry>& entries) {
+        std::vector<Entry> fresh(static_cast<std::size_t>(count));
+        entries.insert(entries.begin() + at, std::make_move_iterator(fresh.begin()),
+                       std::make_move_iterator(fresh.end()));
+    });
+}
+
 bool HeadlessParamBlock::Delete(ParamID id, int at, int count) {
-    Param* param = find(id);
-    if (param == nullptr || !param->def->IsTable())
-        return false;
-    const int size = static_cast<int>(param->entries.size());
-    if (at < 0 || at > size || count < 0 || count > size - at)
-        return false;
-    if (count == 0)
-        return true;
-    hold(*param);
-    param->entries.erase(param->entries.begin() + at, param->entries.begin() + at + count);
-    changed(id);
-    return true;
+    return editTable(id, at, count, true, [&](std::vector<Entry>& entries) {
+        entries.erase(entries.begin() + at, entries.begin() + at + count);
+    });
 }
 
 // ---- Animation

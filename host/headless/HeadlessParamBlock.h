@@ -87,6 +87,9 @@ private:
     void changed(ParamID id);
     // Puts the parameter as it is now into the hold, before a change.
     void hold(const Param& param);
+    // Inserts into (`removes` false) or deletes from a table as one held change: `edit` changes
+    // the entries when `count` entries at `at` fit; a count of 0 changes nothing.
+    template <class Edit> bool editTable(ParamID id, int at, int count, bool removes, Edit&& edit);
     static std::vector<Entry> copyEntries(const std::vector<Entry>& entries);
 
     const ParamBlockDesc2& desc;

@@ -41,28 +41,29 @@ void HeadlessUndoHold::Resume() {
         --suspended;
 }
 
-bool HeadlessUndoHold::Undo() {
-    if (undoSteps.empty())
+template <class Replay>
+bool HeadlessUndoHold::replayStep(std::vector<Step>& from, std::vector<Step>& to, Replay&& replay) {
+    if (from.empty())
         return false;
-    Step step = std::move(undoSteps.back());
-    undoSteps.pop_back();
+    Step step = std::move(from.back());
+    from.pop_back();
     restoring = true;
-    for (auto it = step.records.rbegin(); it != step.records.rend(); ++it)
-        (*it)->Restore(true);
+    replay(step);
     restoring = false;
-    redoSteps.push_back(std::move(step));
+    to.push_back(std::move(step));
     return true;
 }
 
+bool HeadlessUndoHold::Undo() {
+    return replayStep(undoSteps, redoSteps, [](Step& step) {
+        for (auto it = step.records.rbegin(); it != step.records.rend(); ++it)
+            (*it)->Restore(true);
+    });
+}
+
 bool HeadlessUndoHold::Redo() {
-    if (redoSteps.empty())
-        return false;
-    Step step = std::move(redoSteps.back());
-    redoSteps.pop_back();
-    restoring = true;
-    for (auto& record : step.records)
-        record->Redo();
-    restoring = false;
-    undoSteps.push_back(std::move(step));
-    return true;
+    return replayStep(redoSteps, undoSteps, [](Step& step) {
+        for (auto& record : step.records)
+            record->Redo();
+    });
 }

@@ -42,6 +42,11 @@ private:
     int suspended = 0;
     bool restoring = false;
     std::vector<std::unique_ptr<RestoreObj>> open;
+    // Moves the last step of `from` to `to`, replaying its records on the way; false when
+    // `from` is empty.
+    template <class Replay>
+    bool replayStep(std::vector<Step>& from, std::vector<Step>& to, Replay&& replay);
+
     std::vector<Step> undoSteps;
     std::vector<Step> redoSteps;
 };

@@ -1,12 +1,23 @@
 #include "host/headless/PanelDriver.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <initializer_list>
 #include <stdexcept>
 
 namespace {
 
 std::string describe(int id) {
     return "control " + std::to_string(id);
+}
+
+// Whether a user can give input to control `id` now; a control of none of the `kinds` the
+// action works on is a mistake of the caller.
+bool takesInput(const HeadlessWindow& w, int id, const HeadlessControl& c,
+                std::initializer_list<ControlKind> kinds, const char* kindName) {
+    if (std::find(kinds.begin(), kinds.end(), c.kind) == kinds.end())
+        throw std::invalid_argument(describe(id) + " is not " + kindName);
+    return w.IsEnabled(id) && c.visible;
 }
 
 } // namespace
@@ -71,9 +82,7 @@ void PanelDriver::press(int id, bool shift) {
 void PanelDriver::type(int id, const WStr& text) {
     HeadlessWindow* w = nullptr;
     HeadlessControl& c = usable(id, w);
-    if (c.kind != ControlKind::Edit)
-        throw std::invalid_argument(describe(id) + " is not an edit");
-    if (!w->IsEnabled(id) || !c.visible)
+    if (!takesInput(*w, id, c, {ControlKind::Edit}, "an edit"))
         return;
     if (c.spinnerId == 0) {
         c.text = text;
@@ -99,9 +108,7 @@ void PanelDriver::drag(int spinnerId, float value, bool accept, bool shift) {
 void PanelDriver::drag(int spinnerId, const std::vector<float>& path, bool accept, bool shift) {
     HeadlessWindow* w = nullptr;
     HeadlessControl& c = usable(spinnerId, w);
-    if (c.kind != ControlKind::Spinner)
-        throw std::invalid_argument(describe(spinnerId) + " is not a spinner");
-    if (!w->IsEnabled(spinnerId) || !c.visible)
+    if (!takesInput(*w, spinnerId, c, {ControlKind::Spinner}, "a spinner"))
         return;
     withShift(shift, [&] {
         w->Send({CC_SPINNER_BUTTONDOWN, spinnerId, 0});
@@ -117,9 +124,8 @@ void PanelDriver::drag(int spinnerId, const std::vector<float>& path, bool accep
 void PanelDriver::choose(int id, int row, bool shift) {
     HeadlessWindow* w = nullptr;
     HeadlessControl& c = usable(id, w);
-    if (c.kind != ControlKind::ComboBox && c.kind != ControlKind::ListBox)
-        throw std::invalid_argument(describe(id) + " is not a list");
-    if (!w->IsEnabled(id) || !c.visible || row < 0 || row >= static_cast<int>(c.rows.size()))
+    if (!takesInput(*w, id, c, {ControlKind::ComboBox, ControlKind::ListBox}, "a list") ||
+        row < 0 || row >= static_cast<int>(c.rows.size()))
         return;
     withShift(shift, [&] {
         if (w->BindingOf(c) != nullptr) {
@@ -142,9 +148,7 @@ void PanelDriver::mark(int id, std::initializer_list<int> rows) {
 void PanelDriver::mark(int id, const std::vector<int>& rows) {
     HeadlessWindow* w = nullptr;
     HeadlessControl& c = usable(id, w);
-    if (c.kind != ControlKind::ListBox)
-        throw std::invalid_argument(describe(id) + " is not a list box");
-    if (!w->IsEnabled(id) || !c.visible)
+    if (!takesInput(*w, id, c, {ControlKind::ListBox}, "a list box"))
         return;
     for (HeadlessListRow& r : c.rows)
         r.marked = false;
