@@ -8,6 +8,7 @@
 
 #include "host/Assets.h"
 #include "host/HostTime.h"
+#include "host/Listener.h"
 #include "host/Materials.h"
 #include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
@@ -28,6 +29,8 @@ public:
     virtual ::Assets& Assets() = 0;
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
+    // Where script output and reports are printed.
+    virtual ::Listener& Listener() = 0;
 
     // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must
     // outlive the block.

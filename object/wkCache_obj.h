@@ -13,6 +13,7 @@
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
+#include "host/FPInterface.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
 #include "host/ParamBlock.h"
@@ -23,6 +24,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -89,7 +91,8 @@ public:
     // per group, the frame of Set Frame) in step with the list. False for an unknown group, or
     // a name that is empty or in use; a change to what is already there holds nothing and
     // answers true.
-    bool addGroup(const WStr& name);
+    // withSelection: the new group takes the elements of the element selection.
+    bool addGroup(const WStr& name, bool withSelection = false);
     bool removeGroup(const WStr& name);
     void removeAllGroups();
     bool renameGroup(const WStr& name, const WStr& newName);
@@ -99,6 +102,29 @@ public:
     bool setGroupMode(const WStr& name, int mode);
     bool setGroupByAge(const WStr& name, bool on);
     bool setGroupByDistance(const WStr& name, bool on);
+    // The settings of the Per-Element Control rollout and of scripts (wkCache_objGroupSettings).
+    bool setGroupEnabled(const WStr& name, bool on);
+    bool setGroupRespectActivation(const WStr& name, bool on);
+    bool setGroupOffset(const WStr& name, float frames);
+    bool setGroupDeleteAge(const WStr& name, float frames);
+    bool setGroupDeleteDistance(const WStr& name, float distance);
+    // The 0-based material id, clamped to 0..98 (ids 1 to 99 as users see them).
+    bool setGroupMaterial(const WStr& name, int materialIndex);
+    // add: merged into the group's elements; unique: taken from every other group.
+    bool setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements, bool add,
+                          bool unique);
+    bool removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements);
+    // Selects the group; false if it does not exist or is selected already.
+    bool selectGroup(const WStr& name);
+
+    // ---- Element selection (0-based indices, possibly beyond the element count)
+    const std::set<std::uint32_t>& getElementSelection() const { return elementSelection; }
+    // Replaces it; a running hold receives the state before, none is started here.
+    void setElementSelection(std::set<std::uint32_t> selection);
+
+    // ---- Script interfaces: the interface `id` of this object, made at the first request by
+    // the maker its implementation registered; null if there is none.
+    FPInterface* GetInterface(Interface_ID id);
 
     // ---- wkCacheRecordTarget
     SceneObject& recordObject() override { return *this; }
@@ -149,13 +175,17 @@ public:
 private:
     class NodeListRestore;
     class Restore_Groups;
+    class Restore_Selection;
 
     // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
     bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
                         bool invalidate);
     // A setting of one group: `change` applies it and answers whether anything changed.
+    // The mesh is made stale when `shows` says the changed group can show the change; by
+    // default when the group is enabled.
     bool setGroupSetting(const WStr& name, const wchar_t* label,
-                         const std::function<bool(wkCacheGroup&)>& change);
+                         const std::function<bool(wkCacheGroup&)>& change,
+                         const std::function<bool(const wkCacheGroup&)>& shows = {});
 
     void setRendering(bool on);
     // The status line's text for the cache at `path` (resolved already).
@@ -175,6 +205,8 @@ private:
     std::unique_ptr<IParamBlock2> parameters;
     std::unique_ptr<MatrixControl> gizmoControl;
     std::unique_ptr<wkCachePlaybackState> playback;
+    std::set<std::uint32_t> elementSelection;
+    std::vector<std::pair<Interface_ID, std::unique_ptr<FPInterface>>> interfaces;
     wkCacheProgressState progress;
     Mesh mesh;
     Interval meshValid;

@@ -58,7 +58,7 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
     return true;
 }
 
-bool wkCache_obj::addGroup(const WStr& name) {
+bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
     wkCacheGroupList& groups = playback->groups;
     if (name.IsEmpty() || groups.contains(name))
         return false;
@@ -67,6 +67,8 @@ bool wkCache_obj::addGroup(const WStr& name) {
         [&] {
             if (!groups.addGroup(name))
                 return false;
+            if (withSelection)
+                groups.at(groups.count() - 1).elements = elementSelection;
             // The new group's entry of the Set Frame table, at 0 now.
             const int entry = groups.count() - 1;
             const int missing = groups.count() - parameters->Count(elementFrames);
@@ -138,7 +140,8 @@ bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
 }
 
 bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
-                                  const std::function<bool(wkCacheGroup&)>& change) {
+                                  const std::function<bool(wkCacheGroup&)>& change,
+                                  const std::function<bool(const wkCacheGroup&)>& shows) {
     wkCacheGroupList& groups = playback->groups;
     const int index = groups.find(name);
     if (index < 0)
@@ -146,14 +149,14 @@ bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
     wkCacheGroup changed = groups.at(index);
     if (!change(changed))
         return true; // the same value: nothing to hold
-    const bool shows = changed.enabled;
+    const bool visible = shows ? shows(changed) : changed.enabled;
     return groupOperation(
         label,
         [&] {
             groups.at(index) = std::move(changed);
             return true;
         },
-        shows);
+        visible);
 }
 
 bool wkCache_obj::setGroupMode(const WStr& name, int mode) {

@@ -11,6 +11,10 @@ PACKAGES=(
     nlohmann-json3-dev # the wkcache tool's JSON output
     libgtest-dev       # unit tests
     libbenchmark-dev   # benchmarks
+    python3-dev        # the Python module wkcache
+    pybind11-dev
+    python3-numpy
+    python3-pytest     # its tests
 )
 
 installed() {

@@ -7,6 +7,7 @@
 
 #include "host/Host.h"
 #include "host/headless/HeadlessAssets.h"
+#include "host/headless/HeadlessListener.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
 #include "host/headless/HeadlessParamBlock.h"
@@ -25,6 +26,7 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    HeadlessListener& Listener() override { return listener; }
     std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
                                                    ReferenceMaker& owner) override {
         return std::make_unique<HeadlessParamBlock>(desc, owner);
@@ -43,6 +45,7 @@ private:
     HeadlessMaterials materials;
     HeadlessAssets assets;
     HeadlessUserInterface ui;
+    HeadlessListener listener;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
 };
