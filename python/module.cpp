@@ -5,6 +5,8 @@
 #include "python/py_scene.h"
 #include "python/py_values.h"
 
+#include <pybind11/eval.h>
+
 namespace py = pybind11;
 
 PYBIND11_MODULE(wkcache, m) {
@@ -46,14 +48,14 @@ Example::
     m.add_object("ScriptError", py::handle(wkpy::ScriptErrorType));
 
     // CacheError(status_text, code): the reader's status text and numeric status.
-    py::exec(R"(
+    py::exec(R"py(
 class CacheError(Exception):
     """A cache file the reader cannot read: status_text is the reader's text, code its status."""
     def __init__(self, status_text, code):
         super().__init__(f"{status_text} (status {code})")
         self.status_text = status_text
         self.code = code
-)",
+)py",
              m.attr("__dict__"));
     m.attr("CacheError").attr("__module__") = "wkcache";
     wkpy::CacheErrorType = m.attr("CacheError").ptr();

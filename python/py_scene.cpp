@@ -74,9 +74,8 @@ template <class F> auto withHost(SceneState& s, F&& f) {
 
 wkCache_obj* cacheObjectOf(INode* node) {
     SceneObject* object = node ? node->GetObjectRef() : nullptr;
-    return object && object->ClassID() == wkCache_obj::kClassID
-               ? static_cast<wkCache_obj*>(object)
-               : nullptr;
+    return object && object->ClassID() == wkCache_obj::kClassID ? static_cast<wkCache_obj*>(object)
+                                                                : nullptr;
 }
 
 py::object nodeObject(const Scene& scene, INode* node) {
@@ -120,7 +119,7 @@ py::object getParam(const ParamsRef& p, const py::object& key) {
                 items.append(def.type == TYPE_INODE_TAB
                                  ? fromValue(Value(block.GetINode(def.id, t, i)), o.scene)
                                  : py::cast(block.GetFloat(def.id, t, i)));
-            return std::move(items);
+            return items;
         }
         switch (def.type) {
         case TYPE_FLOAT:
@@ -156,7 +155,8 @@ void setParam(const ParamsRef& p, const py::object& key, const py::object& value
                 o.scene->host.Assets().GetAsset(wide(value.cast<std::string>()), def.assetType));
             break;
         case TYPE_INODE:
-            written = block.SetValue(def.id, t, value.is_none() ? nullptr : value.cast<NodeRef&>().node);
+            written =
+                block.SetValue(def.id, t, value.is_none() ? nullptr : value.cast<NodeRef&>().node);
             break;
         case TYPE_INODE_TAB:
         case TYPE_FLOAT_TAB:
@@ -206,8 +206,9 @@ py::dict meshArrays(const Mesh& mesh) {
 // One line on each function of the interface, for help().
 const std::map<std::string, const char*>& functionHelp() {
     static const std::map<std::string, const char*> help{
-        {"record", "Records the object's nodes into fileName (\".wkc\" added unless it ends in it), "
-                   "or into its own file; True when a file was written and loaded."},
+        {"record",
+         "Records the object's nodes into fileName (\".wkc\" added unless it ends in it), "
+         "or into its own file; True when a file was written and loaded."},
         {"getElementNames", "[[index, name], ...] of the elements whose names match the pattern "
                             "(\"*\" when none), ignoring case; indices 0-based."},
         {"getElementSelection", "The element selection as a BitArray, 1-based."},
@@ -220,7 +221,8 @@ const std::map<std::string, const char*>& functionHelp() {
         {"renameGroup", "Renames the group; False if there is none of that name."},
         {"getSelectedGroup", "The name of the selected group, or \"\"."},
         {"setSelectedGroup", "Selects the group; False if it is selected already."},
-        {"getGroupMode", "The group's action: delete, holdin, holdout, delay, setframe or setmatid."},
+        {"getGroupMode",
+         "The group's action: delete, holdin, holdout, delay, setframe or setmatid."},
         {"setGroupMode", "Sets the group's action by its name, in any case."},
         {"getGroupElements", "The group's elements as a BitArray, 1-based."},
         {"setGroupElements", "Replaces the group's elements by these 1-based indices."},
@@ -371,8 +373,8 @@ std::string fnsHelp() {
         "text.\n\nFunctions:\n";
     for (const FPFunctionDef& f : wkCache_mxs::Desc().functions) {
         const auto it = functionHelp().find(utf8(f.name));
-        text += "  " + signature(f) + "\n      " +
-                (it != functionHelp().end() ? it->second : "") + "\n";
+        text += "  " + signature(f) + "\n      " + (it != functionHelp().end() ? it->second : "") +
+                "\n";
     }
     text += "\nRead-only properties:\n";
     for (const FPPropDef& p : wkCache_mxs::Desc().props)
@@ -466,7 +468,8 @@ undo history in which each script call that changes an object is one step.)")
                     INode* node = s->host.Nodes().CreateObjectNode(std::move(made));
                     node->SetName(wide(name));
                     if (file)
-                        object->setFileName(s->host.Assets().GetAsset(wide(*file), kAssetTypeCache));
+                        object->setFileName(
+                            s->host.Assets().GetAsset(wide(*file), kAssetTypeCache));
                     return CacheObjectRef{s, node};
                 });
             },
@@ -499,7 +502,8 @@ undo history in which each script call that changes an object is one step.)")
             "The node's cache object, or None when it holds another kind.")
         .def("__eq__", [](const NodeRef& a, const NodeRef& b) { return a.node == b.node; })
         .def("__hash__", [](const NodeRef& n) { return std::hash<INode*>()(n.node); })
-        .def("__repr__", [](const NodeRef& n) { return "<wkcache.Node '" + utf8(n.node->GetName()) + "'>"; });
+        .def("__repr__",
+             [](const NodeRef& n) { return "<wkcache.Node '" + utf8(n.node->GetName()) + "'>"; });
 
     py::class_<ControllerRef>(m, "Controller", "An animation controller of a scene.")
         .def("__eq__",
@@ -511,7 +515,10 @@ undo history in which each script call that changes an object is one step.)")
 number); ``mesh(time)`` gives its mesh at a time as numpy arrays; ``fns`` is its script
 interface WK_Cache_Fns.)")
         .def_property_readonly(
-            "node", [](const CacheObjectRef& o) { return NodeRef{o.scene, o.node}; },
+            "node",
+            [](const CacheObjectRef& o) {
+                return NodeRef{o.scene, o.node};
+            },
             "The node that holds the object.")
         .def_property_readonly(
             "params", [](const CacheObjectRef& o) { return ParamsRef{o}; },

@@ -98,11 +98,12 @@ py::object fromValue(const Value& v, const std::shared_ptr<SceneState>& scene) {
     py::list items;
     for (const Value& item : v.get<Value::Array>())
         items.append(fromValue(item, scene));
-    return std::move(items);
+    return items;
 }
 
 void bindValues(py::module_& m) {
-    py::class_<BitArray>(m, "BitArray", R"(A set of element indices, shown 1-based as the script shows it.
+    py::class_<BitArray>(m, "BitArray",
+                         R"(A set of element indices, shown 1-based as the script shows it.
 
 Iterating yields the 1-based indices of the set bits; ``size`` is the number of bits, set or
 not; ``len()`` the number of set bits. Built from 1-based indices: ``BitArray([1, 3])`` holds
@@ -112,10 +113,7 @@ the elements that ``getElementNames`` lists as 0 and 2.)")
              "A BitArray with the bits of these 1-based indices set, sized to the largest.")
         .def_property_readonly("size", &BitArray::GetSize, "The number of bits, set or not.")
         .def("__len__", &BitArray::NumberSet)
-        .def("__iter__",
-             [](const BitArray& b) {
-                 return py::iter(py::cast(setIndices(b)));
-             })
+        .def("__iter__", [](const BitArray& b) { return py::iter(py::cast(setIndices(b))); })
         .def("__contains__",
              [](const BitArray& b, int index) {
                  return index >= 1 && index <= b.GetSize() && b[index - 1] != 0;

@@ -23,5 +23,5 @@ def recorded(tmp_path):
     """(scene, cache object) after recording falling_boxes.json into tmp_path/boxes.wkc."""
     scene = wkcache.Scene(str(SCENES / "falling_boxes.json"))
     obj = scene.cache_objects[0]
-    assert obj.fns.record(str(tmp_path / "boxes")) is True
+    assert obj.fns.record(fileName=str(tmp_path / "boxes")) is True
     return scene, obj

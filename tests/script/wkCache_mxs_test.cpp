@@ -59,8 +59,8 @@ TEST(ScriptValueText, AsTheScriptPrintsIt) {
         const wchar_t* text;
     } cases[] = {
         {Value(Value::Array{Value(std::int32_t{1}), Value(WStr(L"a"))}), L"#(1, \"a\")"},
-        {Value(Value::Array{Value(std::int32_t{1}), Value(std::int32_t{2}),
-                            Value(std::int32_t{3}), Value(std::int32_t{5})})
+        {Value(Value::Array{Value(std::int32_t{1}), Value(std::int32_t{2}), Value(std::int32_t{3}),
+                            Value(std::int32_t{5})})
              .toBitArray(),
          L"#{1..3, 5}"},
         {Value(ScriptName{L"delete"}), L"#delete"},
