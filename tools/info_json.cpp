@@ -13,6 +13,8 @@ Json channelObject(const std::map<std::int32_t, std::int32_t>& channels) {
     return object;
 }
 
+} // namespace
+
 Json elementBlock(wkCacheReader& reader) {
     WelkardTools::wkCacheElementFrames& store = reader.getFrameStore();
     if (reader.getVersion() != 3 || !store.parseBlockHead(reader.fileName()))
@@ -24,8 +26,6 @@ Json elementBlock(wkCacheReader& reader) {
                 {"elementPointCounts", store.elementPointCounts},
                 {"keyFrames", store.keyFrames}};
 }
-
-} // namespace
 
 Json infoJson(wkCacheReader& reader) {
     Json info{{"status", reader.status()},

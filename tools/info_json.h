@@ -11,5 +11,7 @@
 namespace wkcli {
 
 Json infoJson(WelkardTools::wkCacheReader& reader);
+// The head of a version 3 file's element block, or null when it has none.
+Json elementBlock(WelkardTools::wkCacheReader& reader);
 
 } // namespace wkcli
