@@ -96,7 +96,7 @@ struct BenchPlayback {
     }
 
     wkCacheReader reader;
-    wkCachePlaybackState state;
+    wkCacheFrameState state;
     wkCacheFrameTimes times;
     Mesh out;
     std::vector<Matrix3> markers;

@@ -9,6 +9,7 @@
 #include "host/headless/HeadlessHost.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "object/wkCache_obj.h"
+#include "tools/module_objects.h"
 #include "recording/RecordCache.h"
 
 #include <benchmark/benchmark.h>
@@ -44,7 +45,7 @@ struct BenchScene {
         ScopedHost installed(host);
         host.Time().SetAnimRange(Interval(0, 160 * (kSamples - 1)));
         HeadlessScene& scene = host.Nodes();
-        cache = scene.Add(std::make_unique<wkCache_obj>());
+        cache = scene.Add(NewCacheObject(host));
         scene.CreateNode(L"Recorder", cache);
         wkCacheRecordParams params;
         params.recStart = 0;

@@ -22,9 +22,9 @@
 #pragma once
 
 #include "cachefile/wkCacheBase.h"
+#include "cachefile/wkCacheElementFrames.h"
 #include "cachefile/wkCacheHeader.h"
 #include "cachefile/wkCacheIndex.h"
-#include "elements/wkCacheElementFrames.h"
 #include "host/Box3.h"
 #include "host/Materials.h"
 #include "host/Matrix3.h"

@@ -17,12 +17,12 @@
 // construction. Host exceptions from step 4 of write() on become status 5.
 #pragma once
 
+#include "cachefile/NodeCapture.h"
+#include "cachefile/RecordSpans.h"
 #include "cachefile/wkCacheBase.h"
 #include "host/INode.h"
 #include "host/Materials.h"
 #include "host/Matrix3.h"
-#include "recording/NodeCapture.h"
-#include "recording/RecordSpans.h"
 
 #include <cstdint>
 #include <memory>

@@ -28,18 +28,6 @@ struct Catch {
     wkCacheTrigger trigger;
 };
 
-// Ends the progress on every way out, a throwing trigger source included.
-class ProgressScope {
-public:
-    explicit ProgressScope(wkCacheProgress& progress_) : progress(progress_) { progress.begin(); }
-    ~ProgressScope() { progress.end(); }
-    ProgressScope(const ProgressScope&) = delete;
-    ProgressScope& operator=(const ProgressScope&) = delete;
-
-private:
-    wkCacheProgress& progress;
-};
-
 // An element not caught yet, with its rest position beside it so that a step walks one array.
 struct Pending {
     Point3 rest;
@@ -167,7 +155,7 @@ bool ScanActivation(const std::vector<Point3>& restPositions, const wkCacheTrigg
                     wkCacheProgress& progress) {
     if (restPositions.size() != elements.size())
         return false;
-    const ProgressScope scope(progress);
+    const wkCacheProgressScope scope(progress);
     std::vector<Catch> catches(elements.size());
     if (!scanRange(restPositions, trigger, range, elements, catches, progress)) {
         // A cancelled scan leaves no half table behind: the cache plays as with no trigger.

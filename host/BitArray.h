@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <vector>
 
+class ISave;
+class ILoad;
+
 class BitArray {
 public:
     BitArray() = default;
@@ -34,6 +37,12 @@ public:
     BitArray operator~() const;
     // Same size and same bits.
     bool operator==(const BitArray& b) const = default;
+
+    // Stored form: uint32 bit count, then (count + 31) / 32 little-endian uint32 words, bit i
+    // in bit i % 32 of word i / 32. Load answers IO_ERROR, with the array empty, for a count
+    // that the chunk's bytes cannot back.
+    int Save(ISave& save) const;
+    int Load(ILoad& load);
 
 private:
     void clearTail();

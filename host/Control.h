@@ -6,6 +6,8 @@
 #include "host/Reference.h"
 #include "host/Time.h"
 
+#include <memory>
+
 // A float controller: the value of an animated parameter at each time.
 class Control : public ReferenceTarget {
 public:
@@ -20,4 +22,6 @@ public:
     // The controller's transform at t applied to `tm`, as the host evaluates it relative to a
     // parent: from an identity matrix it gives the controller's own matrix.
     virtual void GetValue(TimeValue t, Matrix3& tm) const = 0;
+    // A copy with the same animation, referenced by `newOwner` (the clone of an object).
+    virtual std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const = 0;
 };

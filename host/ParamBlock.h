@@ -38,6 +38,17 @@ inline constexpr std::uint32_t P_ANIMATABLE = 0x1;
 inline constexpr std::uint32_t P_RESET_DEFAULT = 0x20;
 inline constexpr std::uint32_t P_VARIABLE_SIZE = 0x1000;
 
+// Decides whether a node may be given to a node parameter; a refused node leaves the parameter
+// unchanged.
+class PBValidator {
+public:
+    virtual ~PBValidator() = default;
+    virtual bool Validate(INode* node) = 0;
+};
+
+// The option tag that installs a validator.
+inline constexpr std::uint32_t p_validator = 0xC0000004;
+
 // One row of a block description. Numbers are kept as floats for float-like types and as
 // integers for int and bool; `hasRange` is false where the parameter has none.
 struct ParamDef {
@@ -54,6 +65,7 @@ struct ParamDef {
     int rangeLowInt = 0;
     int rangeHighInt = 0;
     int assetType = 0; // TYPE_FILENAME only
+    PBValidator* validator = nullptr; // TYPE_INODE and TYPE_INODE_TAB, installed at run time
 
     bool IsAnimatable() const { return (flags & P_ANIMATABLE) != 0; }
     bool IsTable() const { return type == TYPE_INODE_TAB || type == TYPE_FLOAT_TAB; }
@@ -74,6 +86,9 @@ struct ParamBlockDesc2 {
 
     // The row of `id`, or null.
     const ParamDef* GetParamDef(ParamID id) const;
+    // Sets an option of a row at run time; only p_validator is known. False for an unknown id
+    // or tag.
+    bool ParamOption(ParamID id, std::uint32_t tag, PBValidator* validator);
 };
 
 class IParamBlock2 : public ReferenceTarget {

@@ -14,6 +14,11 @@ public:
     virtual void Restore(bool isUndo) = 0;
     // Makes the change again after a Restore.
     virtual void Redo() = 0;
+    // The hold that took the record has been accepted or cancelled.
+    virtual void EndHold() {}
+    // What the host's undo list shows of the record: its size in bytes and a description.
+    virtual int Size() const { return 0; }
+    virtual WStr Description() const { return WStr(); }
 };
 
 class UndoHold {

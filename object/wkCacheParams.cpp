@@ -1,5 +1,7 @@
 #include "object/wkCacheParams.h"
 
+#include <type_traits>
+
 namespace {
 
 using namespace wkCacheParam;
@@ -24,25 +26,22 @@ ParamDef row(ParamID id, const char* name, ParamType2 type, std::uint32_t flags,
     return def;
 }
 
-// float and world float
-ParamDef floatRow(ParamID id, const char* name, ParamType2 type, std::uint32_t flags, int label,
-                  float defaultValue, float low, float high) {
+// A row with a range: float and world float take the float fields; int, and the bools that
+// hold a choice of several, the int fields.
+template <class T>
+ParamDef rangedRow(ParamID id, const char* name, ParamType2 type, std::uint32_t flags, int label,
+                   T defaultValue, T low, T high) {
     ParamDef def = row(id, name, type, flags, label);
-    def.defaultFloat = defaultValue;
     def.hasRange = true;
-    def.rangeLowFloat = low;
-    def.rangeHighFloat = high;
-    return def;
-}
-
-// int, and the bools that hold a choice of several
-ParamDef intRow(ParamID id, const char* name, ParamType2 type, std::uint32_t flags, int label,
-                int defaultValue, int low, int high) {
-    ParamDef def = row(id, name, type, flags, label);
-    def.defaultInt = defaultValue;
-    def.hasRange = true;
-    def.rangeLowInt = low;
-    def.rangeHighInt = high;
+    if constexpr (std::is_same_v<T, float>) {
+        def.defaultFloat = defaultValue;
+        def.rangeLowFloat = low;
+        def.rangeHighFloat = high;
+    } else {
+        def.defaultInt = defaultValue;
+        def.rangeLowInt = low;
+        def.rangeHighInt = high;
+    }
     return def;
 }
 
@@ -64,22 +63,22 @@ ParamBlockDesc2 makeDesc() {
     file.assetType = kAssetTypeCache;
 
     desc.params = {
-        floatRow(iconSize, "iconSize", TYPE_WORLD, kPlain, 6, 0.0f, 0.0f, kFloatLimit),
+        rangedRow(iconSize, "iconSize", TYPE_WORLD, kPlain, 6, 0.0f, 0.0f, kFloatLimit),
         row(nodes, "nodes", TYPE_INODE_TAB, P_VARIABLE_SIZE, 8),
         file,
-        intRow(playStart, "playStart", TYPE_INT, kPlain, 10, 0, -kWholeLimit, kWholeLimit),
-        floatRow(playSpeed, "playSpeed", TYPE_FLOAT, kAnimated, 11, 1.0f, -kFloatLimit,
-                 kFloatLimit),
-        intRow(playFPS, "playFPS", TYPE_INT, kAnimated, 1017, 30, 1, 999999),
-        intRow(playSpeedSteps, "playSpeedSteps", TYPE_INT, kPlain, 65, 0, 0, 3),
-        intRow(scaleUnitsFrom, "scaleUnitsFrom", TYPE_INT, kPlain, 2026, 0, 0, 6),
-        intRow(scaleUnitsTo, "scaleUnitsFrom", TYPE_INT, kPlain, 2027, 0, 0, 6),
+        rangedRow(playStart, "playStart", TYPE_INT, kPlain, 10, 0, -kWholeLimit, kWholeLimit),
+        rangedRow(playSpeed, "playSpeed", TYPE_FLOAT, kAnimated, 11, 1.0f, -kFloatLimit,
+                  kFloatLimit),
+        rangedRow(playFPS, "playFPS", TYPE_INT, kAnimated, 1017, 30, 1, 999999),
+        rangedRow(playSpeedSteps, "playSpeedSteps", TYPE_INT, kPlain, 65, 0, 0, 3),
+        rangedRow(scaleUnitsFrom, "scaleUnitsFrom", TYPE_INT, kPlain, 2026, 0, 0, 6),
+        rangedRow(scaleUnitsTo, "scaleUnitsFrom", TYPE_INT, kPlain, 2027, 0, 0, 6),
         boolRow(playReverse, "playReverse", 97, 0),
         boolRow(playUseGraph, "playUseGraph", 25, 0),
-        floatRow(playFrame, "playFrame", TYPE_FLOAT, kAnimated, 26, 0.0f, -9999999.0f, 9999999.0f),
-        floatRow(scaleUnits, "scaleUnits", TYPE_FLOAT, kAnimated, 2018, 1.0f, 1e-07f, kFloatLimit),
-        intRow(playInORT, "playInORT", TYPE_INT, kPlain, 27, 1, 0, 3),
-        intRow(playOutORT, "playOutORT", TYPE_INT, kPlain, 28, 1, 0, 3),
+        rangedRow(playFrame, "playFrame", TYPE_FLOAT, kAnimated, 26, 0.0f, -9999999.0f, 9999999.0f),
+        rangedRow(scaleUnits, "scaleUnits", TYPE_FLOAT, kAnimated, 2018, 1.0f, 1e-07f, kFloatLimit),
+        rangedRow(playInORT, "playInORT", TYPE_INT, kPlain, 27, 1, 0, 3),
+        rangedRow(playOutORT, "playOutORT", TYPE_INT, kPlain, 28, 1, 0, 3),
         boolRow(vpWireframe, "vpWireframe", 13, 0),
         boolRow(vpBoxMode, "vpBoxMode", 14, 0),
         boolRow(vpInterpolate, "vpInterpolate", 18, 1),
@@ -90,29 +89,30 @@ ParamBlockDesc2 makeDesc() {
         boolRow(rendBoxMode, "rendBoxMode", 21, 0),
         boolRow(rendInterpolate, "rendInterpolate", 22, 1),
         boolRow(rendApplyMatID, "rendApplyMatID", 23, 0),
-        intRow(rendMatID, "rendMatID", TYPE_INT, kPlain, 24, 99, 1, 99),
+        rangedRow(rendMatID, "rendMatID", TYPE_INT, kPlain, 24, 99, 1, 99),
         boolRow(rendDontDelete, "rendDontDelete", 39, 0),
-        intRow(recStart, "recStart", TYPE_INT, kPlain, 36, 0, -kWholeLimit, kWholeLimit),
-        intRow(recEnd, "recEnd", TYPE_INT, kPlain, 37, 0, -kWholeLimit, kWholeLimit),
-        floatRow(recStep, "recStep", TYPE_FLOAT, kPlain, 38, 1.0f, 0.001f, kFloatLimit),
+        rangedRow(recStart, "recStart", TYPE_INT, kPlain, 36, 0, -kWholeLimit, kWholeLimit),
+        rangedRow(recEnd, "recEnd", TYPE_INT, kPlain, 37, 0, -kWholeLimit, kWholeLimit),
+        rangedRow(recStep, "recStep", TYPE_FLOAT, kPlain, 38, 1.0f, 0.001f, kFloatLimit),
         boolRow(recSaveMaterial, "recSaveMaterial", 70, 1),
-        intRow(loadTypeLocal, "loadTypeLocal", TYPE_INT, kPlain, 40, 0, 0, 2),
-        intRow(loadTypeSlave, "loadTypeSlave", TYPE_INT, kPlain, 41, 0, 0, 1),
+        rangedRow(loadTypeLocal, "loadTypeLocal", TYPE_INT, kPlain, 40, 0, 0, 2),
+        rangedRow(loadTypeSlave, "loadTypeSlave", TYPE_INT, kPlain, 41, 0, 0, 1),
         row(elementFrames, "elementFrames", TYPE_FLOAT_TAB, kElementFramesFlags, 86),
-        intRow(triggerMode, "triggerMode", TYPE_BOOL, kPlain, 88, 0, 0, 2),
+        rangedRow(triggerMode, "triggerMode", TYPE_BOOL, kPlain, 88, 0, 0, 2),
         row(triggerOmni, "triggerOmni", TYPE_INODE, kPlain, 92),
         boolRow(triggerInteractive, "triggerInteractive", 93, 1),
-        intRow(explodeStart, "explodeStart", TYPE_INT, kPlain, 115, 0, -kWholeLimit, kWholeLimit),
-        intRow(explodeEnd, "explodeEnd", TYPE_INT, kPlain, 116, 0, -kWholeLimit, kWholeLimit),
-        floatRow(explodeStep, "explodeStep", TYPE_FLOAT, kPlain, 117, 1.0f, 0.001f, kFloatLimit),
+        rangedRow(explodeStart, "explodeStart", TYPE_INT, kPlain, 115, 0, -kWholeLimit,
+                  kWholeLimit),
+        rangedRow(explodeEnd, "explodeEnd", TYPE_INT, kPlain, 116, 0, -kWholeLimit, kWholeLimit),
+        rangedRow(explodeStep, "explodeStep", TYPE_FLOAT, kPlain, 117, 1.0f, 0.001f, kFloatLimit),
         boolRow(explodeReduce, "explodeReduce", 119, 1),
-        floatRow(explodeReduceStep, "explodeReduceStep", TYPE_FLOAT, kPlain, 120, 1.0f, 0.001f,
-                 kFloatLimit),
-        floatRow(explodeReduceThresh, "explodeReduceThresh", TYPE_FLOAT, kPlain, 121, 0.02f, 0.001f,
-                 kFloatLimit),
+        rangedRow(explodeReduceStep, "explodeReduceStep", TYPE_FLOAT, kPlain, 120, 1.0f, 0.001f,
+                  kFloatLimit),
+        rangedRow(explodeReduceThresh, "explodeReduceThresh", TYPE_FLOAT, kPlain, 121, 0.02f,
+                  0.001f, kFloatLimit),
         boolRow(explodeSelectedOnly, "explodeSelectedOnly", 118, 0),
-        intRow(triggerSteps, "triggerSteps", TYPE_INT, kPlain, 124, 0, 0, 3),
-        intRow(explodeTo, "explodeTo", TYPE_BOOL, kPlain, 125, 0, 0, 3),
+        rangedRow(triggerSteps, "triggerSteps", TYPE_INT, kPlain, 124, 0, 0, 3),
+        rangedRow(explodeTo, "explodeTo", TYPE_BOOL, kPlain, 125, 0, 0, 3),
         row(explodeToNode, "explodeToNode", TYPE_INODE, kPlain, 126),
         boolRow(recClearNodeList, "recClearNodeList", 152, 1),
         boolRow(pb_recWriteTransform, "pb_recWriteTransform", 2003, 1),
@@ -125,7 +125,7 @@ ParamBlockDesc2 makeDesc() {
 
 } // namespace
 
-const ParamBlockDesc2& wkCacheParamBlockDesc() {
-    static const ParamBlockDesc2 desc = makeDesc();
+ParamBlockDesc2& wkCacheParamBlockDesc() {
+    static ParamBlockDesc2 desc = makeDesc();
     return desc;
 }

@@ -71,4 +71,4 @@ inline constexpr int kParamCount = 52;
 
 // The block description: block id 0, "params", in the order of declaration (which is not the
 // order of the ids). One instance for the process, made on first use.
-const ParamBlockDesc2& wkCacheParamBlockDesc();
+ParamBlockDesc2& wkCacheParamBlockDesc();

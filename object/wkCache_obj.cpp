@@ -4,6 +4,7 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 #include "playback/wkCacheUnitScale.h"
 #include "recording/RecordCache.h"
 
@@ -47,6 +48,13 @@ wkCache_obj::wkCache_obj(bool loading)
 
 wkCache_obj::~wkCache_obj() {
     theCacheRegistry.releaseClient(playback.get());
+    // The shared description must not keep validators that point to this object.
+    ParamBlockDesc2& desc = wkCacheParamBlockDesc();
+    if (desc.GetParamDef(nodes)->validator == &nodesValidator) {
+        desc.ParamOption(nodes, p_validator, nullptr);
+        desc.ParamOption(triggerOmni, p_validator, nullptr);
+        desc.ParamOption(explodeToNode, p_validator, nullptr);
+    }
 }
 
 // ---- Render
@@ -73,6 +81,7 @@ void wkCache_obj::setRendering(bool on) {
 void wkCache_obj::invalidateAll() {
     elementValid.SetEmpty();
     lastTime = -1;
+    lastTimeKnown = false;
     meshValid.SetEmpty();
     ++invalidateCount;
     notifyDependents(PART_ALL, REFMSG_CHANGE);
@@ -85,6 +94,7 @@ void wkCache_obj::invalidateElements() {
 
 void wkCache_obj::invalidateSelection() {
     lastTime = -1;
+    lastTimeKnown = false;
     meshValid.SetEmpty();
     notifyDependents(PART_ALL, REFMSG_CHANGE);
 }
@@ -106,8 +116,13 @@ RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target
     if (!fromGizmo && target != parameters.get())
         return REF_SUCCEED;
     const ParamID p = parameters->LastNotifyParamID();
-    if (!fromGizmo && p == nodes)
+    if (!fromGizmo && p == nodes) {
+        if (!panelOpen || nodeListSuspended)
+            return REF_STOP;
+        if (!GetHost().Hold().RestoreOrRedoing() && panelInterface != nullptr)
+            PanelHooks().refreshNodeList(*this);
         return REF_SUCCEED;
+    }
 
     const bool interactive = parameters->GetInt(triggerInteractive) == 1;
     const int mode = parameters->GetInt(triggerMode);
@@ -157,20 +172,78 @@ RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target
     if (invalidate)
         invalidateAll();
 
+    const bool panel = panelOpen && panelInterface != nullptr;
     if (p == wkCacheParam::fileName) {
-        // A new file keeps nothing of the old one's element states.
-        theCacheRegistry.releaseClient(playback.get());
-        invalidateElements();
-    } else if (p == scaleUnitsFrom || p == scaleUnitsTo) {
-        applyUnitLists();
+        fileChanged();
+    } else if (p == playUseGraph || p == vpDisplayCache || p == triggerMode ||
+               p == explodeReduce || p == explodeTo || p == vpDeleteObjects) {
+        if (panel)
+            PanelHooks().updatePanels(*this, false);
+    } else if (p == elementFrames) {
+        if (panel)
+            PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
+    } else if (p == recStart || p == recEnd || p == explodeStart || p == explodeEnd) {
+        coupleRange(p);
     }
     return REF_SUCCEED;
+}
+
+void wkCache_obj::fileChanged() {
+    // An undo or redo of the change brings the groups and the selection back through its own
+    // records; only the reader link goes.
+    const bool restoring = GetHost().Hold().RestoreOrRedoing();
+    if (!restoring)
+        holdSelectionAndGroups();
+    theCacheRegistry.releaseClient(playback.get());
+    if (!restoring)
+        selection.clear();
+    invalidateElements();
+    if (!restoring)
+        removeAllGroups();
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().updatePanels(*this, false);
+}
+
+void wkCache_obj::coupleRange(ParamID p) {
+    const bool record = p == recStart || p == recEnd;
+    const ParamID startId = record ? recStart : explodeStart;
+    const ParamID endId = record ? recEnd : explodeEnd;
+    const int dragState = record ? recDragState : explodeDragState;
+    const int dragOther = record ? recDragOther : explodeDragOther;
+    const int start = dragState == 2 ? dragOther : parameters->GetInt(startId);
+    const int end = dragState == 1 ? dragOther : parameters->GetInt(endId);
+    ParamID target = -1;
+    int value = 0;
+    if (p == startId) {
+        if (start > end)
+            target = endId, value = start;
+        else if (dragState == 1 && end < parameters->GetInt(endId))
+            target = endId, value = end;
+    } else {
+        if (end < start)
+            target = startId, value = end;
+        else if (dragState == 2 && start > parameters->GetInt(startId))
+            target = startId, value = start;
+    }
+    if (target < 0)
+        return;
+    // Written quietly, so that the coupling does not answer itself.
+    const bool notifying = parameters->NotificationsEnabled();
+    parameters->EnableNotifications(false);
+    parameters->SetValue(target, 0, value);
+    parameters->EnableNotifications(notifying);
 }
 
 void wkCache_obj::applyUnitLists() {
     const float scale =
         UnitListScale(parameters->GetInt(scaleUnitsFrom), parameters->GetInt(scaleUnitsTo));
     parameters->SetValue(scaleUnits, 0, scale);
+}
+
+void wkCache_obj::selectScaleUnits(int from, int to) {
+    parameters->SetValue(scaleUnitsFrom, 0, from);
+    parameters->SetValue(scaleUnitsTo, 0, to);
+    applyUnitLists();
 }
 
 // ---- What a recording asks

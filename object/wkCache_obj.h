@@ -9,6 +9,7 @@
 // invalidateAll or invalidateSelection.
 #pragma once
 
+#include "cachefile/wkCacheFrameTimes.h"
 #include "cachefile/wkCacheReader.h"
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
@@ -18,8 +19,9 @@
 #include "host/Mesh.h"
 #include "host/ParamBlock.h"
 #include "host/Reference.h"
+#include "host/SceneIO.h"
 #include "object/wkCacheParams.h"
-#include "playback/wkCacheFrameTimes.h"
+#include "object/wkCacheValidators.h"
 #include "recording/wkCacheRecordTarget.h"
 
 #include <functional>
@@ -30,6 +32,14 @@
 
 // The host's flag of an object inside a render.
 inline constexpr std::uint32_t A_RENDER = 0x400000;
+// Flags of the host's animatable: a panel made the object new (cleared when it closes), and a
+// restore record of the object is in the hold.
+inline constexpr std::uint32_t A_OBJ_CREATING = 0x20;
+inline constexpr std::uint32_t A_HELD = 0x1000;
+// Change messages the object sends besides REFMSG_CHANGE.
+inline constexpr RefMessage REFMSG_CONTROLREF_CHANGE = 250;
+
+class IObjParam;
 
 class wkCache_obj final : public GeomObject, public ReferenceMaker, public wkCacheRecordTarget {
 public:
@@ -49,6 +59,58 @@ public:
     bool CanConvertToTriMesh() const override { return true; }
     TriObjectConversion ConvertToTriMesh(TimeValue t) override;
     RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
+
+    // ---- Life and references (wkCache_objLifecycle.cpp)
+    // A new object made for loading, with copies of both references, the element selection,
+    // the groups with the selected one and the group browse filter; no reader link.
+    std::unique_ptr<wkCache_obj> Clone() const;
+    // The host asks again at every time.
+    Interval ObjectValidity(TimeValue t) const { return Interval(t, t); }
+    // "Gizmo" for sub-animatable 1, empty otherwise.
+    static WStr SubAnimName(int index);
+    // Replaces the gizmo controller: only index 1 is accepted.
+    bool SetReference(int index, std::unique_ptr<MatrixControl> control);
+    std::uint32_t flags() const { return animFlags; }
+    void clearHeldFlag() { animFlags &= ~A_HELD; }
+
+    // ---- The panel (wkCache_objLifecycle.cpp). `ip` is the host's interface while a panel of
+    // any cache object is open (null while none is), which every panel refresh checks first.
+    static IObjParam* panelInterface;
+    void BeginEditParams(IObjParam* ip);
+    void EndEditParams();
+    // The host's time moved (while the panel is open): the Set Frame spinner follows it.
+    void TimeChanged(TimeValue t);
+    // Host notifications while the panel is open: 70 starts a bulk change of the node list,
+    // 71 ends it; 97 and 98 change the scene's nodes.
+    void NodeListNotification(int code);
+    bool isNodeListSuspended() const { return nodeListSuspended; }
+    // A spinner of the record or explode range is dragged: 1 start, 2 end, 0 none; `other`
+    // is the opposite end's value at drag start.
+    void setRecDrag(int state, int other) { recDragState = state, recDragOther = other; }
+    void setExplodeDrag(int state, int other) { explodeDragState = state, explodeDragOther = other; }
+
+    // ---- File operations, each one undoable step (wkCache_objFiles.cpp)
+    bool newCacheFile();
+    bool loadCacheFile();
+    void unloadCacheFile();
+    void reloadCacheFile();
+    // The cache's material on the nodes of this object (and with otherObjects of every object
+    // on the same file); the number of nodes changed.
+    int reloadMaterial(bool replaceOwn, bool otherObjects, bool replaceOthers, bool selectedOnly,
+                       bool undoable);
+
+    // ---- Element selection and scene files (wkCache_objSave.cpp)
+    using ElementSet = wkCacheGroupList::ElementSet;
+    const ElementSet& elementSelection() const { return selection; }
+    // Puts a Restore_Selection when a hold runs; accepts nothing.
+    void setElementSelection(ElementSet elements);
+    WStr groupBrowseFilter;
+    // Chunks 0x0100 (selection) and 0x0200 (groups); the references are saved by the host.
+    int Save(ISave& save);
+    // IO_OK, or IO_ERROR when a chunk fails.
+    int Load(ILoad& load);
+    // The group steps' form without undo: empties the list and elementFrames.
+    void removeAllGroupsNoUndo();
 
     // ---- Render begin and end: the render flag, with fresh element states either way.
     int RenderBegin(TimeValue t);
@@ -117,11 +179,6 @@ public:
     // Selects the group; false if it does not exist or is selected already.
     bool selectGroup(const WStr& name);
 
-    // ---- Element selection (0-based indices, possibly beyond the element count)
-    const std::set<std::uint32_t>& getElementSelection() const { return elementSelection; }
-    // Replaces it; a running hold receives the state before, none is started here.
-    void setElementSelection(std::set<std::uint32_t> selection);
-
     // ---- Script interfaces: the interface `id` of this object, made at the first request by
     // the maker its implementation registered; null if there is none.
     FPInterface* GetInterface(Interface_ID id);
@@ -149,6 +206,10 @@ public:
     wkCacheProgressState& progressState() override { return progress; }
 
     // ---- Settings as tools and tests give them
+    // The user chose units in the two lists (parameters 8 and 9): scaleUnits becomes their
+    // factor. Other writes of the lists (script, undo, a scene) leave scaleUnits alone, as it
+    // can be typed in.
+    void selectScaleUnits(int from, int to);
     // Writes the record parameters at time 0 (the block clamps them).
     void setRecordParams(const wkCacheRecordParams& p);
     // Appends a node the node validator accepts; false, with the list unchanged, otherwise.
@@ -176,6 +237,20 @@ private:
     class NodeListRestore;
     class Restore_Groups;
     class Restore_Selection;
+    friend class Restore_Groups;
+    friend class Restore_Selection;
+
+    // Put a Restore_Groups, or a Restore_Selection and then a Restore_Groups, when the hold
+    // runs, and set the held flag.
+    void holdGroups();
+    void holdSelectionAndGroups();
+    // The file changed: a new file keeps nothing of the old one's groups and selection.
+    void fileChanged();
+    // Keeps each range's start at or below its end while its spinners are dragged.
+    void coupleRange(ParamID p);
+    // Every playback record of the open cache at `path` (this object's too, with includeSelf)
+    // has its element states made again.
+    void invalidateClientsOf(const WStr& path, bool includeSelf);
 
     // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
     bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
@@ -195,7 +270,7 @@ private:
     int chooseLoadType(const HostTime& clock) const;
     void preloadWithProgress(WelkardTools::wkCacheReader& reader);
     void applyCacheMaterial();
-    // The scale unit lists changed: scaleUnits becomes To / From.
+    // scaleUnits becomes the factor of the two unit lists.
     void applyUnitLists();
     // Steps of evaluateElements: the activation scan, and the group stage.
     wkCacheTriggerSource triggerSource(TimeValue t);
@@ -205,13 +280,15 @@ private:
     std::unique_ptr<IParamBlock2> parameters;
     std::unique_ptr<MatrixControl> gizmoControl;
     std::unique_ptr<wkCachePlaybackState> playback;
-    std::set<std::uint32_t> elementSelection;
     std::vector<std::pair<Interface_ID, std::unique_ptr<FPInterface>>> interfaces;
     wkCacheProgressState progress;
     Mesh mesh;
     Interval meshValid;
     Interval elementValid;
     TimeValue lastTime = -1;
+    // -1 is a real tick too: whether lastTime holds a time at all, so that the first update
+    // after a reset always builds.
+    bool lastTimeKnown = false;
     bool elementStateDirty = true;
     bool activationValid = false;
     bool firstBuild;
@@ -226,6 +303,13 @@ private:
     std::uint32_t animFlags = 0;
 
     bool panelOpen = false;
+    bool nodeListSuspended = false;
+    int recDragState = 0, recDragOther = 0;
+    int explodeDragState = 0, explodeDragOther = 0;
+    ElementSet selection;
+    wkCacheNodesValidator nodesValidator{this};
+    wkCacheHelperValidator helperValidator;
+    wkCacheExplodeNodeValidator explodeNodeValidator{this};
     WStr status;
     std::function<void(wkCache_obj&)> statusObserver;
     int invalidateCount = 0;

@@ -22,30 +22,14 @@ constexpr const wchar_t* kGroupMode = L"Group Mode";              // 136
 
 } // namespace
 
-// The whole list as it was before a group operation; undo and redo swap it in.
-class wkCache_obj::Restore_Groups final : public RestoreObj {
-public:
-    explicit Restore_Groups(wkCache_obj& object_)
-        : object(object_), saved(object_.playback->groups) {}
-    void Restore(bool) override { swap(); }
-    void Redo() override { swap(); }
-
-private:
-    void swap() {
-        std::swap(saved, object.playback->groups);
-        object.invalidateAll();
-    }
-    wkCache_obj& object;
-    wkCacheGroupList saved;
-};
-
 bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool()>& operation,
                                  bool invalidate) {
     UndoHold& hold = GetHost().Hold();
     const bool began = !hold.Holding();
     if (began)
         hold.Begin();
-    hold.Put(std::make_unique<Restore_Groups>(*this));
+    // The table entries of elementFrames hold themselves through the parameter block.
+    holdGroups();
     if (!operation()) {
         if (began)
             hold.Cancel();
@@ -68,7 +52,7 @@ bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
             if (!groups.addGroup(name))
                 return false;
             if (withSelection)
-                groups.at(groups.count() - 1).elements = elementSelection;
+                groups.at(groups.count() - 1).elements = selection;
             // The new group's entry of the Set Frame table, at 0 now.
             const int entry = groups.count() - 1;
             const int missing = groups.count() - parameters->Count(elementFrames);
@@ -106,6 +90,12 @@ void wkCache_obj::removeAllGroups() {
             return true;
         },
         true);
+}
+
+void wkCache_obj::removeAllGroupsNoUndo() {
+    playback->groups.clear();
+    parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+    invalidateAll();
 }
 
 bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {

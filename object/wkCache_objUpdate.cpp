@@ -74,9 +74,10 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
     // parameter is read.
     if (meshValid.InInterval(t)) {
         lastTime = t;
+        lastTimeKnown = true;
         return;
     }
-    if (t == lastTime) {
+    if (lastTimeKnown && t == lastTime) {
         meshValid.SetInstant(t);
         return;
     }
@@ -125,12 +126,14 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
         meshValid.SetInstant(t);
         meshReady = true;
         lastTime = t;
+        lastTimeKnown = true;
     } else {
         clearMesh();
         geomCacheStale = false;
         meshValid.SetEmpty();
         meshReady = false;
         lastTime = -1;
+        lastTimeKnown = false;
     }
     // The status of the file resolved above, without resolving it again.
     if (panelOpen) {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "cachefile/wkCacheReader.h"
-#include "elements/wkCachePlaybackState.h"
+#include "playback/wkCacheElementState.h"
 
 #include <cstdint>
 
@@ -19,6 +19,6 @@ inline std::int32_t elementCount(const wkCacheReader& reader) {
 
 // The state's elements follow the cache's element count. The evaluation sizes them; an element
 // it did not reach stands at time 0.
-void fitElements(const wkCacheReader& reader, wkCachePlaybackState& state);
+void fitElements(const wkCacheReader& reader, wkCacheFrameState& state);
 
 } // namespace WelkardTools

@@ -67,7 +67,7 @@ bool requireOpenData(wkCacheReader& reader) {
     return false;
 }
 
-void fitElements(const wkCacheReader& reader, wkCachePlaybackState& state) {
+void fitElements(const wkCacheReader& reader, wkCacheFrameState& state) {
     const auto count = static_cast<std::size_t>(elementCount(reader));
     if (state.elements.size() != count)
         state.elements.resize(count);
@@ -83,7 +83,7 @@ wkCacheTiming cacheTiming(const wkCacheReader& reader) {
     return timing;
 }
 
-bool locateSample(const wkCacheReader& reader, std::int32_t element, wkCachePlaybackState& state) {
+bool locateSample(const wkCacheReader& reader, std::int32_t element, wkCacheFrameState& state) {
     if (element < 0 || static_cast<std::size_t>(element) >= state.elements.size())
         return false;
     wkCacheElementState& e = state.elements[static_cast<std::size_t>(element)];
@@ -100,7 +100,7 @@ Matrix3 elementTransform(const wkCacheReader& reader, std::int32_t element,
     return blended;
 }
 
-bool locateAndLoad(wkCacheReader& reader, wkCachePlaybackState& state, std::int32_t element) {
+bool locateAndLoad(wkCacheReader& reader, wkCacheFrameState& state, std::int32_t element) {
     if (!requireOpenData(reader))
         return false;
     fitElements(reader, state);
@@ -141,7 +141,7 @@ bool locateAndLoad(wkCacheReader& reader, wkCachePlaybackState& state, std::int3
     return true;
 }
 
-bool prepareFrame(wkCacheReader& reader, wkCachePlaybackState& state) {
+bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
     // 1-3: a clean status; Per-Sample keeps only what this frame needs.
     reader.setStatus(kStatusOk);
     if (!reader.getKeepFileOpen())
@@ -223,7 +223,7 @@ bool prepareFrame(wkCacheReader& reader, wkCachePlaybackState& state) {
 }
 
 bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& markers,
-                   wkCachePlaybackState& state, wkCacheFrameTimes& frameTimes, bool force) {
+                   wkCacheFrameState& state, wkCacheFrameTimes& frameTimes, bool force) {
     markers.clear();
 
     // 1

@@ -9,7 +9,7 @@
 namespace WelkardTools {
 
 bool getElementTransforms(wkCacheReader& reader, std::vector<Matrix3>& out,
-                          std::vector<std::int32_t>& visible, wkCachePlaybackState& state) {
+                          std::vector<std::int32_t>& visible, wkCacheFrameState& state) {
     if (!locateAndLoad(reader, state, -1))
         return false;
     const std::int32_t count = elementCount(reader);
@@ -24,7 +24,7 @@ bool getElementTransforms(wkCacheReader& reader, std::vector<Matrix3>& out,
 }
 
 bool refreshElementTransforms(wkCacheReader& reader, std::vector<Matrix3>& out,
-                              wkCachePlaybackState& state) {
+                              wkCacheFrameState& state) {
     if (!requireOpenData(reader))
         return false;
     fitElements(reader, state);
@@ -51,7 +51,7 @@ bool getSampleTransforms(wkCacheReader& reader, std::vector<Matrix3>& out, std::
 }
 
 bool getElementMeshes(wkCacheReader& reader, std::vector<std::unique_ptr<Mesh>>& out,
-                      wkCachePlaybackState& state) {
+                      wkCacheFrameState& state) {
     if (!requireOpenData(reader))
         return false;
     const std::int32_t count = elementCount(reader);
@@ -70,7 +70,7 @@ bool getElementMeshes(wkCacheReader& reader, std::vector<std::unique_ptr<Mesh>>&
 }
 
 bool updateElementBox(wkCacheReader& reader, Mesh& out, std::int32_t element,
-                      wkCachePlaybackState& state) {
+                      wkCacheFrameState& state) {
     if (element < 0 || !locateAndLoad(reader, state, element))
         return false;
     const wkCacheNodeInfo& node = *reader.getIndex()->nodes[static_cast<std::size_t>(element)];

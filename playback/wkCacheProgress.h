@@ -34,3 +34,17 @@ private:
     bool cancelledFlag = false;
     bool cursorSaved = false;
 };
+
+// One stage of progress: begin() now, end() on every way out, a throwing step included.
+class wkCacheProgressScope {
+public:
+    explicit wkCacheProgressScope(wkCacheProgress& progress_) : progress(progress_) {
+        progress.begin();
+    }
+    ~wkCacheProgressScope() { progress.end(); }
+    wkCacheProgressScope(const wkCacheProgressScope&) = delete;
+    wkCacheProgressScope& operator=(const wkCacheProgressScope&) = delete;
+
+private:
+    wkCacheProgress& progress;
+};

@@ -8,11 +8,13 @@
 #include "python/py_long_call.h"
 #include "python/py_values.h"
 #include "script/wkCache_mxs.h"
+#include "tools/module_objects.h"
 #include "tools/scene_file.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <filesystem>
 #include <map>
 #include <mutex>
 
@@ -382,8 +384,22 @@ std::string fnsHelp() {
     return text;
 }
 
+// Installed, the plug-in modules are in lib/wkcache/plugins, two folders above this module; the
+// host's own rule looks beside the interpreter instead.
+void loadPluginFolder(HeadlessHost& host) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    if (fs::is_directory(HeadlessPluginManager::DefaultFolder(), ec))
+        return;
+    const fs::path here = py::module_::import("wkcache").attr("__file__").cast<std::string>();
+    const fs::path folder = here.parent_path().parent_path().parent_path() / "wkcache" / "plugins";
+    if (fs::is_directory(folder, ec))
+        host.Modules().LoadFolder(folder.string());
+}
+
 Scene makeScene(const std::optional<std::string>& path) {
     auto scene = std::make_shared<SceneState>();
+    loadPluginFolder(scene->host);
     scene->host.Listener().SetSink([](const WStr& text) {
         py::gil_scoped_acquire gil;
         py::module_::import("sys").attr("stdout").attr("write")(utf8(text));
@@ -463,7 +479,7 @@ undo history in which each script call that changes an object is one step.)")
             "add_cache_object",
             [](const Scene& s, const std::string& name, const std::optional<std::string>& file) {
                 return withHost(*s, [&] {
-                    auto made = std::make_unique<wkCache_obj>();
+                    std::unique_ptr<wkCache_obj> made = NewCacheObject(s->host);
                     wkCache_obj* object = made.get();
                     INode* node = s->host.Nodes().CreateObjectNode(std::move(made));
                     node->SetName(wide(name));

@@ -1,8 +1,8 @@
 #include "recording/ElementAnalysis.h"
 
+#include "cachefile/NodeCapture.h"
 #include "host/Host.h"
 #include "host/Path.h"
-#include "recording/NodeCapture.h"
 
 #include <algorithm>
 #include <bit>
@@ -112,8 +112,10 @@ void SplitTopologySpans(INodeTab& nodes, RecordSpans& spans, int startFrame, int
         if (!MeasureTopologySpans(node, startFrame, endFrame, stepFrames, starts, ends) ||
             starts.empty())
             continue;
-        // A change at the very first sample leaves one start more than there are ends; only
-        // starts that have an end make spans.
+        // A change at the very first sample enters the first start twice: that duplicate goes,
+        // so that every later start meets its own end. Only starts that have an end make spans.
+        if (starts.size() == ends.size() + 1 && starts.size() >= 2 && starts[0] == starts[1])
+            starts.erase(starts.begin() + 1);
         const std::size_t count = std::min(starts.size(), ends.size());
         for (std::size_t k = 0; k < count; ++k) {
             split.Append(1, &node);
@@ -304,23 +306,23 @@ void SerializeElementBlock(std::vector<unsigned char>& elementBlock,
     }
 }
 
-void AppendElementBlock(const std::vector<unsigned char>& elementBlock, const WStr& path,
+bool AppendElementBlock(const std::vector<unsigned char>& elementBlock, const WStr& path,
                         WelkardTools::ProgressCallback, void*) {
     const std::filesystem::path file = MaxSDK::Util::Path(path).ToFilesystemPath();
     std::int32_t fileSize = 0;
     {
         std::fstream probe(file, std::ios::in | std::ios::out | std::ios::binary);
         if (!probe)
-            return;
+            return false;
         probe.seekg(0, std::ios::end);
         const std::streamoff size = probe.tellg();
         if (size < 0)
-            return;
+            return false;
         fileSize = static_cast<std::int32_t>(static_cast<std::uint32_t>(size));
     }
     std::fstream out(file, std::ios::in | std::ios::out | std::ios::binary);
     if (!out)
-        return;
+        return false;
     std::vector<unsigned char> word;
     // The version as a 32-bit word: byte 8 and the low two bytes of cacheStart become zero too.
     putI32(word, 3);
@@ -334,4 +336,6 @@ void AppendElementBlock(const std::vector<unsigned char>& elementBlock, const WS
     out.seekp(static_cast<std::streamoff>(fileSize));
     out.write(reinterpret_cast<const char*>(elementBlock.data()),
               static_cast<std::streamsize>(elementBlock.size()));
+    out.close();
+    return static_cast<bool>(out);
 }

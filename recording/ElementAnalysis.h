@@ -12,10 +12,10 @@
 // being the scene's frame rate over 30, in single precision.
 #pragma once
 
+#include "cachefile/RecordSpans.h"
 #include "cachefile/wkCacheBase.h"
 #include "host/INode.h"
 #include "host/Point.h"
-#include "recording/RecordSpans.h"
 
 #include <cstdint>
 #include <vector>
@@ -65,7 +65,7 @@ void SerializeElementBlock(std::vector<unsigned char>& elementBlock,
 
 // Makes the closed cache at `path` a version 3 file with `elementBlock` at its end: the version
 // word at offset 7 (which also clears byte 8 and the two low bytes of cacheStart), the old file
-// size twice at offset 46, the block at the old end. Failures are silent; `report` is not
-// called.
-void AppendElementBlock(const std::vector<unsigned char>& elementBlock, const WStr& path,
+// size twice at offset 46, the block at the old end. False when the file cannot be opened or
+// written (a recording then keeps its old cache); `report` is not called.
+bool AppendElementBlock(const std::vector<unsigned char>& elementBlock, const WStr& path,
                         WelkardTools::ProgressCallback report, void* reportData);

@@ -2,15 +2,17 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheWriter.h"
+#include "host/FileReplacement.h"
 #include "host/Host.h"
 #include "host/Path.h"
-#include "panels/wkCacheFileDialogs.h"
 #include "recording/ElementAnalysis.h"
 #include "recording/RecordTexts.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -48,6 +50,9 @@ private:
     bool suspended = true;
 };
 
+<<<<<<< HEAD
+void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
+=======
 // Runs a stage of progress: begin now, end on the way out whatever happens.
 class ProgressStage {
 public:
@@ -60,12 +65,50 @@ private:
     wkCacheProgress& progress;
 };
 
-void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
+// Deletes the temporary nodes once: the list is emptied, so a later way out finds none.
+void deleteNodes(SceneNodes& nodes, UndoHold& hold, INodeTab& tmpNodes) {
+    if (tmpNodes.IsEmpty())
+        return;
+    const INodeTab doomed = tmpNodes;
+    tmpNodes.ZeroCount();
+>>>>>>> issue-10
     hold.Begin();
-    for (INode* node : tmpNodes)
+    for (INode* node : doomed)
         nodes.DeleteNode(node, true);
     hold.Accept(RecordTexts::kDeleteTmpObjects);
 }
+
+// The way out by an exception (a host call that throws while gathering, analysing or
+// capturing): the sibling's temporary nodes go and the progress figures are cleared, as on every
+// other way out. Cleaning up never adds an exception of its own.
+class CleanupOnThrow {
+public:
+    CleanupOnThrow(wkCacheRecordTarget& object_, SceneNodes& nodes_, UndoHold& hold_,
+                   INodeTab& tmpNodes_)
+        : object(object_), nodes(nodes_), hold(hold_), tmpNodes(tmpNodes_),
+          pending(std::uncaught_exceptions()) {}
+    ~CleanupOnThrow() {
+        if (std::uncaught_exceptions() <= pending)
+            return;
+        wkCacheProgressState& progress = object.progressState();
+        progress.progressDone = -1;
+        progress.progressTotal = -1;
+        try {
+            deleteNodes(nodes, hold, tmpNodes);
+            object.showStatus(nullptr);
+        } catch (...) {
+        }
+    }
+    CleanupOnThrow(const CleanupOnThrow&) = delete;
+    CleanupOnThrow& operator=(const CleanupOnThrow&) = delete;
+
+private:
+    wkCacheRecordTarget& object;
+    SceneNodes& nodes;
+    UndoHold& hold;
+    INodeTab& tmpNodes;
+    int pending;
+};
 
 // Step 1: the nodes to record, in gathering order.
 void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
@@ -105,6 +148,7 @@ struct TickRange {
     TimeValue step = 1;
 };
 
+// The range fits (RecordRangeFits), so 64-bit arithmetic gives an end within it.
 TickRange recordRange(const wkCacheRecordParams& params, int ticksPerFrame) {
     TickRange range;
     range.start = wrap32(std::int64_t{ticksPerFrame} * params.recStart);
@@ -112,8 +156,8 @@ TickRange recordRange(const wkCacheRecordParams& params, int ticksPerFrame) {
     const float stepTicks = params.recStep * static_cast<float>(ticksPerFrame);
     range.step = stepTicks >= 2147483520.0f ? TIME_PosInfinity
                                             : std::max(static_cast<TimeValue>(stepTicks), 1);
-    const std::int32_t span = wrap32(std::int64_t{range.end} - range.start + range.step);
-    range.end = wrap32(std::int64_t{span} - span % range.step - range.step + range.start);
+    const std::int64_t span = std::int64_t{range.end} - range.start + range.step;
+    range.end = wrap32(span - span % range.step - range.step + range.start);
     return range;
 }
 
@@ -156,6 +200,12 @@ void shareMaterial(wkCacheRecordTarget& object, WelkardTools::wkCacheReader& rea
 }
 
 } // namespace
+
+bool RecordRangeFits(const wkCacheRecordParams& params, int ticksPerFrame) {
+    const std::int64_t start = std::int64_t{ticksPerFrame} * params.recStart;
+    const std::int64_t end = std::int64_t{ticksPerFrame} * params.recEnd;
+    return start <= end && start >= INT32_MIN && end <= INT32_MAX && end - start <= INT32_MAX;
+}
 
 WStr RecordFileName(const WStr& name) {
     if (name.Length() > 4) {
@@ -216,8 +266,8 @@ WStr MaterialLibraryPath(const WStr& cachePath) {
     return folder.GetString() + leaf.Substr(0, leaf.Length() - 3) + WStr(L"mat");
 }
 
-int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
-                RecordResult* result) {
+int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, RecordResult* result,
+                CacheFileChooser chooseFile) {
     RecordResult local;
     RecordResult& out = result != nullptr ? *result : local;
     out = RecordResult();
@@ -248,7 +298,19 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         return 0;
     };
 
+    // A range that ends before it starts would give a negative sample count, and one whose
+    // ticks do not fit 32 bits a file that nothing reads: refused before anything is gathered
+    // or written.
+    if (!RecordRangeFits(params, host.Time().GetTicksPerFrame())) {
+        out.outcome = RecordOutcome::BadRange;
+        if (!quiet)
+            ui.MessageBox(RecordTexts::kBadRange, RecordTexts::kErrorTitle,
+                          MB_OK | MB_ICONEXCLAMATION);
+        return 0;
+    }
+
     // 1. Gathering.
+    const CleanupOnThrow cleanup(object, sceneNodes, hold, tmpNodes);
     gatherNodes(object, params, recordNodes, tmpNodes);
 
     // 2. Spans.
@@ -269,7 +331,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         const WStr saving = RecordTexts::kSaving;
         object.showStatus(&saving);
         {
-            ProgressStage stage(progress.progress);
+            wkCacheProgressScope stage(progress.progress);
             const INodeTab analysed = recordNodes;
             AnalyzeElementFrames(analysed, writeNodes, spans, elementBlock, startFrame, endFrame,
                                  params.recStep, wkCacheRecordProgress, &object);
@@ -307,13 +369,19 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         target = currentPath; // recording again into the loaded file
     } else {
         WStr name = cacheNode != nullptr ? cacheNode->GetName() : WStr(L"WKCache_");
-        if (!specifyCacheFile(asset, name, cacheNode != nullptr))
+        if (chooseFile == nullptr || !chooseFile(asset, name, cacheNode != nullptr))
             return endStage(RecordOutcome::NoTarget);
         target = name;
     }
     out.target = target;
 
-    // 6. The writer, with the hold suspended until the end.
+    // 6. The writer, with the hold suspended until the end. Cache and material library are
+    // written under temporary names beside their targets and renamed into place only when
+    // everything succeeded: a failure, a cancel or an exception keeps the old files as they were.
+    const WStr libraryPath = MaterialLibraryPath(target);
+    FileReplacement cacheFile(MaxSDK::Util::Path(target).ToFilesystemPath());
+    FileReplacement libraryFile(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+    const WStr cacheTemp = WStr::FromUTF8(cacheFile.temporary().string());
     SuspendedHold suspended(hold);
     const TimeValue now = host.Time().GetTime();
     const TickRange range = recordRange(params, host.Time().GetTicksPerFrame());
@@ -322,7 +390,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     const Matrix3 reference =
         Inverse(cacheNode != nullptr ? cacheNode->GetObjectTM(now) : Matrix3(true));
     auto writer = std::make_unique<WelkardTools::wkCacheWriter>(
-        target, reference, Interval(range.start, range.end), range.step, 2,
+        cacheTemp, reference, Interval(range.start, range.end), range.step, 2,
         host.Time().GetFrameRate());
 
     // 7. The nodes, each captured at the start of its span.
@@ -339,43 +407,73 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
         return endStage(RecordOutcome::NothingToCache);
     }
 
-    // 8. The old material library goes.
-    const WStr libraryPath = MaterialLibraryPath(target);
-    removeFile(libraryPath);
-
-    // 9. Write, append, and take the temporary nodes away.
+    // 8. Write, append, and take the temporary nodes away.
     writer->setProgressCallback(wkCacheRecordProgress, &object);
     progress.progressFormat = RecordTexts::kWritingFormat;
     const WStr saving = RecordTexts::kSaving;
     object.showStatus(&saving);
+    // A folder in the target's place cannot be replaced: the file cannot be made (status 1).
+    std::error_code ec;
+    const bool targetIsFolder = std::filesystem::is_directory(cacheFile.target(), ec);
     bool written = false;
+<<<<<<< HEAD
     {
+        wkCacheProgressScope stage(progress.progress);
+=======
+    if (!targetIsFolder) {
         ProgressStage stage(progress.progress);
+>>>>>>> issue-10
         written = writer->write(spans);
     }
-    if (params.recWriteDeform) {
+    std::int32_t status = targetIsFolder ? WelkardTools::kStatusFileNotFound : writer->status();
+    if (written && params.recWriteDeform) {
         {
-            ProgressStage stage(progress.progress);
+<<<<<<< HEAD
+            wkCacheProgressScope stage(progress.progress);
             AppendElementBlock(elementBlock, target, wkCacheRecordProgress, &object);
+=======
+            ProgressStage stage(progress.progress);
+            written = AppendElementBlock(elementBlock, cacheTemp, wkCacheRecordProgress, &object);
+>>>>>>> issue-10
         }
         progress.progressDone = -1;
         progress.progressTotal = -1;
+        if (!written)
+            status = WelkardTools::kStatusFileError;
     }
     deleteNodes(sceneNodes, hold, tmpNodes);
     ui.RemoveTempPrompt();
-    out.status = writer->status();
     out.writtenNodes = writer->nodeCount();
 
+    const std::shared_ptr<Mtl> mtl = writer->combinedMaterial();
+    auto library = std::make_unique<MtlBaseLib>();
+    library->AddMtl(mtl);
+    const bool saveLibrary = mtl && params.recSaveMaterial;
+    if (written && saveLibrary &&
+        !host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile.temporary().string()),
+                                              *library)) {
+        written = false;
+        status = WelkardTools::kStatusFileError;
+    }
+    // The cache goes into place first: a library without its cache would be worse than the
+    // other way round. A cache that stays without a library of its own loses the stale one.
+    if (written && !cacheFile.commit()) {
+        written = false;
+        status = WelkardTools::kStatusFileError;
+    }
+    if (written && saveLibrary)
+        (void)libraryFile.commit();
+    else if (written)
+        removeFile(libraryPath);
+    out.status = status;
+
     if (!written) {
-        // 12. No unfinished file stays behind; status 1 means there is none of ours.
-        const std::int32_t status = writer->status();
-        if (status != WelkardTools::kStatusFileNotFound)
-            removeFile(target);
+        // 12. No unfinished file stays behind; the old ones are untouched.
         if (!quiet && object.hasPanel() && status != WelkardTools::kStatusCancelled)
-            ui.MessageBox(writer->statusText(), RecordTexts::kWriteErrorTitle, MB_ICONERROR);
+            ui.MessageBox(WelkardTools::wkCacheStatusText(status), RecordTexts::kWriteErrorTitle,
+                          MB_ICONERROR);
         writer.reset();
         suspended.resume();
-        (void)theCacheRegistry.evictCache(target);
         object.showStatus(nullptr);
         out.outcome = status == WelkardTools::kStatusCancelled ? RecordOutcome::Cancelled
                                                                : RecordOutcome::WriteFailed;
@@ -383,11 +481,6 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
     }
 
     // 10. Load the result.
-    const std::shared_ptr<Mtl> mtl = writer->combinedMaterial();
-    auto library = std::make_unique<MtlBaseLib>();
-    library->AddMtl(mtl);
-    if (mtl && params.recSaveMaterial)
-        host.Materials().SaveMaterialLibrary(libraryPath, *library);
     writer.reset();
     const std::vector<wkCachePlaybackState*> clients = theCacheRegistry.evictCache(target);
     bool isNew = false;

@@ -11,6 +11,7 @@
 // list afterwards, when recClearNodeList is on.
 #pragma once
 
+#include "host/Assets.h"
 #include "host/INode.h"
 #include "host/Strings.h"
 #include "recording/wkCacheRecordTarget.h"
@@ -21,6 +22,7 @@
 enum class RecordOutcome {
     Recorded,       // written and loaded
     NothingToCache, // no recordable node, or none could be captured
+    BadRange,       // see RecordRangeFits: nothing was written
     NoTarget,       // the file name could not be resolved, or the dialog was cancelled
     Cancelled,      // Escape while writing
     WriteFailed,    // the writer failed: see status
@@ -33,12 +35,23 @@ struct RecordResult {
     int writtenNodes = 0;    // node records in the file
 };
 
+// The save dialog that names the file of a recording given none (the panels' specifyCacheFile):
+// `name` holds the suggestion and receives the chosen path, `asset` the chosen file; with
+// `complete`, the suggestion is a node name still to be made a file name. False when cancelled.
+// It comes in from the caller because the dialogs belong to the panels, above recording.
+using CacheFileChooser = bool (*)(AssetUser& asset, WStr& name, bool complete);
+
 // Records the object's nodes. `fileName` names the file (resolved through the host's assets)
-// or is null: then the object's own file is recorded again, or, without one, the save dialog
-// asks. `quiet` suppresses every message box. Answers 1 when a file was written and loaded,
-// else 0; `result`, when given, says more.
+// or is null: then the object's own file is recorded again, or, without one, `chooseFile`
+// asks (without a chooser, as when it is cancelled, nothing is recorded: NoTarget). `quiet`
+// suppresses every message box. Answers 1 when a file was written and loaded, else 0;
+// `result`, when given, says more.
 int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet,
-                RecordResult* result = nullptr);
+                RecordResult* result = nullptr, CacheFileChooser chooseFile = nullptr);
+
+// Whether the record range can be recorded: it does not end before it starts, and its ticks
+// (and their span) fit in 32 bits at `ticksPerFrame`.
+bool RecordRangeFits(const wkCacheRecordParams& params, int ticksPerFrame);
 
 // The name the script function `record` passes for a given one: kept when it is longer than
 // four characters and ends in ".wkc" in any case, else with ".wkc" added.

@@ -12,6 +12,8 @@ inline constexpr const wchar_t* kNothingToCache = L"Nothing to cache!"; // strin
 // Not in the string table.
 inline constexpr const wchar_t* kDeleteTmpObjects = L"Delete tmp objects";
 inline constexpr const wchar_t* kAnalyzingFormat = L"Analyzing scene (%i %%) ...";
+inline constexpr const wchar_t* kBadRange =
+    L"The record range ends before it starts or lies beyond the scene's time.";
 inline constexpr const wchar_t* kWritingFormat = L"Writing Cache (%i %%) ...";
 
 } // namespace RecordTexts

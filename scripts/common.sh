@@ -16,7 +16,9 @@ die() {
     exit 1
 }
 
-# configure BUILD_DIR [cmake options...]: a Ninja build of the repository in BUILD_DIR.
+# configure BUILD_DIR [cmake options...]: a Ninja build of the repository in BUILD_DIR, compiled
+# through ccache when it is installed: unchanged files then come from the cache (an earlier run,
+# or another checkout where ccache's base_dir covers both).
 configure() {
     local dir="$1"
     shift
@@ -24,8 +26,12 @@ configure() {
     if [ -f "$cache" ] && ! grep -qx 'CMAKE_GENERATOR:INTERNAL=Ninja' "$cache"; then
         die "$dir/ was configured with another CMake generator; remove it and run again"
     fi
+    local launcher=()
+    if command -v ccache >/dev/null; then
+        launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    fi
     say "Configuring $dir"
-    cmake -S "$WKCACHE_ROOT" -B "$WKCACHE_ROOT/$dir" -G Ninja "$@"
+    cmake -S "$WKCACHE_ROOT" -B "$WKCACHE_ROOT/$dir" -G Ninja "${launcher[@]}" "$@"
 }
 
 # build BUILD_DIR [targets...]: everything, or only the targets named.

@@ -1,13 +1,19 @@
-// `wkcache check FILE...`: opens each cache and reads every row of its sample table, as Pre-Load
-// playback would. Prints "FILE: ok" on stdout for a sound file, and "FILE: <status text>" on
-// stderr for one that is not, with the row that could not be read. Exits 0 only if all are sound.
+// `wkcache check FILE...`: opens each cache, reads every row of its sample table, as Pre-Load
+// playback would, and the whole element block (head, lists and every key); vertices, transforms
+// and keys must be finite. Prints "FILE: ok" on stdout for a sound file, and "FILE: <status text>"
+// on stderr for one that is not, with the row that could not be read. Exits 0 only if all are
+// sound.
+#include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "tools/cli_common.h"
+#include "tools/input_file.h"
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,15 +28,44 @@ struct CheckOptions {
     std::vector<std::string> files;
 };
 
+bool finite(const Point3& p) {
+    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+}
+
+// A vertex or transform that is infinite or NaN: the reader takes them as they are, and they
+// would spread through every frame that uses them.
+std::string nonFiniteValue(const wkCacheReader& reader) {
+    const Mesh* mesh = reader.getFullMesh();
+    for (int v = 0; mesh != nullptr && v < mesh->getNumVerts(); ++v)
+        if (!finite(mesh->getVert(v)))
+            return "vertex " + std::to_string(v) + " is not finite";
+    for (std::int32_t s = 0; s < reader.cacheNumSamples(); ++s)
+        for (std::int32_t n = 0; n < reader.cacheNumNodes(); ++n) {
+            const Matrix3 m = reader.sampleTransform(n, s);
+            for (int row = 0; row < 4; ++row)
+                if (!finite(m.GetRow(row)))
+                    return "the transform of node " + std::to_string(n) + " at sample " +
+                           std::to_string(s) + " is not finite";
+        }
+    return {};
+}
+
 // The status text, or empty for a sound file.
 std::string checkFile(const std::string& file) {
+    try {
+        (void)CheckInputFile(file, std::numeric_limits<std::uintmax_t>::max());
+    } catch (const InputFileError& e) {
+        return e.what();
+    }
     wkCacheReader reader(WStr(file.c_str()));
     const auto text = [&reader] { return reader.statusText().ToCStr().str(); };
     if (reader.hasError())
         return text();
     if (!reader.preload())
         return text() + " (sample row " + std::to_string(reader.failedSample()) + ")";
-    return {};
+    if (std::string problem = nonFiniteValue(reader); !problem.empty())
+        return problem;
+    return WelkardTools::CheckElementBlock(file);
 }
 
 void runCheck(const CheckOptions& options) {
@@ -57,7 +92,8 @@ void runCheck(const CheckOptions& options) {
 void addCheckCommand(CLI::App& app) {
     auto options = std::make_shared<CheckOptions>();
     CLI::App* command = app.add_subcommand(
-        "check", "Read every sample row of each cache and report the first fault");
+        "check",
+        "Read every sample row and the element block of each cache and report the first fault");
     command->add_option("FILE", options->files, "Cache files")->required();
     command->callback([options] { runCheck(*options); });
 }

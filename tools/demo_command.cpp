@@ -26,7 +26,8 @@ void runDemo(CLI::App& app, const DemoOptions& options) {
         HeadlessHost host;
         ScopedHost installed(host);
         wkCache_obj& cache = BuildDemoScene(host);
-        const RecordResult result = RunRecording(host, cache, options.out);
+        const RecordResult result =
+            RunRecording(host, cache, RecordOutputName(options.out, "demo.wkc", {}));
         written = result.target.ToCStr().str();
         std::cout << "Recorded " << result.writtenNodes << " nodes into " << written << "\n\n"
                   << std::flush;
@@ -43,7 +44,9 @@ void addDemoCommand(CLI::App& app) {
     auto options = std::make_shared<DemoOptions>();
     CLI::App* command = app.add_subcommand(
         "demo", "Record a procedural demo scene into demo.wkc and show what it holds");
-    command->add_option("-o,--output", options->out, "Write the demo cache here instead")
+    command
+        ->add_option("-o,--output", options->out,
+                     "Write the demo cache here instead (a folder gets demo.wkc inside it)")
         ->capture_default_str();
     command->callback([&app, options] { runDemo(app, *options); });
 }

@@ -2,6 +2,7 @@
 
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
+#include "tools/module_objects.h"
 
 #include <algorithm>
 #include <cmath>
@@ -189,7 +190,7 @@ wkCache_obj& BuildDemoScene(HeadlessHost& host) {
     host.Time().SetAnimRange(Interval(0, frameTick(host, static_cast<float>(kLastFrame))));
     HeadlessScene& scene = host.Nodes();
 
-    auto* cache = scene.Add(std::make_unique<wkCache_obj>());
+    auto* cache = scene.Add(NewCacheObject(host));
     scene.CreateNode(L"DemoCache", cache);
     wkCacheRecordParams params;
     params.recStart = 0;

@@ -1,13 +1,18 @@
 #include "tools/frame_session.h"
 
+#include "cachefile/wkCacheHeader.h"
 #include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "tools/cli_common.h"
 #include "tools/cli_json.h"
+#include "tools/input_file.h"
+#include "tools/module_objects.h"
 #include "tools/scene_file.h"
 
 #include <climits>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 
 namespace wkcli {
 
@@ -18,11 +23,17 @@ void addFrameOptions(CLI::App& command, FrameOptions& options) {
     command.add_option("--object", options.object,
                        "With --scene: the node holding the cache object (needed when the scene "
                        "has several)");
-    command.add_option("--param", options.params,
-                       "Set a parameter before the first frame: NAME=VALUE with the internal "
-                       "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
-                       "8 (From) and 9 (To). Repeatable, applied in order");
-    command.add_option("--scene-fps", options.sceneFps, "Frame rate of the scene (default 30)")
+    command
+        .add_option("--param", options.params,
+                    "Set a parameter before the first frame: NAME=VALUE with the internal "
+                    "name (or the id) of the parameter, booleans as 0/1; the unit lists are "
+                    "8 (From) and 9 (To) and record the choice only: scaleUnits is the "
+                    "factor. Repeatable, applied in order")
+        ->allow_extra_args(false); // one value each: a cache path after it stays the cache
+
+    command
+        .add_option("--scene-fps", options.sceneFps,
+                    "Frame rate of the scene (default: the cache's own, or the scene file's)")
         ->check(CLI::Range(1, TICKS_PER_SECOND));
     command.add_option("--anim-range", options.animRange,
                        "Animation range of the scene, A:B in ticks (default 0:16000)");
@@ -65,6 +76,18 @@ void setClock(HeadlessTime& clock, const FrameOptions& options) {
     clock.SetAnimPlaying(options.playing ? 1 : 0);
 }
 
+// The frame rate in the header of a cache, or 0 when the header is not a valid one (the object
+// then reports the file's fault).
+int cacheFrameRate(const std::string& path) {
+    unsigned char bytes[46] = {};
+    std::ifstream in(path, std::ios::binary);
+    if (!in.read(reinterpret_cast<char*>(bytes), sizeof bytes))
+        return 0;
+    const WelkardTools::wkCacheHeader header = WelkardTools::wkCacheHeader::Decode(bytes);
+    return header.IsValid() && header.cacheFrameRate <= TICKS_PER_SECOND ? header.cacheFrameRate
+                                                                         : 0;
+}
+
 } // namespace
 
 FrameSession::FrameSession(const FrameOptions& options)
@@ -84,11 +107,17 @@ FrameSession::FrameSession(const FrameOptions& options)
         cache = &ChooseCacheObject(loaded, options.scene, options.object);
         setClock(headless.Time(), options);
     } else {
+        try {
+            (void)CheckInputFile(options.cache, std::numeric_limits<std::uintmax_t>::max());
+        } catch (const InputFileError& e) {
+            throw CommandError(kExitBadInput, options.cache + ": " + e.what());
+        }
+        // A cache plays at its own rate unless the scene's is given.
+        if (options.sceneFps == 0)
+            if (const int fps = cacheFrameRate(options.cache); fps > 0)
+                headless.Time().SetFrameRate(fps);
         setClock(headless.Time(), options);
-        std::error_code ec;
-        if (!std::filesystem::is_regular_file(options.cache, ec))
-            throw CommandError(kExitBadInput, options.cache + ": no such file");
-        auto made = std::make_unique<wkCache_obj>();
+        auto made = NewCacheObject(headless);
         cache = made.get();
         INode* node = headless.Nodes().CreateObjectNode(std::move(made));
         node->SetName(L"WK Cache");

@@ -1,7 +1,9 @@
 // `wkcache frames CACHE --range A:B [--step S] --out DIR [...]`: evaluates a new cache object on
 // CACHE (or the cache object of a scene file, with --scene) at the frames A, A+S, ... up to B
-// (scene frames, S may be a fraction) and writes the mesh of each as a numbered OBJ file,
-// DIR/<file name>_0000.obj on, numbered in sequence. A progress
+// (scene frames, S may be a fraction of at least one tick) and writes the mesh of each as an OBJ
+// file named by its frame, DIR/<file name>_0012.obj (DIR is made when the first file is ready).
+// Without --scene-fps the scene runs at the cache's own frame rate. More than 10000 files need
+// --force. A progress
 // bar runs on stderr when it is a terminal; Ctrl-C or Escape stops after the file being written
 // (exit 130), keeping the files written so far.
 #include "tools/cli_common.h"
@@ -12,10 +14,12 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace wkcli {
 
@@ -24,9 +28,24 @@ namespace {
 struct FramesOptions {
     FrameOptions frame;
     std::string range;
-    double step = 1.0;
+    std::string step = "1";
     std::string out;
+    bool force = false;
 };
+
+// A request beyond this many files is more likely a slip than a wish: it needs --force.
+constexpr long long kFileCountWithoutForce = 10'000;
+
+// The file of `frame`: its number, with the fraction when the step has one, so that names sort
+// and tell the frame ("boxes_0012.obj", "boxes_0012.50000.obj").
+std::string fileName(const std::string& stem, double frame, bool wholeSteps) {
+    char name[64];
+    if (wholeSteps)
+        std::snprintf(name, sizeof name, "_%04lld.obj", std::llround(frame));
+    else
+        std::snprintf(name, sizeof name, "_%010.5f.obj", frame);
+    return stem + name;
+}
 
 void runFrames(const FramesOptions& options) {
     long long first = 0;
@@ -35,19 +54,35 @@ void runFrames(const FramesOptions& options) {
         throw CommandError(kExitUsage, "--range: expected A:B in frames with A not above B, "
                                        "got \"" +
                                            options.range + "\"");
+    // Parsed here rather than by a validator, whose message prints the smallest double.
+    char* end = nullptr;
+    const double step = std::strtod(options.step.c_str(), &end);
+    if (options.step.empty() || *end != '\0' || !std::isfinite(step) || !(step > 0.0))
+        throw CommandError(kExitUsage, "--step: expected a positive number of frames, got \"" +
+                                           options.step + "\"");
     std::error_code ec;
-    std::filesystem::create_directories(options.out, ec);
-    if (!std::filesystem::is_directory(options.out, ec))
-        throw CommandError(kExitBadInput, options.out + ": not a folder and cannot be made");
+    if (std::filesystem::exists(options.out, ec) && !std::filesystem::is_directory(options.out, ec))
+        throw CommandError(kExitBadInput, options.out + ": exists and is not a folder");
 
     FrameSession session(options.frame);
     const int tpf = session.host().Time().GetTicksPerFrame();
-    const long long count =
-        static_cast<long long>(std::floor(static_cast<double>(last - first) / options.step)) + 1;
+    if (step * tpf < 1.0)
+        throw CommandError(kExitUsage, "--step: " + options.step +
+                                           " frames is less than one tick (1/" +
+                                           std::to_string(tpf) + " frame at this frame rate)");
     const double lowest = static_cast<double>(INT32_MIN) / tpf;
     const double highest = static_cast<double>(INT32_MAX) / tpf;
     if (static_cast<double>(first) < lowest || static_cast<double>(last) > highest)
         throw CommandError(kExitUsage, "--range: frames beyond the host's time");
+    const long long count =
+        static_cast<long long>(std::floor(static_cast<double>(last - first) / step)) + 1;
+    if (count > kFileCountWithoutForce && !options.force)
+        throw CommandError(kExitUsage, "this would write " + std::to_string(count) +
+                                           " files (more than " +
+                                           std::to_string(kFileCountWithoutForce) +
+                                           "); give --force if that is meant");
+    const bool wholeSteps = step == std::floor(step);
+    const std::vector<std::string> inputs{options.frame.cache, options.frame.scene};
     const std::string stem =
         std::filesystem::path(options.frame.scene.empty() ? options.frame.cache
                                                           : options.frame.scene)
@@ -56,16 +91,22 @@ void runFrames(const FramesOptions& options) {
 
     TerminalSession& terminal = session.terminal();
     for (long long i = 0; i < count; ++i) {
-        const double frame = static_cast<double>(first) + static_cast<double>(i) * options.step;
+        const double frame = static_cast<double>(first) + static_cast<double>(i) * step;
         const auto t = static_cast<TimeValue>(std::llround(frame * tpf));
         if (!session.evaluate(t)) {
             terminal.endProgress();
             throw session.failure();
         }
-        char name[32];
-        std::snprintf(name, sizeof name, "_%04lld.obj", i);
+        // Made only now: a command that fails before its first file leaves no folder behind.
+        if (i == 0) {
+            std::filesystem::create_directories(options.out, ec);
+            if (!std::filesystem::is_directory(options.out, ec))
+                throw CommandError(kExitBadInput, options.out + ": the folder cannot be made");
+        }
         Mesh mesh = session.object().getMesh();
-        WriteObjFile(mesh, (std::filesystem::path(options.out) / (stem + name)).string());
+        WriteObjFile(
+            mesh, (std::filesystem::path(options.out) / fileName(stem, frame, wholeSteps)).string(),
+            inputs);
         terminal.showProgress("Writing frames", i + 1, count);
         if (terminal.interrupted()) {
             terminal.endProgress();
@@ -85,8 +126,10 @@ void addFramesCommand(CLI::App& app) {
     CLI::App* command = app.add_subcommand(
         "frames", "Write the meshes of a cache file over a frame range as numbered OBJ files");
     command->add_option("--range", options->range, "Scene frames A:B, both included")->required();
-    command->add_option("--step", options->step, "Frames between two files (default 1)")
-        ->check(CLI::PositiveNumber);
+    command->add_option("--step", options->step,
+                        "Frames between two files (default 1; at least one tick)");
+    command->add_flag("--force", options->force,
+                      "Write even when the range and step ask for more than 10000 files");
     command->add_option("--out", options->out, "Folder of the OBJ files (made if missing)")
         ->required();
     addFrameOptions(*command, options->frame);

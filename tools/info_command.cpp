@@ -4,12 +4,14 @@
 // header, sizes, totals, channels, nodes and the element block, in that order. Floats print
 // with nine significant digits (%.9g), which gives every single-precision value back exactly.
 // A reader error exits with 2 and the status text on stderr (after the JSON, with --json).
+#include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "cachefile/wkCacheSizeText.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "tools/cli_common.h"
 #include "tools/cli_json.h"
 #include "tools/info_json.h"
+#include "tools/input_file.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -18,6 +20,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -99,6 +102,11 @@ void printSummary(wkCacheReader& reader) {
 }
 
 void runInfo(const InfoOptions& options) {
+    try {
+        (void)CheckInputFile(options.file, std::numeric_limits<std::uintmax_t>::max());
+    } catch (const InputFileError& e) {
+        throw CommandError(kExitBadInput, options.file + ": " + e.what());
+    }
     HeadlessMaterials materials;
     wkCacheReader reader(WStr(options.file.c_str()), &materials);
     if (options.json) {

@@ -1,5 +1,7 @@
 #include "tools/info_json.h"
 
+#include "cachefile/wkCacheElementBlockCheck.h"
+
 namespace wkcli {
 
 namespace {
@@ -17,7 +19,9 @@ Json channelObject(const std::map<std::int32_t, std::int32_t>& channels) {
 
 Json elementBlock(wkCacheReader& reader) {
     WelkardTools::wkCacheElementFrames& store = reader.getFrameStore();
-    if (reader.getVersion() != 3 || !store.parseBlockHead(reader.fileName()))
+    // A version 3 file whose block offset is its size has no block, not a block of zeros.
+    if (reader.getVersion() != 3 || !WelkardTools::HasElementBlock(utf8(reader.fileName())) ||
+        !store.parseBlockHead(reader.fileName()))
         return nullptr;
     return Json{{"frameCount", store.frameCount},
                 {"keyFrameCount", store.keyFrameCount},

@@ -1,6 +1,7 @@
 // The wkcache command-line tool: parses the command line, runs one subcommand and turns every
 // way out into one of the documented exit codes.
 #include "tools/cli_common.h"
+#include "tools/output_file.h"
 
 #include <CLI/CLI.hpp>
 
@@ -58,7 +59,10 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        return wkcli::run(argc, argv);
+        const int code = wkcli::run(argc, argv);
+        // Output lost on a full device or a closed pipe is a failure, not a success.
+        wkcli::FlushStdout();
+        return code;
     } catch (const wkcli::CommandError& e) {
         std::cerr << "wkcache: error: " << e.what() << '\n';
         return e.code();

@@ -1,9 +1,8 @@
 #include "tools/obj_writer.h"
 
-#include "tools/cli_common.h"
+#include "tools/output_file.h"
 
 #include <cstdio>
-#include <fstream>
 
 namespace wkcli {
 
@@ -57,23 +56,10 @@ void WriteObj(Mesh& mesh, std::ostream& out) {
     }
 }
 
-// Written beside the target and renamed over it, so a failed write leaves the old file.
-void WriteObjFile(Mesh& mesh, const std::string& path) {
-    const std::string partial = path + ".partial";
-    {
-        std::ofstream out(partial, std::ios::binary | std::ios::trunc);
-        if (out)
-            WriteObj(mesh, out);
-        out.flush();
-        if (!out) {
-            std::remove(partial.c_str());
-            throw CommandError(kExitBadInput, path + ": cannot be written");
-        }
-    }
-    if (std::rename(partial.c_str(), path.c_str()) != 0) {
-        std::remove(partial.c_str());
-        throw CommandError(kExitBadInput, path + ": cannot be written");
-    }
+void WriteObjFile(Mesh& mesh, const std::string& path, const std::vector<std::string>& inputs) {
+    OutputFile out(path, "--obj", inputs);
+    WriteObj(mesh, out.stream());
+    out.commit();
 }
 
 } // namespace wkcli

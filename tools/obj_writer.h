@@ -6,6 +6,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace wkcli {
 
@@ -13,7 +14,9 @@ namespace wkcli {
 // 1 is off. Vertex indices stay those of the mesh, so all vertices are written. `mesh` gets its
 // normals built.
 void WriteObj(Mesh& mesh, std::ostream& out);
-// WriteObj into a file; throws CommandError (bad input) when it cannot be written.
-void WriteObjFile(Mesh& mesh, const std::string& path);
+// WriteObj into a file as every output is written (tools/output_file.h): "-" is stdout, and an
+// output that is one of `inputs` is refused. Throws CommandError (bad input) when it cannot be
+// written; the old file then stays.
+void WriteObjFile(Mesh& mesh, const std::string& path, const std::vector<std::string>& inputs);
 
 } // namespace wkcli

@@ -2,9 +2,14 @@
 
 #include "cachefile/wkCacheBase.h"
 #include "cachefile/wkCacheRegistry.h"
+#include "panels/wkCacheFileDialogs.h"
 #include "tools/cli_common.h"
 #include "tools/cli_terminal.h"
+#include "tools/output_file.h"
 #include "tools/registry_scope.h"
+
+#include <filesystem>
+#include <system_error>
 
 namespace wkcli {
 
@@ -21,6 +26,22 @@ std::string stageName(const WStr& format) {
 }
 
 } // namespace
+
+std::string RecordOutputName(const std::string& out, const std::string& defaultName,
+                             const std::vector<std::string>& inputs) {
+    if (out.empty())
+        throw CommandError(kExitUsage, "-o: the file name is empty");
+    std::error_code ec;
+    const std::string name = std::filesystem::is_directory(out, ec)
+                                 ? (std::filesystem::path(out) / defaultName).string()
+                                 : narrow(RecordFileName(WStr::FromUTF8(out)));
+    const std::filesystem::file_status status = std::filesystem::status(name, ec);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        throw CommandError(kExitBadInput, name + ": is not a regular file; a cache can only "
+                                                 "replace a file");
+    RefuseOutput(name, "-o", inputs);
+    return name;
+}
 
 RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
                           const std::optional<std::string>& outFile) {
@@ -41,7 +62,7 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
 
     RecordResult result;
     const WStr name = quiet ? RecordFileName(WStr::FromUTF8(*outFile)) : WStr();
-    RecordCache(object, quiet ? &name : nullptr, quiet, &result);
+    RecordCache(object, quiet ? &name : nullptr, quiet, &result, specifyCacheFile);
     terminal.endProgress();
     object.setStatusObserver(nullptr);
 
@@ -49,6 +70,19 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
     switch (result.outcome) {
     case RecordOutcome::Recorded:
         return result;
+    case RecordOutcome::BadRange: {
+        const wkCacheRecordParams params = object.recordParams();
+        const std::string range = "record range: recStart " + std::to_string(params.recStart) +
+                                  " to recEnd " + std::to_string(params.recEnd) + " ";
+        throw CommandError(kExitBadInput,
+                           range +
+                               (params.recEnd < params.recStart
+                                    ? "ends before it starts"
+                                    : "lies beyond the scene's time at " +
+                                          std::to_string(host.Time().GetTicksPerFrame()) +
+                                          " ticks a frame") +
+                               "; nothing was written");
+    }
     case RecordOutcome::NothingToCache:
         throw CommandError(kExitBadInput, "nothing to cache: no node of the list can be recorded");
     case RecordOutcome::NoTarget:

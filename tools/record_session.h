@@ -9,6 +9,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace wkcli {
 
@@ -17,6 +18,12 @@ namespace wkcli {
 // object's own file, or a name asked on the terminal). Answers the result of a recording that
 // wrote its file; throws CommandError otherwise: 2 for nothing to cache or a write error, 130
 // for a cancel.
+// The file `-o` names for a recording: a folder takes `defaultName` inside it. Throws
+// CommandError for an empty name, a target that is not a regular file (a device, a FIFO: the
+// recording replaces its target by renaming) and a target that is one of `inputs`.
+std::string RecordOutputName(const std::string& out, const std::string& defaultName,
+                             const std::vector<std::string>& inputs);
+
 RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
                           const std::optional<std::string>& outFile);
 

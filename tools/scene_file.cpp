@@ -4,6 +4,8 @@
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tools/cli_common.h"
+#include "tools/input_file.h"
+#include "tools/module_objects.h"
 
 #include <nlohmann/json.hpp>
 
@@ -14,7 +16,9 @@
 #include <initializer_list>
 #include <map>
 #include <numbers>
+#include <set>
 #include <sstream>
+#include <tuple>
 
 namespace wkcli {
 
@@ -155,6 +159,10 @@ Quat rotation(const Json& j, const std::string& path) {
     const float degrees = single(require(j, path, "angle"), member(path, "angle"));
     return Quat(AngAxis(Normalize(axis), degrees * std::numbers::pi_v<float> / 180.0f));
 }
+
+// Bounds of what a scene file may build; see Builder::spend.
+constexpr std::int64_t kSceneGeometryLimit = 1'000'000;
+constexpr std::size_t kSceneNodeLimit = 100'000;
 
 class Builder {
 public:
@@ -308,6 +316,7 @@ private:
                 segX = integer((*segments)[0], element(spath, 0), 1, 1000);
                 segY = integer((*segments)[1], element(spath, 1), 1, 1000);
             }
+            spend(std::int64_t{segX + 1} * (segY + 1) + std::int64_t{2} * segX * segY, path);
             return MakePlaneMesh(positive(j, path, "width"), positive(j, path, "length"), segX,
                                  segY);
         }
@@ -382,7 +391,17 @@ private:
         }
         if (const Json* maps = find(j, "maps"))
             readMaps(mesh, *maps, member(path, "maps"));
+        spend(std::int64_t{mesh.getNumVerts()} + mesh.getNumFaces(), path);
         return mesh;
+    }
+
+    // A few bytes of text can ask for a huge mesh (a plane of many segments, the same mesh in
+    // many topology states): all meshes of a scene share one budget of vertices and faces.
+    void spend(std::int64_t elements, const std::string& path) {
+        geometry += elements;
+        if (geometry > kSceneGeometryLimit)
+            fail(path, "the scene's meshes would hold more than " +
+                           std::to_string(kSceneGeometryLimit) + " vertices and faces");
     }
 
     void readMaps(Mesh& mesh, const Json& maps, const std::string& path) {
@@ -525,7 +544,7 @@ private:
     SceneObject* readCache(const Json& j, const std::string& path, const std::string& nodeName) {
         if (!j.is_object())
             fail(path, "expected an object");
-        auto* cache = scene.Add(std::make_unique<wkCache_obj>());
+        auto* cache = scene.Add(NewCacheObject(host));
         // A scene file is a loaded scene: the block takes its values without reacting to them,
         // so the unit lists, say, do not recompute scaleUnits.
         IParamBlock2& block = cache->params();
@@ -683,6 +702,8 @@ private:
 
     void readNodes(const Json& list) {
         array(list, "nodes");
+        if (list.size() > kSceneNodeLimit)
+            fail("nodes", "more than " + std::to_string(kSceneNodeLimit) + " nodes");
         std::vector<std::pair<HeadlessNode*, std::size_t>> withParent;
         for (std::size_t i = 0; i < list.size(); ++i) {
             const std::string path = element("nodes", i);
@@ -705,16 +726,7 @@ private:
             if (find(j, "parent") != nullptr)
                 withParent.emplace_back(node, i);
         }
-        // Links and node lists may name nodes anywhere in the file.
-        for (const auto& [node, i] : withParent) {
-            const std::string path = member(element("nodes", i), "parent");
-            HeadlessNode* parent = nodeNamed(list[i]["parent"], path);
-            try {
-                node->SetParent(parent);
-            } catch (const std::invalid_argument&) {
-                fail(path, "linking here would make a loop of parents");
-            }
-        }
+        linkParents(list, withParent);
         for (const PendingList& pending : pendingOmnis)
             pending.cache->params().SetValue(wkCacheParam::triggerOmni, 0,
                                              nodeNamed(*pending.list, pending.path));
@@ -725,6 +737,43 @@ private:
                     entry.is_null() ? nullptr : nodeNamed(entry, element(pending.path, k)));
             }
         }
+    }
+
+    // Links and node lists may name nodes anywhere in the file. Loops are found here, in one
+    // pass; the links then go deepest first, so that each link's own loop test meets a parent
+    // not linked yet and a long chain loads in linear time.
+    void linkParents(const Json& list,
+                     const std::vector<std::pair<HeadlessNode*, std::size_t>>& withParent) {
+        std::map<HeadlessNode*, std::pair<HeadlessNode*, std::size_t>> parentOf;
+        for (const auto& [node, i] : withParent)
+            parentOf[node] = {nodeNamed(list[i]["parent"], member(element("nodes", i), "parent")),
+                              i};
+        std::map<HeadlessNode*, std::size_t> depth; // complete entries only
+        for (const auto& [node, link] : parentOf) {
+            std::vector<HeadlessNode*> walk;
+            std::set<HeadlessNode*> onWalk;
+            HeadlessNode* up = node;
+            while (depth.count(up) == 0 && parentOf.count(up) != 0) {
+                if (!onWalk.insert(up).second)
+                    fail(member(element("nodes", parentOf[up].second), "parent"),
+                         "linking here would make a loop of parents");
+                walk.push_back(up);
+                up = parentOf[up].first;
+            }
+            std::size_t d = depth.count(up) != 0 ? depth[up] : 0;
+            for (auto it = walk.rbegin(); it != walk.rend(); ++it)
+                depth[*it] = ++d;
+        }
+        // Siblings keep the file's order among the children of their parent.
+        std::vector<std::tuple<std::size_t, std::size_t, HeadlessNode*>> order;
+        for (const auto& [node, link] : parentOf)
+            order.emplace_back(depth[node], link.second, node);
+        std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+            return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) > std::get<0>(b)
+                                                    : std::get<1>(a) < std::get<1>(b);
+        });
+        for (const auto& [d, i, node] : order)
+            node->SetParent(parentOf[node].first);
     }
 
     HeadlessNode* nodeNamed(const Json& j, const std::string& path) {
@@ -780,6 +829,7 @@ private:
     HeadlessHost& host;
     HeadlessScene& scene;
     int ticksPerFrame = 160;
+    std::int64_t geometry = 0; // vertices and faces of the meshes so far
     std::map<std::string, std::shared_ptr<Mtl>> materials;
     std::map<std::string, HeadlessNode*> nodes;
     std::vector<PendingList> pendingLists;
@@ -802,18 +852,25 @@ LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
     }
     // Cache objects take their parameter blocks from the host that builds them.
     ScopedHost installed(host);
-    return Builder(host).build(root);
+    try {
+        return Builder(host).build(root);
+    } catch (const Json::exception& e) {
+        // The reader checks types before it converts; one it missed still says what, without
+        // the library's "[json.exception...]" code.
+        const std::string what = e.what();
+        const std::size_t code = what.find("] ");
+        throw SceneFileError(code == std::string::npos ? what : what.substr(code + 2));
+    }
 }
 
 LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw SceneFileError("cannot be read");
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad())
-        throw SceneFileError("cannot be read");
-    return LoadSceneText(text.str(), host);
+    std::string text;
+    try {
+        text = ReadInputFile(path, kSceneFileLimit);
+    } catch (const InputFileError& e) {
+        throw SceneFileError(e.what());
+    }
+    return LoadSceneText(text, host);
 }
 
 wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,

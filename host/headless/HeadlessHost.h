@@ -12,6 +12,7 @@
 #include "host/headless/HeadlessPRSControl.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPluginLoader.h"
+#include "host/headless/HeadlessPluginManager.h"
 #include "host/headless/HeadlessScene.h"
 #include "host/headless/HeadlessTime.h"
 #include "host/headless/HeadlessUndoHold.h"
@@ -27,9 +28,11 @@ public:
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
     HeadlessListener& Listener() override { return listener; }
+    // The plug-in modules and their classes: scene objects of plug-in classes are made here.
+    HeadlessPluginManager& Modules() { return modules; }
     std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
                                                    ReferenceMaker& owner) override {
-        return std::make_unique<HeadlessParamBlock>(desc, owner);
+        return std::make_unique<HeadlessParamBlock>(desc, owner, &hold);
     }
     std::unique_ptr<MatrixControl> NewDefaultMatrix3Controller(ReferenceMaker& owner) override {
         auto control = std::make_unique<HeadlessPRSControl>();
@@ -39,7 +42,8 @@ public:
 
 private:
     // Members end in reverse order: the scene (whose objects a plug-in may have made) before
-    // the hold that may still hold records about it, and both before the plug-in's code.
+    // the hold that may still hold records about it, and both before the plug-ins' code.
+    HeadlessPluginManager modules;
     HeadlessPluginLoader plugins;
     HeadlessTime clock;
     HeadlessMaterials materials;

@@ -108,20 +108,28 @@ private:
 };
 
 // Objects without geometry: they never convert to a mesh.
-class HeadlessHelper final : public SceneObject {
+class HeadlessNonGeometric : public SceneObject {
 public:
-    SClass_ID SuperClassID() const override { return HELPER_CLASS_ID; }
-    Class_ID ClassID() const override { return kPointHelperClassID; }
+    HeadlessNonGeometric(SClass_ID superClass_, Class_ID classId_)
+        : superClass(superClass_), classId(classId_) {}
+    SClass_ID SuperClassID() const override { return superClass; }
+    Class_ID ClassID() const override { return classId; }
     bool CanConvertToTriMesh() const override { return false; }
     TriObjectConversion ConvertToTriMesh(TimeValue) override { return {}; }
+
+private:
+    SClass_ID superClass;
+    Class_ID classId;
 };
 
-class HeadlessCamera final : public SceneObject {
+class HeadlessHelper final : public HeadlessNonGeometric {
 public:
-    SClass_ID SuperClassID() const override { return CAMERA_CLASS_ID; }
-    Class_ID ClassID() const override { return kCameraClassID; }
-    bool CanConvertToTriMesh() const override { return false; }
-    TriObjectConversion ConvertToTriMesh(TimeValue) override { return {}; }
+    HeadlessHelper() : HeadlessNonGeometric(HELPER_CLASS_ID, kPointHelperClassID) {}
+};
+
+class HeadlessCamera final : public HeadlessNonGeometric {
+public:
+    HeadlessCamera() : HeadlessNonGeometric(CAMERA_CLASS_ID, kCameraClassID) {}
 };
 
 // An omni or spot light; its far attenuation is a track.

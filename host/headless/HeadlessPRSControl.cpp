@@ -17,3 +17,9 @@ void HeadlessPRSControl::NotifyChanged() {
     if (dependent != nullptr)
         dependent->NotifyRefChanged(FOREVER, this, PART_ALL, REFMSG_CHANGE, true);
 }
+
+std::unique_ptr<MatrixControl> HeadlessPRSControl::Clone(ReferenceMaker& newOwner) const {
+    auto copy = std::make_unique<HeadlessPRSControl>(*this);
+    copy->SetDependent(&newOwner);
+    return copy;
+}

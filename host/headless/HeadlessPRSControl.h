@@ -12,6 +12,7 @@ class HeadlessPRSControl final : public MatrixControl {
 public:
     // tm = own matrix * tm.
     void GetValue(TimeValue t, Matrix3& tm) const override;
+    std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const override;
 
     // The tracks, to key directly; NotifyChanged tells the dependent afterwards.
     Point3Track& Position() { return position; }

@@ -31,8 +31,9 @@ int roundToInt(float f) {
 
 } // namespace
 
-HeadlessParamBlock::HeadlessParamBlock(const ParamBlockDesc2& desc_, ReferenceMaker& owner_)
-    : desc(desc_), owner(owner_) {
+HeadlessParamBlock::HeadlessParamBlock(const ParamBlockDesc2& desc_, ReferenceMaker& owner_,
+                                       UndoHold* undo_)
+    : desc(desc_), owner(owner_), undo(undo_) {
     params.reserve(desc.params.size());
     for (const ParamDef& def : desc.params) {
         Param param;
@@ -122,9 +123,12 @@ Control* HeadlessParamBlock::GetControllerByID(ParamID id, int tabIndex) const {
 bool HeadlessParamBlock::writeNumber(Param& param, Entry& e, TimeValue t, float asFloat,
                                      int asInt) {
     const ParamDef& def = *param.def;
+    if (!def.IsFloatType() && !isIntKind(def))
+        return false;
+    if (def.IsFloatType() && std::isnan(asFloat))
+        return false;
+    hold(param);
     if (def.IsFloatType()) {
-        if (std::isnan(asFloat))
-            return false;
         const float v =
             def.hasRange ? std::clamp(asFloat, def.rangeLowFloat, def.rangeHighFloat) : asFloat;
         if (e.controller)
@@ -137,8 +141,6 @@ bool HeadlessParamBlock::writeNumber(Param& param, Entry& e, TimeValue t, float 
             e.controller->SetKey(t, static_cast<float>(v));
         else
             e.intValue = v;
-    } else {
-        return false;
     }
     changed(def.id);
     return true;
@@ -165,6 +167,10 @@ bool HeadlessParamBlock::SetValue(ParamID id, TimeValue, INode* value, int tabIn
     const ParamType2 type = find(id)->def->type;
     if (type != TYPE_INODE && type != TYPE_INODE_TAB)
         return false;
+    PBValidator* validator = find(id)->def->validator;
+    if (validator != nullptr && !validator->Validate(value))
+        return false;
+    hold(*find(id));
     e->node = value;
     changed(id);
     return true;
@@ -174,6 +180,7 @@ bool HeadlessParamBlock::SetValue(ParamID id, TimeValue, const AssetUser& value)
     Param* param = find(id);
     if (param == nullptr || param->def->type != TYPE_FILENAME)
         return false;
+    hold(*param);
     param->asset = value;
     changed(id);
     return true;
@@ -197,6 +204,7 @@ bool HeadlessParamBlock::Insert(ParamID id, int at, int count) {
         return false;
     if (count == 0)
         return true;
+    hold(*param);
     std::vector<Entry> fresh(static_cast<std::size_t>(count));
     param->entries.insert(param->entries.begin() + at, std::make_move_iterator(fresh.begin()),
                           std::make_move_iterator(fresh.end()));
@@ -213,6 +221,7 @@ bool HeadlessParamBlock::Delete(ParamID id, int at, int count) {
         return false;
     if (count == 0)
         return true;
+    hold(*param);
     param->entries.erase(param->entries.begin() + at, param->entries.begin() + at + count);
     changed(id);
     return true;
@@ -228,8 +237,10 @@ bool HeadlessParamBlock::SetKey(ParamID id, TimeValue t, float value, int tabInd
     const ParamDef& def = *param.def;
     if (!def.IsAnimatable() || !(def.IsFloatType() || isIntKind(def)))
         return false;
-    if (!e->controller)
+    if (!e->controller) {
+        hold(param);
         e->controller = std::make_unique<HeadlessFloatControl>();
+    }
     return writeNumber(param, *e, t, value, truncateToInt(value));
 }
 
@@ -237,6 +248,7 @@ bool HeadlessParamBlock::ClearController(ParamID id, int tabIndex) {
     Entry* e = entry(id, tabIndex);
     if (e == nullptr || !e->controller)
         return false;
+    hold(*find(id));
     const float atZero = e->controller->GetFloatValue(0);
     e->floatValue = atZero;
     e->intValue = roundToInt(atZero);
@@ -247,23 +259,57 @@ bool HeadlessParamBlock::ClearController(ParamID id, int tabIndex) {
 
 // ---- Copy and notification
 
-std::unique_ptr<IParamBlock2> HeadlessParamBlock::Clone(ReferenceMaker& newOwner) const {
-    auto copy = std::make_unique<HeadlessParamBlock>(desc, newOwner);
-    for (std::size_t i = 0; i < params.size(); ++i) {
-        const Param& from = params[i];
-        Param& to = copy->params[i];
-        to.asset = from.asset;
-        to.entries.clear();
-        for (const Entry& e : from.entries) {
-            Entry& made = to.entries.emplace_back();
-            made.floatValue = e.floatValue;
-            made.intValue = e.intValue;
-            made.node = e.node;
-            if (e.controller)
-                made.controller = std::make_unique<HeadlessFloatControl>(*e.controller);
-        }
+std::vector<HeadlessParamBlock::Entry>
+HeadlessParamBlock::copyEntries(const std::vector<Entry>& entries) {
+    std::vector<Entry> copy;
+    copy.reserve(entries.size());
+    for (const Entry& e : entries) {
+        Entry& made = copy.emplace_back();
+        made.floatValue = e.floatValue;
+        made.intValue = e.intValue;
+        made.node = e.node;
+        if (e.controller)
+            made.controller = std::make_unique<HeadlessFloatControl>(*e.controller);
     }
     return copy;
+}
+
+std::unique_ptr<IParamBlock2> HeadlessParamBlock::Clone(ReferenceMaker& newOwner) const {
+    auto copy = std::make_unique<HeadlessParamBlock>(desc, newOwner, undo);
+    for (std::size_t i = 0; i < params.size(); ++i) {
+        copy->params[i].asset = params[i].asset;
+        copy->params[i].entries = copyEntries(params[i].entries);
+    }
+    return copy;
+}
+
+// One parameter as it was before a change; undo and redo swap it with the current state.
+class HeadlessParamBlock::ParamRestore final : public RestoreObj {
+public:
+    ParamRestore(HeadlessParamBlock& block_, ParamID id_, std::vector<Entry> entries_,
+                 AssetUser asset_)
+        : block(block_), id(id_), entries(std::move(entries_)), asset(std::move(asset_)) {}
+    void Restore(bool) override { swap(); }
+    void Redo() override { swap(); }
+
+private:
+    void swap() {
+        Param& param = *block.find(id);
+        std::swap(param.entries, entries);
+        std::swap(param.asset, asset);
+        block.changed(id);
+    }
+    HeadlessParamBlock& block;
+    ParamID id;
+    std::vector<Entry> entries;
+    AssetUser asset;
+};
+
+void HeadlessParamBlock::hold(const Param& param) {
+    if (undo == nullptr || !undo->Holding())
+        return;
+    undo->Put(std::make_unique<ParamRestore>(*this, param.def->id, copyEntries(param.entries),
+                                             param.asset));
 }
 
 void HeadlessParamBlock::changed(ParamID id) {

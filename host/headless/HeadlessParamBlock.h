@@ -6,11 +6,15 @@
 // a linear float controller with its first key (SetKey); from then on a write at t is a key
 // at t, and reads at t come from the controller.
 //
+// Inside a hold of `undo`, every change of a value or of a table's size puts a record that gives
+// the parameter back as it was, its controllers included, and tells the owner.
+//
 // Each successful change, while notifications are on, becomes the block's last notified
 // parameter and is told to the owner as REFMSG_CHANGE over all time.
 #pragma once
 
 #include "host/ParamBlock.h"
+#include "host/UndoHold.h"
 #include "host/headless/HeadlessFloatControl.h"
 
 #include <memory>
@@ -21,7 +25,8 @@
 class HeadlessParamBlock final : public IParamBlock2 {
 public:
     // `desc` must outlive the block, as the static descriptions of classes do.
-    HeadlessParamBlock(const ParamBlockDesc2& desc, ReferenceMaker& owner);
+    HeadlessParamBlock(const ParamBlockDesc2& desc, ReferenceMaker& owner,
+                       UndoHold* undo = nullptr);
 
     // ---- IParamBlock2
     const ParamBlockDesc2& GetDesc() const override { return desc; }
@@ -56,6 +61,7 @@ public:
     bool SetByName(std::string_view name, std::string_view value, std::string& error);
 
 private:
+    class ParamRestore;
     // One value: a parameter's own, or one entry of a table. Which field counts follows the
     // parameter's type.
     struct Entry {
@@ -78,9 +84,13 @@ private:
     // Writes a number already converted to the parameter's kind, clamped.
     bool writeNumber(Param& param, Entry& e, TimeValue t, float asFloat, int asInt);
     void changed(ParamID id);
+    // Puts the parameter as it is now into the hold, before a change.
+    void hold(const Param& param);
+    static std::vector<Entry> copyEntries(const std::vector<Entry>& entries);
 
     const ParamBlockDesc2& desc;
     ReferenceMaker& owner;
+    UndoHold* undo;
     std::vector<Param> params; // in the order of declaration
     ParamID lastNotified = -1;
     bool notificationsOn = true;

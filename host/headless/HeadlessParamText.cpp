@@ -6,6 +6,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -82,6 +83,13 @@ std::optional<float> parseNumber(std::string_view text) {
 }
 
 // The name of a parameter in a message; a shared name is told with its id.
+// A range bound as people write it: 0.001, 9999999.
+std::string numberText(float v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.7g", static_cast<double>(v));
+    return text;
+}
+
 std::string describe(const ParamBlockDesc2& desc, const ParamDef& def) {
     const auto sharing = std::count_if(desc.params.begin(), desc.params.end(), [&](const auto& p) {
         return sameName(p.internalName, def.internalName);
@@ -148,6 +156,13 @@ bool SetParamByName(IParamBlock2& block, std::string_view name, std::string_view
             error = who + " needs a number" + got;
             return false;
         }
+        // Out of range is refused, as a bad boolean is and as scene files do, rather than
+        // clamped behind the user's back.
+        if (def->hasRange && !(*v >= def->rangeLowFloat && *v <= def->rangeHighFloat)) {
+            error = who + " must be from " + numberText(def->rangeLowFloat) + " to " +
+                    numberText(def->rangeHighFloat) + got;
+            return false;
+        }
         written = block.SetValue(def->id, 0, *v);
         break;
     }
@@ -163,6 +178,10 @@ bool SetParamByName(IParamBlock2& block, std::string_view name, std::string_view
             }
         } else if (!v) {
             error = who + " needs a whole number" + got;
+            return false;
+        } else if (def->hasRange && (*v < def->rangeLowInt || *v > def->rangeHighInt)) {
+            error = who + " must be from " + std::to_string(def->rangeLowInt) + " to " +
+                    std::to_string(def->rangeHighInt) + got;
             return false;
         }
         written = block.SetValue(def->id, 0, *v);

@@ -16,6 +16,8 @@ void HeadlessUndoHold::Accept(const WStr& name) {
         return;
     if (open.empty())
         return;
+    for (auto& record : open)
+        record->EndHold();
     undoSteps.push_back({name, std::move(open)});
     open.clear();
     redoSteps.clear();
@@ -29,6 +31,8 @@ void HeadlessUndoHold::Cancel() {
     for (auto it = open.rbegin(); it != open.rend(); ++it)
         (*it)->Restore(false);
     restoring = false;
+    for (auto& record : open)
+        record->EndHold();
     open.clear();
 }
 

@@ -1,5 +1,5 @@
-// Hostile files: counts that the file cannot hold end as the short read they would be, before
-// anything is allocated for them; odd but readable values load without harm.
+// Hostile files beyond the fuzzing corpus (tests/fuzz): a sample count the file cannot hold
+// costs nothing until rows are read, and channel numbers no mesh can hold are passed over.
 #include "cachefile/wkCacheReader.h"
 #include "tests/cachefile/AllocationProbe.h"
 #include "tests/cachefile/CacheBuilder.h"
@@ -28,56 +28,7 @@ CacheSpec smallCache() {
     return spec;
 }
 
-struct Outcome {
-    std::int32_t status;
-    std::size_t largestAllocation;
-};
-
-Outcome open(const TempDir& dir, const Bytes& bytes) {
-    const std::string path = dir.write("hostile.wkc", bytes);
-    allocprobe::LargestAllocation probe;
-    wkCacheReader reader(WStr(path.c_str()));
-    return {reader.status(), probe.bytes()};
-}
-
 } // namespace
-
-TEST(CacheReaderHostile, CountsBeyondTheFileAreShortReadsWithoutAllocation) {
-    TempDir dir;
-    Layout layout;
-    const Bytes good = buildCache(smallCache(), &layout);
-    const std::size_t node = layout.nodeRecords[0];
-    const std::size_t afterName = node + 4 + 1; // name "a"
-    const std::size_t numVertsAt = afterName + 24;
-    const std::size_t numFacesAt = numVertsAt + 4;
-    const std::size_t numChannelsAt = numFacesAt + 4;
-    const std::size_t numMapVertsAt = numChannelsAt + 8;
-    struct Case {
-        const char* what;
-        std::size_t at;
-        std::int32_t value;
-    };
-    const Case cases[] = {
-        {"name length", node, INT32_MAX},
-        {"negative name length", node, -1},
-        {"vertices", numVertsAt, INT32_MAX},
-        {"negative vertices", numVertsAt, -2},
-        {"faces", numFacesAt, 0x40000000},
-        {"negative faces", numFacesAt, INT32_MIN},
-        {"channels", numChannelsAt, INT32_MAX},
-        {"negative channels", numChannelsAt, -1},
-        {"map vertices", numMapVertsAt, INT32_MAX},
-        {"negative map vertices", numMapVertsAt, -7},
-        {"nodes", 25, INT32_MAX},
-    };
-    for (const Case& c : cases) {
-        Bytes bytes = good;
-        patchI32(bytes, c.at, c.value);
-        const Outcome out = open(dir, bytes);
-        EXPECT_EQ(out.status, kStatusReadPastEOF) << c.what;
-        EXPECT_LT(out.largestAllocation, kSmallAllocation) << c.what;
-    }
-}
 
 TEST(CacheReaderHostile, HugeSampleCountCostsNothingUntilRowsAreRead) {
     TempDir dir;
@@ -119,34 +70,4 @@ TEST(CacheReaderHostile, ChannelsNoMeshCanHoldAreReadAndPassedOver) {
     // The rows behind the passed-over bytes are where they belong.
     ASSERT_TRUE(reader.fetchSample(0, false));
     EXPECT_EQ(reader.sampleTransform(1, 0).GetTrans(), Point3(1, 0, 0));
-}
-
-TEST(CacheReaderHostile, RepeatedChannelCannotInflateTheFullMesh) {
-    TempDir dir;
-    CacheSpec spec = smallCache();
-    ChannelSpec again;
-    again.channel = 1;
-    spec.nodes[0].channels.push_back(again);
-    Layout layout;
-    Bytes bytes = buildCache(spec, &layout);
-    // The second entry of channel 1 claims two billion map vertices; the node keeps the first.
-    const std::size_t secondCount = layout.nodeRecords[0] + 4 + 1 + 24 + 12 + 8 + 4;
-    patchI32(bytes, secondCount, INT32_MAX - 3);
-    allocprobe::LargestAllocation probe;
-    wkCacheReader reader(WStr(dir.write("dup.wkc", bytes).c_str()));
-    ASSERT_EQ(reader.status(), kStatusOk);
-    EXPECT_EQ(reader.getIndex()->channels.at(1), INT32_MAX);
-    EXPECT_EQ(reader.getFullMesh()->getNumMapVerts(1), 3);
-    EXPECT_LT(probe.bytes(), kSmallAllocation);
-}
-
-TEST(CacheReaderHostile, FaceIndicesOutsideTheVerticesLoad) {
-    TempDir dir;
-    CacheSpec spec = smallCache();
-    spec.nodes[0].faces[0].v = {0, 1, 0xFFFFFFFFu};
-    spec.nodes[1].hasSpecifiedNormals = 1; // the full mesh then derives the other normals
-    wkCacheReader reader(WStr(dir.write("faces.wkc", buildCache(spec)).c_str()));
-    ASSERT_EQ(reader.status(), kStatusOk);
-    EXPECT_EQ(reader.getFullMesh()->getFace(0).v[2], 0xFFFFFFFFu);
-    EXPECT_NE(reader.getFullMesh()->GetSpecifiedNormals(), nullptr);
 }

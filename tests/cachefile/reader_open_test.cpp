@@ -198,8 +198,6 @@ TEST(CacheReaderOpen, SizesAndFrames) {
     const std::int32_t table = reader.getHeader()->sampleTableOffset;
     EXPECT_EQ(reader.meshSize(), table - 256);
     EXPECT_EQ(reader.animationSize(), static_cast<std::int64_t>(bytes.size()) - table);
-    // floor(80 / 160 * 2 + 0.5)
-    EXPECT_EQ(reader.numFrames(), 1);
     std::int64_t total = -1;
     std::int64_t loaded = -1;
     reader.getSizes(total, loaded);
@@ -222,13 +220,28 @@ TEST(CacheReaderOpen, SizesAndFrames) {
     EXPECT_TRUE(none.preload());
 }
 
-TEST(CacheReaderOpen, FrameRateAboveTicksPerSecondSaturatesTheFrameCount) {
+// floor(step / ticksPerFrame * samples + 0.5) in floats, with ticksPerFrame = 4800 / frame rate
+// in whole numbers: 685 at 7 FPS, where 685.71 would give 999.
+TEST(CacheReaderOpen, FrameCountsComeFromWholeTicksPerFrame) {
+    struct Case {
+        std::int32_t frameRate, stepSize, numSamples, frames;
+    };
+    const Case cases[] = {
+        {30, 80, 2, 1},
+        {7, 685, 1000, 1000},
+        {9600, 160, 2, INT32_MAX}, // 0 ticks per frame: the count saturates
+    };
     TempDir dir;
-    CacheSpec spec = twoNodeCache();
-    spec.frameRate = 9600; // 0 ticks per frame
-    wkCacheReader reader(WStr(dir.write("fast.wkc", buildCache(spec)).c_str()));
-    ASSERT_EQ(reader.status(), kStatusOk);
-    EXPECT_EQ(reader.numFrames(), INT32_MAX);
+    for (const Case& c : cases) {
+        CacheSpec spec = twoNodeCache();
+        spec.frameRate = c.frameRate;
+        spec.stepSize = c.stepSize;
+        spec.cacheEnd = c.stepSize;
+        spec.numSamples = c.numSamples;
+        wkCacheReader reader(WStr(dir.write("frames.wkc", buildCache(spec)).c_str()));
+        ASSERT_EQ(reader.status(), kStatusOk) << c.frameRate;
+        EXPECT_EQ(reader.numFrames(), c.frames) << c.frameRate;
+    }
 }
 
 TEST(CacheReaderOpen, ReloadStartsFromNothingButKeepsTheFirstSize) {

@@ -276,12 +276,19 @@ TEST_F(WriterTest, ASampleTableOfExactlyTwoBuffersFlushesTwiceAndSucceeds) {
     EXPECT_EQ(reader.sampleTransform(0, samples - 1), node->GetObjectTM(samples - 1));
 }
 
-TEST_F(WriterTest, NamesAreCutToTheirCharacterCountAndNormalsGoWithTheirFlag) {
+// The one check of the node record and face record bytes as the writer lays them out.
+TEST_F(WriterTest, NamesFaceFieldsAndNormalsStandInTheirBytes) {
     Mesh mesh = MakeBoxMesh(1, 1, 1);
     mesh.SpecifyNormals();
     MeshNormalSpec& normals = *mesh.GetSpecifiedNormals();
     normals.SetNumFaces(mesh.getNumFaces());
     normals.SetNormal(5, 2, Point3(0, 0, 1));
+    Face& face = mesh.getFace(5);
+    face.setMatID(7);
+    face.setSmGroup(0x80000005u);
+    face.setEdgeVisFlags(EDGE_VIS, EDGE_INVIS, EDGE_VIS);
+    mesh.FaceSel().SetSize(mesh.getNumFaces());
+    mesh.FaceSel().Set(5);
     HeadlessNode* node =
         scene.CreateNode(L"K\u00fcbel", scene.Add(std::make_unique<TriObject>(mesh)));
     auto writer = makeWriter("names.wkc", Interval(0, 0), 1);
@@ -289,16 +296,23 @@ TEST_F(WriterTest, NamesAreCutToTheirCharacterCountAndNormalsGoWithTheirFlag) {
     ASSERT_TRUE(writer->write(wholeRange(1, 0, 0)));
 
     const auto bytes = readBytes(dir.file("names.wkc"));
-    EXPECT_EQ(i32At(bytes, 256), 5);
+    EXPECT_EQ(i32At(bytes, 256), 5); // the name is cut to its character count
     EXPECT_EQ(std::string(bytes.begin() + 260, bytes.begin() + 265), "K\xc3\xbc"
                                                                      "be");
     // Behind the name: box, counts, one channel entry, then the specified-normals flag.
     const std::size_t flagAt = 265 + 24 + 12 + 8;
     EXPECT_EQ(bytes[flagAt], 1);
-    // Face 5's third normal: behind 8 vertices and five faces of 56 bytes, 20 + 24 bytes in.
-    const std::size_t normalAt = flagAt + 1 + 8 * 12 + 5 * 56 + 20 + 24;
+    // Face 5, behind 8 vertices and five faces of 56 bytes: matID, smGroup, edge flags,
+    // selected, the corners, and the third normal 20 + 24 bytes in.
+    const std::size_t faceAt = flagAt + 1 + 8 * 12 + 5 * 56;
+    EXPECT_EQ(bytes[faceAt] | bytes[faceAt + 1] << 8, 7);
+    EXPECT_EQ(static_cast<std::uint32_t>(i32At(bytes, faceAt + 2)), 0x80000005u);
+    EXPECT_EQ(bytes[faceAt + 6], 0b101);
+    EXPECT_EQ(bytes[faceAt + 7], 1);
+    EXPECT_EQ(bytes[faceAt + 7 - 56], 0); // face 4 is not selected
+    EXPECT_EQ(i32At(bytes, faceAt + 8), static_cast<std::int32_t>(face.getVert(0)));
     float z = 0.0f;
-    std::memcpy(&z, &bytes[normalAt + 8], 4);
+    std::memcpy(&z, &bytes[faceAt + 20 + 24 + 8], 4);
     EXPECT_EQ(z, 1.0f);
 }
 

@@ -96,9 +96,12 @@ TEST_F(GroupStage, TheLastGroupWinsAndOffsetsDoNotAddUp) {
     EXPECT_EQ(elements[0].time, 800.0f + 320.0f);
 }
 
-// An element activated at frame 10, a Delete group by age of 2 frames, playback from frame 0.
-TEST_F(GroupStage, DeleteByAgeCountsFromTheActivation) {
-    for (const std::int32_t frame : {9, 11, 12, 30}) {
+// An element activated at frame 10, a Delete group by age of 2 frames, playback from frame 0;
+// the age is in cache frames, so a scene at half the cache's rate deletes a frame sooner.
+TEST_F(GroupStage, DeleteByAgeCountsFromTheActivationInCacheFrames) {
+    for (const auto& [ratio, frame] :
+         {std::pair{1.0f, 9}, std::pair{1.0f, 11}, std::pair{1.0f, 12}, std::pair{1.0f, 30},
+          std::pair{0.5f, 10}, std::pair{0.5f, 11}}) {
         const TimeValue t = frame * kTpf;
         setUp(2, static_cast<float>(t));
         elements[0].activated = true;
@@ -117,9 +120,10 @@ TEST_F(GroupStage, DeleteByAgeCountsFromTheActivation) {
         g.setAge(2.0f);
         stage.t = t;
         stage.activationValid = true;
+        stage.sceneRatio = ratio;
         run();
-        EXPECT_EQ(elements[0].deleted, frame >= 12) << frame;
-        EXPECT_EQ(elements[1].deleted, frame >= 2) << frame;
+        EXPECT_EQ(elements[0].deleted, frame >= 10 + 2 * ratio) << frame << " at " << ratio;
+        EXPECT_EQ(elements[1].deleted, frame >= 2 * ratio) << frame << " at " << ratio;
     }
 }
 

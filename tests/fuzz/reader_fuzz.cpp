@@ -1,9 +1,11 @@
 // libFuzzer entry for the cache reader: the input becomes a .wkc file, which is opened, read row
-// by row (also with a cancel part-way), looked up, and has its element block head parsed. Any
+// by row (also with a cancel part-way), looked up, and has its element block head parsed and
+// the whole block checked. Any
 // crash, sanitizer report, hang or large allocation is a finding; so is a broken invariant below.
 //
 // Built as its own target with clang (scripts/fuzz.sh); the unit tests replay the corpus in
 // tests/fuzz/corpus through the same function, so every saved input runs in CI.
+#include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "host/headless/HeadlessMaterials.h"
 
@@ -93,6 +95,9 @@ void exercise(const WStr& path) {
     (void)reader.animationSize();
     (void)reader.firstMaterial();
     reader.getFrameStore().parseBlockHead(path);
+    // The full reading of the element block that `check` and `frame` do.
+    (void)CheckElementBlock(scratchFile());
+    (void)HasElementBlock(scratchFile());
 
     // A second load of the same reader starts from nothing.
     reader.setKeepFileOpen(false);

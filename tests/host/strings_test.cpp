@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <map>
 #include <random>
@@ -338,13 +337,12 @@ TEST(MatchPattern, AgreesWithAPlainRecursiveMatcher) {
 }
 
 TEST(MatchPattern, ManyStarsStayFast) {
-    // Backtracking over every star would take exponential time here.
+    // Backtracking over every star would take exponential time here: the test's timeout, not
+    // a clock, catches it.
     const WStr text(std::wstring(20000, L'a'));
     const WStr pattern(L"a*a*a*a*a*a*a*a*a*a*a*a*b");
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(MatchPattern(text, pattern, true));
     EXPECT_TRUE(MatchPattern(text + L"b", pattern, true));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 } // namespace

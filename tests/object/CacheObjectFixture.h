@@ -5,6 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessHost.h"
 #include "object/wkCache_obj.h"
+#include "tools/module_objects.h"
 #include "tests/cachefile/CacheBuilder.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +38,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        auto made = std::make_unique<wkCache_obj>();
+        auto made = NewCacheObject(host);
         object = made.get();
         node = host.Nodes().CreateObjectNode(std::move(made));
         object->setPanelOpen(true);

@@ -59,6 +59,30 @@ TEST_F(ActivationTest, TheSweepingGizmoStartsEachElementWhenItArrives) {
     EXPECT_LT(object->getMesh().getVert(3).z, 0.5f);
 }
 
+// Reverse moves an activated element's clock the other way and makes a waiting one count down
+// to the last sample; the graph keeps its own time once an element is activated.
+TEST_F(ActivationTest, ReverseAndTheGraphShiftTheActivatedClockTheirOwnWay) {
+    sweepGizmo();
+    params().SetValue(P::playReverse, 0, 1);
+    object->updateCacheMesh(480);
+    const float clock = element(0).time; // no trigger: every element on the clock
+    params().SetValue(P::triggerMode, 0, 1);
+    object->updateCacheMesh(480);
+    ASSERT_TRUE(element(0).activated);
+    ASSERT_TRUE(element(1).activated);
+    ASSERT_LE(element(0).activationTick, 480);
+    ASSERT_GT(element(1).activationTick, 480);
+    EXPECT_FLOAT_EQ(element(0).time, clock + static_cast<float>(element(0).activationTick));
+    EXPECT_FLOAT_EQ(element(1).time,
+                    static_cast<float>(11 * 160 - 480 + element(1).activationTick));
+
+    params().SetValue(P::playUseGraph, 0, 1);
+    params().SetValue(P::playFrame, 0, 2.0f);
+    object->updateCacheMesh(480);
+    ASSERT_TRUE(element(0).activated);
+    EXPECT_FLOAT_EQ(element(0).time, 320.0f);
+}
+
 TEST_F(ActivationTest, AGizmoThatStaysAwayActivatesNothing) {
     auto& gizmo = static_cast<HeadlessPRSControl&>(object->gizmo());
     gizmo.Position().AddKey(0, Point3(0, 500, 0));

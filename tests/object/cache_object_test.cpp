@@ -11,14 +11,14 @@ namespace {
 
 TEST_F(CacheObjectTest, NewObjectTakesItsRangesFromTheAnimationRange) {
     host.Time().SetAnimRange(Interval(1600, 4800));
-    wkCache_obj fresh;
-    EXPECT_EQ(fresh.params().GetInt(P::playStart), 10);
-    EXPECT_EQ(fresh.params().GetInt(P::recStart), 10);
-    EXPECT_EQ(fresh.params().GetInt(P::recEnd), 30);
-    EXPECT_EQ(fresh.params().GetInt(P::explodeEnd), 30);
-    wkCache_obj loaded(true);
-    EXPECT_EQ(loaded.params().GetInt(P::playStart), 0);
-    EXPECT_EQ(loaded.params().GetInt(P::playFPS), 30);
+    const auto fresh = NewCacheObject(host);
+    EXPECT_EQ(fresh->params().GetInt(P::playStart), 10);
+    EXPECT_EQ(fresh->params().GetInt(P::recStart), 10);
+    EXPECT_EQ(fresh->params().GetInt(P::recEnd), 30);
+    EXPECT_EQ(fresh->params().GetInt(P::explodeEnd), 30);
+    const auto loaded = NewCacheObject(host, true);
+    EXPECT_EQ(loaded->params().GetInt(P::playStart), 0);
+    EXPECT_EQ(loaded->params().GetInt(P::playFPS), 30);
 }
 
 TEST_F(CacheObjectTest, PlaysTheCacheWithEachElementAtItsSample) {
@@ -52,6 +52,19 @@ TEST_F(CacheObjectTest, RepeatedTimeReturnsBeforeLookingAtTheFile) {
     EXPECT_TRUE(object->isMeshReady());
     EXPECT_EQ(object->getMesh().getNumVerts(), 6);
     EXPECT_FALSE(theCacheRegistry.containsCache(object->resolvedFilePath()));
+}
+
+TEST_F(CacheObjectTest, TheFirstUpdateBuildsAtEveryTimeAlsoAtMinusOne) {
+    useFile(path);
+    // -1 is a real tick, before the range: the first update and the first after an
+    // invalidation must build there as anywhere else.
+    object->updateCacheMesh(-1);
+    EXPECT_TRUE(object->isMeshReady());
+    EXPECT_EQ(object->getMesh().getNumVerts(), 6);
+    object->invalidateAll();
+    object->updateCacheMesh(-1);
+    EXPECT_TRUE(object->isMeshReady());
+    EXPECT_EQ(object->meshValidity(), Interval(-1, -1));
 }
 
 TEST_F(CacheObjectTest, FailuresEmptyTheMeshAndSayWhy) {
@@ -136,7 +149,7 @@ TEST_F(CacheObjectTest, NewClientGivesTheCacheMaterialToItsBareNodes) {
     ASSERT_TRUE(host.Materials().SaveMaterialLibrary(
         WStr::FromUTF8((dir.path() / "two.mat").string()), library));
     auto ownMaterial = std::make_shared<Mtl>(WStr(L"own"));
-    auto other = std::make_unique<wkCache_obj>();
+    auto other = NewCacheObject(host);
     wkCache_obj* otherObject = other.get();
     INode* otherNode = host.Nodes().CreateObjectNode(std::move(other));
     otherNode->SetMtl(ownMaterial);
@@ -172,6 +185,34 @@ TEST_F(CacheObjectTest, ClockAndDisplaySettingsReachTheElements) {
     EXPECT_TRUE(state.hideInvisible);
     EXPECT_EQ(object->getMesh().getNumFaces(), 2);
     EXPECT_TRUE(object->isGeomCacheStale());
+}
+
+// A render takes the rend* parameters, whatever the viewport's say, and keeps invisible
+// elements' faces only with "Don't Delete".
+TEST_F(CacheObjectTest, ARenderEvaluatesWithTheRenderSettings) {
+    useFile(path);
+    params().SetValue(P::vpBoxMode, 0, 1);
+    params().SetValue(P::vpInterpolate, 0, 0);
+    params().SetValue(P::rendInterpolate, 0, 1);
+    params().SetValue(P::rendApplyMatID, 0, 1);
+    params().SetValue(P::rendMatID, 0, 7);
+    host.Time().SetAnimPlaying(1);
+    object->RenderBegin(160);
+    object->updateCacheMesh(160);
+    const wkCachePlaybackState& state = object->playbackRecord();
+    EXPECT_FALSE(state.boxMode);
+    EXPECT_FALSE(state.isViewport);
+    EXPECT_TRUE(state.interpolateFrames);
+    EXPECT_TRUE(state.deleteInvisible);
+    EXPECT_FALSE(state.hideInvisible);
+    EXPECT_TRUE(state.applyMaterial);
+    EXPECT_EQ(state.invisibleMaterial, 6);
+    EXPECT_EQ(object->getMesh().getNumFaces(), 1);
+
+    params().SetValue(P::rendDontDelete, 0, 1);
+    object->updateCacheMesh(161);
+    EXPECT_FALSE(state.deleteInvisible);
+    EXPECT_EQ(object->getMesh().getNumFaces(), 2);
 }
 
 TEST_F(CacheObjectTest, ReverseSwapsTheOutOfRangeTypes) {

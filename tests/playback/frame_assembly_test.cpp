@@ -88,7 +88,7 @@ struct Playback {
     bool rebuiltSinceMark() const { return out.getFace(out.getNumFaces() - 1).smGroup != kMark; }
 
     wkCacheReader reader;
-    wkCachePlaybackState state;
+    wkCacheFrameState state;
     wkCacheFrameTimes times;
     Mesh out;
     std::vector<Matrix3> markers;
@@ -478,7 +478,7 @@ TEST(FrameAssembly, FailuresEmptyTheOutput) {
 
     // A reader without data: status 2, file closed.
     wkCacheReader missing(WStr(dir.file("none.wkc").string().c_str()));
-    wkCachePlaybackState state;
+    wkCacheFrameState state;
     wkCacheFrameTimes times;
     std::vector<Matrix3> markers;
     Mesh out = p.reader.getFullMesh() ? *p.reader.getFullMesh() : Mesh();

@@ -34,13 +34,24 @@ protected:
 };
 
 TEST(FrameToTick, TruncatesInSinglePrecisionAtTheSceneRate) {
-    EXPECT_EQ(FrameToTick(3.0f, 1.0f), 480);
-    EXPECT_EQ(FrameToTick(1.0f, 25.0f / 30.0f), 192);
-    EXPECT_EQ(FrameToTick(1.0f, 7.0f / 30.0f), 685);
-    EXPECT_EQ(FrameToTick(-0.5f, 1.0f), -80);
-    EXPECT_EQ(FrameToTick(2.5f, 1.0f), 400);
-    EXPECT_EQ(FrameToTick(9999999.0f, 1.0f / 30.0f), TIME_PosInfinity);
-    EXPECT_EQ(FrameToTick(-9999999.0f, 1.0f / 30.0f), TIME_NegInfinity);
+    // At 24 and 7 FPS the float quotient rounds up to a whole tick that double arithmetic
+    // would truncate one below (199, 4799).
+    const struct {
+        float frame, fps;
+        TimeValue ticks;
+    } cases[] = {
+        {3.0f, 30, 480},
+        {1.0f, 24, 200},
+        {7.0f, 7, 4800},
+        {1.0f, 7, 685},
+        {1.0f, 25, 192},
+        {-0.5f, 30, -80},
+        {2.5f, 30, 400},
+        {9999999.0f, 1, TIME_PosInfinity},
+        {-9999999.0f, 1, TIME_NegInfinity},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(FrameToTick(c.frame, c.fps / 30.0f), c.ticks) << c.frame << " at " << c.fps;
 }
 
 TEST_F(AnalysisTest, SpansEndBeforeAChangeAndStartAtIt) {
@@ -88,20 +99,48 @@ TEST_F(AnalysisTest, AChangeBetweenTheLastTwoSamplesEndsTheSpanAtTheSampleBefore
     EXPECT_EQ(spans.endTicks, (std::vector<TimeValue>{480}));
 }
 
-TEST_F(AnalysisTest, AChangeAtTheFirstSampleGivesOneSpanForTheStartsThatHaveEnds) {
-    // The sample before the range differs from the first one, the next does not.
-    HeadlessNode* node = switching({{-160, topologyB()}, {0, topologyA()}});
-    std::vector<TimeValue> starts, ends;
-    ASSERT_TRUE(MeasureTopologySpans(node, 0, 4, 1.0f, starts, ends));
-    EXPECT_EQ(starts, (std::vector<TimeValue>{0, 0}));
-    EXPECT_EQ(ends, (std::vector<TimeValue>{640}));
+// The sample before the range differs from the first one: a start without an end of its own,
+// so splitting gives a span only to the starts that have ends.
+TEST_F(AnalysisTest, AChangeAtTheFirstSampleAddsAStartThatSplittingPairsWithTheEndsThereAre) {
+    struct Case {
+        std::vector<std::pair<TimeValue, Mesh>> states;
+        std::vector<TimeValue> starts, ends, splitStarts;
+    };
+    const Case cases[] = {
+        {{{-160, topologyB()}, {0, topologyA()}}, {0, 0}, {640}, {0}},
+        {{{-160, topologyB()}, {0, topologyA()}, {320, topologyC()}},
+         {0, 0, 320},
+         {160, 640},
+         {0, 0}},
+    };
+    for (const Case& c : cases) {
+        HeadlessNode* node = switching(c.states);
+        std::vector<TimeValue> starts, ends;
+        ASSERT_TRUE(MeasureTopologySpans(node, 0, 4, 1.0f, starts, ends));
+        EXPECT_EQ(starts, c.starts);
+        EXPECT_EQ(ends, c.ends);
+        INodeTab nodes;
+        INode* handle = node;
+        nodes.Append(1, &handle);
+        RecordSpans spans;
+        SplitTopologySpans(nodes, spans, 0, 4, 1.0f);
+        EXPECT_EQ(spans.startTicks, c.splitStarts);
+        EXPECT_EQ(spans.endTicks,
+                  std::vector<TimeValue>(c.ends.begin(), c.ends.begin() + nodes.Count()));
+    }
+}
+
+TEST_F(AnalysisTest, AChangeAtTheFirstSampleAndLaterGivesEachSpanItsOwnStart) {
+    // Bits 1,0,1,0,0: the head's start is entered twice, and the later span must not take it.
+    HeadlessNode* node = switching({{-160, topologyB()}, {0, topologyA()}, {320, topologyC()}});
     INodeTab nodes;
     INode* handle = node;
     nodes.Append(1, &handle);
     RecordSpans spans;
-    SplitTopologySpans(nodes, spans, 0, 4, 1.0f);
-    EXPECT_EQ(nodes.Count(), 1);
-    EXPECT_EQ(spans.endTicks, (std::vector<TimeValue>{640}));
+    SplitTopologySpans(nodes, spans, 0, 5, 1.0f);
+    ASSERT_EQ(nodes.Count(), 2);
+    EXPECT_EQ(spans.startTicks, (std::vector<TimeValue>{0, 320}));
+    EXPECT_EQ(spans.endTicks, (std::vector<TimeValue>{160, 800}));
 }
 
 TEST_F(AnalysisTest, SplittingEntersANodeOncePerSpanAndJudgesSingleSamplesFromTheHead) {
@@ -212,6 +251,52 @@ TEST_F(AnalysisTest, AnEntryThatCannotBeCapturedDropsOutAndShiftsTheSpansOfTheTr
     ASSERT_EQ(out.Count(), 2);
     EXPECT_EQ(out[0], a);
     EXPECT_EQ(spans.startTicks, (std::vector<TimeValue>{0, 160}));
+}
+
+// The block counts each deforming element's vertices at tick 0, not at the start of its span.
+TEST_F(AnalysisTest, VertexCountsAreTakenAtTickZero) {
+    Mesh bent = topologyA();
+    bent.setVert(0, Point3(5, 5, 5));
+    HeadlessNode* node = switching({{0, topologyB()}, {320, topologyA()}, {480, bent}});
+    INodeTab in;
+    INode* handle = node;
+    in.Append(1, &handle);
+    RecordSpans spans;
+    spans.append(320, 640, false);
+    INodeTab out;
+    std::vector<unsigned char> block;
+    AnalyzeElementFrames(in, out, spans, block, 0, 5, 1.0f, nullptr, nullptr);
+    ASSERT_EQ(out.Count(), 1);
+    ASSERT_GE(block.size(), 20u);
+    expectI32(block, 8, 8);  // positions of the box in a frame
+    expectI32(block, 12, 1); // one vertex count,
+    expectI32(block, 16, 9); // the plane's, at tick 0
+}
+
+// A capture that fails after the start leaves its sample out, and the next entry's capture
+// lands on its track. Failing first, the box's third sample is the plane's and the box counts as
+// deforming; failing last, nothing moves and nothing deforms.
+TEST_F(AnalysisTest, ALaterCaptureFailureMovesTheNextEntrysSampleOntoItsTrack) {
+    HeadlessNode* failing = switching({{0, topologyA()}, {320, Mesh()}});
+    HeadlessNode* plane =
+        scene.CreateNode(L"plane", scene.Add(std::make_unique<TriObject>(topologyB())));
+    for (const bool failingFirst : {true, false}) {
+        SCOPED_TRACE(failingFirst ? "failing first" : "failing last");
+        INodeTab in;
+        for (INode* n : failingFirst ? std::vector<INode*>{failing, plane}
+                                     : std::vector<INode*>{plane, failing})
+            in.Append(1, &n);
+        RecordSpans spans;
+        spans.append(0, 480, false);
+        spans.append(0, 480, false);
+        INodeTab out;
+        std::vector<unsigned char> block;
+        AnalyzeElementFrames(in, out, spans, block, 0, 3, 1.0f, nullptr, nullptr);
+        ASSERT_EQ(out.Count(), 2);
+        EXPECT_EQ(out[0], in[0]);
+        ASSERT_GE(block.size(), 16u);
+        expectI32(block, 12, failingFirst ? 1 : 0); // deforming elements
+    }
 }
 
 std::vector<FrameRecord> line(std::initializer_list<float> xs) {

@@ -2,8 +2,10 @@
 // file holds, what the object, the scene, the hold and the registry look like afterwards.
 #include "cachefile/wkCacheRegistry.h"
 #include "object/wkCache_obj.h"
+#include "panels/wkCacheFileDialogs.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
+#include "tools/module_objects.h"
 
 #include <filesystem>
 #include <fstream>
@@ -33,7 +35,7 @@ protected:
 
     void SetUp() override {
         theCacheRegistry.setMaterials(&host.Materials());
-        cache = scene.Add(std::make_unique<wkCache_obj>());
+        cache = scene.Add(NewCacheObject(host));
         cacheNode = scene.CreateNode(L"My Cache", cache);
         wkCacheRecordParams params;
         params.recStart = 0;
@@ -112,43 +114,34 @@ TEST_F(RecordCacheTest, ARecordingWritesTheNodesAndLoadsTheFileIntoTheObject) {
     EXPECT_EQ(cache->progressState().progressDone, cache->progressState().progressTotal);
 }
 
-TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStep) {
-    setParams([](wkCacheRecordParams& p) { p.recStep = 3.0f; });
-    list({boxNode("a")});
-    ASSERT_EQ(record("steps.wkc"), 1);
-    const wkCacheHeader header = *reader("steps.wkc").getHeader();
-    EXPECT_EQ(header.cacheStepSize, 480);
-    EXPECT_EQ(header.cacheEnd, 1440);
-    EXPECT_EQ(header.cacheNumSamples, 4);
-}
-
-TEST_F(RecordCacheTest, AStepBelowOneTickIsOneTick) {
-    setParams([](wkCacheRecordParams& p) {
-        p.recEnd = 1;
-        p.recStep = 0.001f;
-    });
-    list({boxNode("a")});
-    ASSERT_EQ(record("ticks.wkc"), 1);
-    const wkCacheHeader header = *reader("ticks.wkc").getHeader();
-    EXPECT_EQ(header.cacheStepSize, 1);
-    EXPECT_EQ(header.cacheNumSamples, 161);
-}
-
-TEST_F(RecordCacheTest, AnEndBeforeTheStartIsClampedWithTheTruncatingRemainder) {
-    setParams([](wkCacheRecordParams& p) {
-        p.recStart = 10;
-        p.recEnd = 0;
-        p.recStep = 3.0f;
-    });
-    list({boxNode("a")});
-    EXPECT_EQ(record("backwards.wkc"), 1);
-    // No sample is taken; the header tells the range as clamped, which no reader accepts.
-    const auto bytes = readBytes(dir.file("backwards.wkc"));
-    EXPECT_EQ(i32At(bytes, 9), 1600);
-    EXPECT_EQ(i32At(bytes, 13), 160);
-    EXPECT_EQ(i32At(bytes, 29), -2);
-    EXPECT_EQ(static_cast<std::int64_t>(bytes.size()), i32At(bytes, 41));
-    EXPECT_EQ(reader("backwards.wkc").status(), kStatusInvalidCache);
+TEST_F(RecordCacheTest, TheRangeEndsOnTheLastWholeStepOfAtLeastOneTick) {
+    struct Case {
+        int start, end; // frames
+        float step;
+        std::vector<std::int32_t> header; // start, end, step and sample count
+    };
+    const Case cases[] = {
+        {0, 10, 3.0f, {0, 1440, 480, 4}},
+        {0, 1, 0.001f, {0, 160, 1, 161}},
+        // An end before the start is clamped with the truncating remainder: no sample is taken,
+        // and the header tells the range as clamped, which no reader accepts.
+        {10, 0, 3.0f, {1600, 160, 480, -2}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.start << ":" << c.end << " by " << c.step);
+        setParams([&c](wkCacheRecordParams& p) {
+            p.recStart = c.start;
+            p.recEnd = c.end;
+            p.recStep = c.step;
+        });
+        list({boxNode("a")});
+        ASSERT_EQ(record("range.wkc"), 1);
+        const wkCacheHeader h = wkCacheHeader::Decode(readBytes(dir.file("range.wkc")).data());
+        EXPECT_EQ((std::vector<std::int32_t>{h.cacheStart, h.cacheEnd, h.cacheStepSize,
+                                             h.cacheNumSamples}),
+                  c.header);
+        EXPECT_EQ(reader("range.wkc").status(), c.header[3] > 0 ? kStatusOk : kStatusInvalidCache);
+    }
 }
 
 TEST_F(RecordCacheTest, NothingToCacheSaysSoUnlessQuiet) {
@@ -276,7 +269,7 @@ TEST_F(RecordCacheTest, OtherObjectsOnTheFileAreRefreshedAndKeepTheirOwnMaterial
     list({boxNode("a")});
     ASSERT_EQ(record("shared.wkc"), 1);
 
-    auto* other = scene.Add(std::make_unique<wkCache_obj>());
+    auto* other = scene.Add(NewCacheObject(host));
     HeadlessNode* bare = scene.CreateNode(L"other bare", other);
     HeadlessNode* dressed = scene.CreateNode(L"other dressed", other);
     bare->SetSelected(true);
@@ -379,7 +372,7 @@ TEST_F(RecordCacheTest, WithoutTheSiblingItIsLookedForAtEveryNode) {
 TEST_F(RecordCacheTest, WithoutANameTheDialogAsksWithTheCacheNodesCleanedName) {
     list({boxNode("a")});
     host.UI().QueueSaveDialogAnswer(wpath("chosen.wkc"));
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(host.UI().SaveDialogs()[0].first, WStr(L"Specify Cache File"));
     EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"My_Cache.wkc"));
@@ -388,7 +381,7 @@ TEST_F(RecordCacheTest, WithoutANameTheDialogAsksWithTheCacheNodesCleanedName) {
 
     // The object has its file now: the next recording goes there without asking.
     list({boxNode("b")});
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     EXPECT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(reader("chosen.wkc").getIndex()->nodes[0]->name, WStr(L"b"));
 }
@@ -399,7 +392,7 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
     host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDNO);
     host.UI().QueueSaveDialogAnswer(std::nullopt);
-    EXPECT_EQ(RecordCache(*cache, nullptr, false, &result), 0);
+    EXPECT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 0);
     EXPECT_EQ(result.outcome, RecordOutcome::NoTarget);
     ASSERT_EQ(host.UI().Messages().size(), 1u);
     EXPECT_EQ(host.UI().Messages()[0].text,
@@ -410,14 +403,14 @@ TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
 
     host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDYES);
-    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result), 1);
+    ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     EXPECT_EQ(reader("old.wkc").status(), kStatusOk);
 }
 
 TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
-    auto* loose = scene.Add(std::make_unique<wkCache_obj>());
+    auto* loose = scene.Add(NewCacheObject(host));
     loose->appendNodeEntry(boxNode("a"));
-    EXPECT_EQ(RecordCache(*loose, nullptr, false, &result), 0);
+    EXPECT_EQ(RecordCache(*loose, nullptr, false, &result, specifyCacheFile), 0);
     ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
     EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"WKCache_"));
     EXPECT_TRUE(host.UI().Messages().empty());
@@ -470,3 +463,83 @@ TEST(FindSiblingPlugin, MatchesTheStemAsACaseSensitivePrefix) {
 }
 
 } // namespace
+
+// ---- Nothing lost: the old cache and library survive every recording that does not finish.
+
+std::string bytesOf(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+TEST_F(RecordCacheTest, ARecordingThatDoesNotFinishKeepsTheOldCacheAndLibraryAndNoTemporary) {
+    auto red = std::make_shared<Mtl>(L"Red");
+    HeadlessNode* a = boxNode("a");
+    a->SetMtl(red);
+    list({a});
+    setParams([](wkCacheRecordParams& p) { p.recClearNodeList = false; });
+    ASSERT_EQ(record("keep.wkc"), 1);
+    const std::string cacheBefore = bytesOf(dir.file("keep.wkc"));
+    const std::string libraryBefore = bytesOf(dir.file("keep.mat"));
+    ASSERT_FALSE(libraryBefore.empty());
+
+    struct Case {
+        const char* what;
+        std::function<void()> spoil;
+        RecordOutcome outcome;
+    };
+    const Case cases[] = {
+        {"escape while writing", [&] { host.UI().SetEscapeHandler([] { return true; }); },
+         RecordOutcome::Cancelled},
+        {"range ends before it starts",
+         [&] { setParams([](wkCacheRecordParams& p) { p.recEnd = -3; }); },
+         RecordOutcome::BadRange},
+        {"range beyond 32-bit ticks",
+         [&] {
+             host.Time().SetFrameRate(1);
+             setParams([](wkCacheRecordParams& p) {
+                 p.recEnd = 9999999;
+                 p.recStep = 999999.0f;
+             });
+         },
+         RecordOutcome::BadRange},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        c.spoil();
+        EXPECT_EQ(record("keep.wkc"), 0);
+        EXPECT_EQ(result.outcome, c.outcome);
+        EXPECT_EQ(bytesOf(dir.file("keep.wkc")), cacheBefore);
+        EXPECT_EQ(bytesOf(dir.file("keep.mat")), libraryBefore);
+        setParams([](wkCacheRecordParams& p) {
+            p.recEnd = 10;
+            p.recStep = 1.0f;
+        });
+        host.Time().SetFrameRate(30);
+        host.UI().SetEscapeHandler(nullptr);
+    }
+    // A temporary left by a killed run is recognised and cleared by the next recording.
+    std::ofstream(dir.file("keep.wkc.wktmp-killed")) << "partial";
+    ASSERT_EQ(record("keep.wkc"), 1);
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        EXPECT_EQ(entry.path().filename().string().find(".wktmp-"), std::string::npos)
+            << entry.path();
+}
+
+TEST_F(RecordCacheTest, AHostExceptionDuringTheAnalysisTakesTheTemporaryNodesAndProgressAway) {
+    std::filesystem::create_directory(dir.file("plugins"));
+    std::filesystem::copy_file(WKCACHE_TEST_PLUGIN, dir.file("plugins") / "WKSolidTest.so");
+    setParams([](wkCacheRecordParams& p) { p.recWriteDeform = true; });
+    list({boxNode("SplitMe")});
+    const std::size_t before = scene.Nodes().size();
+    cache->setStatusObserver([](wkCache_obj& o) {
+        if (o.progressState().progressDone >= 0)
+            throw std::runtime_error("host failure");
+    });
+    EXPECT_THROW(record("thrown.wkc"), std::runtime_error);
+    cache->setStatusObserver(nullptr);
+    EXPECT_EQ(scene.Nodes().size(), before);
+    EXPECT_EQ(cache->progressState().progressDone, -1);
+    EXPECT_EQ(cache->progressState().progressTotal, -1);
+    EXPECT_FALSE(host.Hold().IsSuspended());
+    EXPECT_FALSE(exists("thrown.wkc"));
+}

@@ -186,11 +186,30 @@ INSTANTIATE_TEST_SUITE_P(
         BadScene{
             R"({"wkcacheScene": 1, "nodes": [{"name": "A", "position": {"keys": [{"frame": 1e12, "value": [0, 0, 0]}]}}]})",
             "nodes[0].position.keys[0].frame: beyond the range of time"},
+        BadScene{R"({"wkcacheScene": 1, "nodes": [{"name": "A", "object": {"type": "plane",
+                   "segments": [1000, 1000]}}]})",
+                 "nodes[0].object: the scene's meshes would hold more than 1000000 vertices"},
+        BadScene{R"({"wkcacheScene": 1, "nodes": [{"name": "A", "parent": "C"}, {"name": "B",
+                   "parent": "A"}, {"name": "C", "parent": "B"}]})",
+                 "linking here would make a loop of parents"},
         BadScene{R"({"wkcacheScene": 1, )", "not valid JSON: parse error at line 1"}));
 
-TEST(SceneFile, AFileThatCannotBeReadSaysSo) {
-    HeadlessHost host;
-    EXPECT_THROW(LoadSceneFile("/no/such/scene.json", host), SceneFileError);
+TEST(SceneFile, OnlyARegularFileOfASaneSizeIsRead) {
+    const struct {
+        const char* path;
+        const char* message;
+    } cases[] = {{"/no/such/scene.json", "no such file"},
+                 {"/dev/zero", "is not a regular file"},
+                 {"/", "is a folder"}};
+    for (const auto& c : cases) {
+        HeadlessHost host;
+        try {
+            LoadSceneFile(c.path, host);
+            ADD_FAILURE() << "read " << c.path;
+        } catch (const SceneFileError& e) {
+            EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+        }
+    }
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Choosing and weighting the two key frames an element blends between.
-#include "elements/wkCacheKeyPair.h"
+#include "cachefile/wkCacheKeyPair.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "elements/wkCacheElementFrames.h"
+#include "cachefile/wkCacheElementFrames.h"
 
 #include "cachefile/wkCacheFormat.h"
-#include "elements/wkCacheKeyPair.h"
+#include "cachefile/wkCacheKeyPair.h"
 #include "host/Path.h"
 
 #include <algorithm>

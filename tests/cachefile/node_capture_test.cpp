@@ -1,6 +1,6 @@
 // Node capture: which objects give a mesh, by which road (render mesh or conversion), and what
 // the copy looks like.
-#include "recording/NodeCapture.h"
+#include "cachefile/NodeCapture.h"
 #include "tests/recording/RecordTestScene.h"
 
 using namespace rectest;

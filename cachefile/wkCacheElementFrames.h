@@ -21,9 +21,9 @@
 // under the reader) is not kept; positions then stop at the first element that needs it.
 #pragma once
 
+#include "cachefile/wkCacheFrameTimes.h"
 #include "cachefile/wkCacheHeader.h"
 #include "host/Strings.h"
-#include "playback/wkCacheFrameTimes.h"
 
 #include <cstdint>
 #include <cstdio>

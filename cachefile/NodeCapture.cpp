@@ -1,4 +1,4 @@
-#include "recording/NodeCapture.h"
+#include "cachefile/NodeCapture.h"
 
 #include "host/SceneObject.h"
 #include "host/View.h"

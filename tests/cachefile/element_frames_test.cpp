@@ -1,5 +1,5 @@
 // Vertex positions of the deforming elements at one frame, under the three load types.
-#include "elements/wkCacheElementFrames.h"
+#include "cachefile/wkCacheElementFrames.h"
 #include "tests/cachefile/CacheBuilder.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "elements/wkCacheKeyPair.h"
+#include "cachefile/wkCacheKeyPair.h"
 
 #include <cmath>
 #include <cstddef>

@@ -1,6 +1,6 @@
 // The head of the element block of a version 3 cache, as the reader's frame store reads it.
+#include "cachefile/wkCacheElementFrames.h"
 #include "cachefile/wkCacheReader.h"
-#include "elements/wkCacheElementFrames.h"
 #include "tests/cachefile/CacheBuilder.h"
 
 #include <gtest/gtest.h>
@@ -33,6 +33,7 @@ TEST(ElementBlockHead, VersionThreeBlockIsReadOnce) {
     Bytes bytes = versionTwoFile();
     const auto blockAt = static_cast<std::int32_t>(bytes.size());
     appendElementBlock(bytes, buildElementBlock(twoKeys()));
+    patchI32(bytes, 46, 12345); // the copy at 46 is read, never used: the block is found at 50
     const WStr path(dir.write("v3.wkc", bytes).c_str());
     wkCacheElementFrames store;
     ASSERT_TRUE(store.parseBlockHead(path));
@@ -44,7 +45,7 @@ TEST(ElementBlockHead, VersionThreeBlockIsReadOnce) {
     EXPECT_EQ(store.elementPointCounts, std::vector<std::int32_t>{3});
     EXPECT_EQ(store.keyFrames, (std::vector<std::int32_t>{0, 20}));
     EXPECT_EQ(store.elementBlockOffset, blockAt);
-    EXPECT_EQ(store.elementBlockOffsetCopy, blockAt);
+    EXPECT_EQ(store.elementBlockOffsetCopy, 12345);
     EXPECT_EQ(store.header.cacheNumSamples, 2);
     EXPECT_EQ(std::string(store.magic, 7), "WKCACHE");
     EXPECT_EQ(store.keyOffset(1), blockAt + 16 + 4 + 8 + 36);

@@ -1,0 +1,94 @@
+// The file operations of the panels and the script interface: a new file, an existing one,
+// unloading and reloading. Each is one named undo step; what a new file means for the groups
+// and the selection follows from the change of fileName.
+#include "object/wkCache_obj.h"
+
+#include "cachefile/wkCacheRegistry.h"
+#include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
+
+using namespace wkCacheParam;
+
+namespace {
+
+constexpr const wchar_t* kSetFilename = L"Set Filename"; // 146
+constexpr const wchar_t* kUnloadCache = L"Unload Cache"; // 145
+constexpr const wchar_t* kDefaultName = L"WK_Cache";     // string 4
+
+} // namespace
+
+void wkCache_obj::invalidateClientsOf(const WStr& path, bool includeSelf) {
+    wkCacheRegistryEntry* entry = nullptr;
+    for (const auto& [name, candidate] : theCacheRegistry.entries())
+        if (name == path)
+            entry = candidate.get();
+    if (entry == nullptr)
+        return;
+    for (int i = 0; i < entry->entryClientCount(); ++i) {
+        wkCachePlaybackState* client = entry->entryClient(i);
+        if (client->owner != nullptr && (includeSelf || client->owner != this))
+            client->owner->invalidateElements();
+    }
+}
+
+bool wkCache_obj::newCacheFile() {
+    const WStr current = resolvedFilePath();
+    const bool currentOpen = !current.IsEmpty() && theCacheRegistry.containsCache(current);
+    WStr name = current;
+    const bool complete = current.IsEmpty();
+    if (complete) {
+        const auto referencing = GetHost().Nodes().NodesReferencing(this);
+        name = referencing.empty() ? WStr(kDefaultName) : referencing.front()->GetName();
+        name += L"_";
+    }
+    AssetUser chosen;
+    if (!PanelHooks().chooseCacheFileToWrite(*this, chosen, name, complete))
+        return false;
+    WStr chosenPath;
+    if (chosen.IsNull() || !GetHost().Assets().GetFullFilePath(chosen, chosenPath) ||
+        chosenPath.IsEmpty())
+        return false;
+    if (currentOpen)
+        invalidateClientsOf(chosenPath, false);
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        hold.Begin();
+    parameters->SetValue(wkCacheParam::fileName, 0, chosen);
+    hold.Accept(kSetFilename);
+    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    return true;
+}
+
+bool wkCache_obj::loadCacheFile() {
+    AssetUser chosen;
+    if (!PanelHooks().chooseCacheFileToOpen(*this, chosen))
+        return false;
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        hold.Begin();
+    parameters->SetValue(wkCacheParam::fileName, 0, chosen);
+    hold.Accept(kSetFilename);
+    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    return true;
+}
+
+void wkCache_obj::unloadCacheFile() {
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        hold.Begin();
+    parameters->SetValue(wkCacheParam::fileName, 0, AssetUser());
+    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    hold.Accept(kUnloadCache);
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshFileInfo(*this);
+}
+
+void wkCache_obj::reloadCacheFile() {
+    const WStr path = resolvedFilePath();
+    if (path.IsEmpty() || !theCacheRegistry.containsCache(path))
+        return;
+    invalidateClientsOf(path, true);
+    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().updatePanels(*this, false);
+}

@@ -1,0 +1,79 @@
+// The cache object's life beyond playback: its clone, its references, and its panel opening
+// and closing.
+#include "object/wkCache_obj.h"
+
+#include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
+
+using namespace wkCacheParam;
+
+IObjParam* wkCache_obj::panelInterface = nullptr;
+
+std::unique_ptr<wkCache_obj> wkCache_obj::Clone() const {
+    auto copy = std::make_unique<wkCache_obj>(true);
+    copy->parameters = parameters->Clone(*copy);
+    copy->gizmoControl = gizmoControl->Clone(*copy);
+    copy->selection = selection;
+    copy->playback->groups = playback->groups;
+    copy->groupBrowseFilter = groupBrowseFilter;
+    copy->invalidateElements();
+    return copy;
+}
+
+WStr wkCache_obj::SubAnimName(int index) {
+    return index == 1 ? WStr(L"Gizmo") : WStr();
+}
+
+bool wkCache_obj::SetReference(int index, std::unique_ptr<MatrixControl> control) {
+    if (index != 1 || !control)
+        return false;
+    gizmoControl = std::move(control);
+    notifyDependents(0, REFMSG_CONTROLREF_CHANGE);
+    return true;
+}
+
+void wkCache_obj::BeginEditParams(IObjParam* ip) {
+    panelInterface = ip;
+    panelOpen = true;
+    ParamBlockDesc2& desc = wkCacheParamBlockDesc();
+    desc.ParamOption(nodes, p_validator, &nodesValidator);
+    desc.ParamOption(triggerOmni, p_validator, &helperValidator);
+    desc.ParamOption(explodeToNode, p_validator, &explodeNodeValidator);
+    PanelHooks().opened(*this);
+    PanelHooks().updatePanels(*this, true);
+    PanelHooks().refreshNodeList(*this);
+    PanelHooks().refreshGroupList(*this);
+    PanelHooks().refreshStatus(*this);
+    PanelHooks().refreshFileInfo(*this);
+}
+
+void wkCache_obj::EndEditParams() {
+    PanelHooks().closing(*this);
+    panelOpen = false;
+    nodeListSuspended = false;
+    panelInterface = nullptr;
+    animFlags &= ~A_OBJ_CREATING;
+}
+
+void wkCache_obj::TimeChanged(TimeValue t) {
+    if (!panelOpen || panelInterface == nullptr)
+        return;
+    const int index = playback->groups.selected();
+    if (index < 0 || playback->groups.at(index).mode != wkCacheGroupMode::SetFrame ||
+        index >= parameters->Count(elementFrames))
+        return;
+    const Control* track = parameters->GetControllerByID(elementFrames, index);
+    PanelHooks().showGroupFrame(*this, parameters->GetFloat(elementFrames, t, index),
+                                track != nullptr && track->IsKeyAtTime(t));
+}
+
+void wkCache_obj::NodeListNotification(int code) {
+    if (code == 70) {
+        nodeListSuspended = true;
+        return;
+    }
+    if (code == 71)
+        nodeListSuspended = false;
+    if ((code == 71 || code == 97 || code == 98) && panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshNodeList(*this);
+}

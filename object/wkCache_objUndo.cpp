@@ -1,0 +1,99 @@
+// The object's two restore records: the element selection, and the group list with its
+// selected group. Each holds deep copies, so undo does not depend on what happened between.
+#include "object/wkCache_obj.h"
+
+#include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
+
+class wkCache_obj::Restore_Selection final : public RestoreObj {
+public:
+    explicit Restore_Selection(wkCache_obj& owner_)
+        : owner(owner_), time(GetHost().Time().GetTime()), undoSelection(owner_.selection) {}
+    void Restore(bool isUndo) override {
+        if (isUndo)
+            redoSelection = owner.selection;
+        apply(undoSelection);
+    }
+    void Redo() override { apply(redoSelection); }
+    int Size() const override { return 24; }
+    WStr Description() const override { return WStr(L"---"); }
+    void EndHold() override { owner.clearHeldFlag(); }
+
+private:
+    void apply(const ElementSet& elements) {
+        owner.selection = elements;
+        owner.invalidateSelection();
+        owner.notifyDependents(80, REFMSG_CHANGE);
+    }
+    wkCache_obj& owner;
+    TimeValue time;
+    ElementSet undoSelection;
+    ElementSet redoSelection;
+};
+
+class wkCache_obj::Restore_Groups final : public RestoreObj {
+public:
+    explicit Restore_Groups(wkCache_obj& owner_)
+        : owner(owner_), time(GetHost().Time().GetTime()),
+          undoSelected(owner_.playback->groups.selected()),
+          undoGroups(owner_.playback->groups.all()) {}
+    void Restore(bool isUndo) override {
+        if (isUndo) {
+            redoSelected = owner.playback->groups.selected();
+            redoGroups = owner.playback->groups.all();
+        }
+        apply(undoGroups, undoSelected);
+    }
+    void Redo() override { apply(redoGroups, redoSelected); }
+    int Size() const override { return 24; }
+    WStr Description() const override { return WStr(L"---"); }
+    void EndHold() override { owner.clearHeldFlag(); }
+
+private:
+    // One copy of the list is kept, so that the list comes back without repeats.
+    void apply(const std::vector<wkCacheGroup>& groups, std::int32_t selected) {
+        wkCacheGroupList& list = owner.playback->groups;
+        list.clear();
+        for (const wkCacheGroup& group : groups)
+            list.addRecord(group);
+        list.setSelected(selected);
+        if (panelInterface != nullptr && owner.panelOpen)
+            PanelHooks().refreshGroupList(owner);
+        owner.invalidateAll();
+    }
+    wkCache_obj& owner;
+    TimeValue time;
+    std::int32_t undoSelected;
+    std::int32_t redoSelected = -1;
+    std::vector<wkCacheGroup> undoGroups;
+    std::vector<wkCacheGroup> redoGroups;
+};
+
+void wkCache_obj::holdSelectionAndGroups() {
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        return;
+    hold.Put(std::make_unique<Restore_Selection>(*this));
+    hold.Put(std::make_unique<Restore_Groups>(*this));
+    animFlags |= A_HELD;
+}
+
+void wkCache_obj::holdGroups() {
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        return;
+    hold.Put(std::make_unique<Restore_Groups>(*this));
+    animFlags |= A_HELD;
+}
+
+void wkCache_obj::setElementSelection(ElementSet elements) {
+    if (elements == selection)
+        return;
+    UndoHold& hold = GetHost().Hold();
+    if (hold.Holding()) {
+        hold.Put(std::make_unique<Restore_Selection>(*this));
+        animFlags |= A_HELD;
+    }
+    selection = std::move(elements);
+    invalidateSelection();
+}
