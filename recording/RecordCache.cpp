@@ -50,28 +50,12 @@ private:
     bool suspended = true;
 };
 
-<<<<<<< HEAD
-void deleteNodes(SceneNodes& nodes, UndoHold& hold, const INodeTab& tmpNodes) {
-=======
-// Runs a stage of progress: begin now, end on the way out whatever happens.
-class ProgressStage {
-public:
-    explicit ProgressStage(wkCacheProgress& progress_) : progress(progress_) { progress.begin(); }
-    ~ProgressStage() { progress.end(); }
-    ProgressStage(const ProgressStage&) = delete;
-    ProgressStage& operator=(const ProgressStage&) = delete;
-
-private:
-    wkCacheProgress& progress;
-};
-
 // Deletes the temporary nodes once: the list is emptied, so a later way out finds none.
 void deleteNodes(SceneNodes& nodes, UndoHold& hold, INodeTab& tmpNodes) {
     if (tmpNodes.IsEmpty())
         return;
     const INodeTab doomed = tmpNodes;
     tmpNodes.ZeroCount();
->>>>>>> issue-10
     hold.Begin();
     for (INode* node : doomed)
         nodes.DeleteNode(node, true);
@@ -416,25 +400,15 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     std::error_code ec;
     const bool targetIsFolder = std::filesystem::is_directory(cacheFile.target(), ec);
     bool written = false;
-<<<<<<< HEAD
-    {
-        wkCacheProgressScope stage(progress.progress);
-=======
     if (!targetIsFolder) {
-        ProgressStage stage(progress.progress);
->>>>>>> issue-10
+        wkCacheProgressScope stage(progress.progress);
         written = writer->write(spans);
     }
     std::int32_t status = targetIsFolder ? WelkardTools::kStatusFileNotFound : writer->status();
     if (written && params.recWriteDeform) {
         {
-<<<<<<< HEAD
             wkCacheProgressScope stage(progress.progress);
-            AppendElementBlock(elementBlock, target, wkCacheRecordProgress, &object);
-=======
-            ProgressStage stage(progress.progress);
             written = AppendElementBlock(elementBlock, cacheTemp, wkCacheRecordProgress, &object);
->>>>>>> issue-10
         }
         progress.progressDone = -1;
         progress.progressTotal = -1;
