@@ -17,6 +17,8 @@ namespace wkCacheScript {
 
 namespace {
 
+// The change message, and its partition, of a new element selection.
+constexpr int kSelectionChanged = 80;
 constexpr const wchar_t* kNoSuchGroup = L"No group with that name exists";
 // The action names, in the order of the modes.
 constexpr const wchar_t* kModeNames[] = {L"delete", L"holdin",   L"holdout",
@@ -83,7 +85,7 @@ Value elementSelection(wkCache_obj& object) {
     const wkCacheReader* reader = usableReader(object);
     if (!reader)
         return Value(BitArray());
-    return Value(bitsOf(object.getElementSelection(), reader->cacheNumNodes()));
+    return Value(bitsOf(object.elementSelection(), reader->cacheNumNodes()));
 }
 
 Value setElementSelection(wkCache_obj& object, const Value& indices) {
@@ -92,8 +94,12 @@ Value setElementSelection(wkCache_obj& object, const Value& indices) {
     if (!reader)
         return Value(BitArray());
     const int count = reader->cacheNumNodes();
-    object.setElementSelection(indexSet(bits, count));
-    return Value(bitsOf(object.getElementSelection(), count));
+    std::set<std::uint32_t> selection = indexSet(bits, count);
+    if (selection != object.elementSelection()) {
+        object.setElementSelection(std::move(selection));
+        object.notifyDependents(kSelectionChanged, kSelectionChanged);
+    }
+    return Value(bitsOf(object.elementSelection(), count));
 }
 
 bool addGroup(wkCache_obj& object, const WStr& name, bool addSelected) {
