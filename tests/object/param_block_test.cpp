@@ -295,8 +295,7 @@ TEST_F(CacheParamBlock, ACloneCopiesEverythingAndTellsOnlyItsNewOwner) {
     EXPECT_EQ(owner.ids.size(), heardBefore);
 }
 
-<<<<<<< HEAD
-TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
+TEST_F(CacheParamBlock, SetsByNameOrId) {
     struct Case {
         const char* name;
         const char* value;
@@ -311,40 +310,17 @@ TEST_F(CacheParamBlock, SetsByNameOrIdWithTheHostsClamping) {
         {"9", "5", scaleUnitsTo, 5.0f},
         {"25", "42", rendMatID, 42.0f},
         {"vpWireframe", "1", vpWireframe, 1.0f},
-        {"explodeTo", "7", explodeTo, 3.0f},
-        {"playStart", "99999999999", playStart, 9999999.0f},
-        {"playStart", "-99999999999", playStart, -9999999.0f},
-        {"playSpeed", "1e300", playSpeed, 999999.0f},
-        {"scaleUnits", "1e-60", scaleUnits, 1e-07f},
+        {"triggerMode", "2", triggerMode, 2.0f},
     };
     for (const Case& c : cases) {
         EXPECT_TRUE(set(c.name, c.value)) << c.name << "=" << c.value;
         EXPECT_EQ(block.GetFloat(c.id), c.expected) << c.name << "=" << c.value;
         EXPECT_EQ(error, "");
     }
-=======
-TEST_F(CacheParamBlock, SetsByNameOrId) {
-    EXPECT_TRUE(set("playSpeed", "2.5"));
-    EXPECT_EQ(block->GetFloat(playSpeed), 2.5f);
-    EXPECT_TRUE(set("PLAYSPEED", "+1.25"));
-    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
-    EXPECT_TRUE(set(" recStep ", " 0.1 "));
-    EXPECT_EQ(block->GetFloat(recStep), 0.1f);
-    EXPECT_TRUE(set("8", "3"));
-    EXPECT_TRUE(set("9", "5"));
-    EXPECT_EQ(block->GetInt(scaleUnitsFrom), 3);
-    EXPECT_EQ(block->GetInt(scaleUnitsTo), 5);
-    EXPECT_TRUE(set("25", "42")); // any id by number
-    EXPECT_EQ(block->GetInt(rendMatID), 42);
-    EXPECT_TRUE(set("vpWireframe", "1"));
-    EXPECT_EQ(block->GetInt(vpWireframe), 1);
-    EXPECT_TRUE(set("triggerMode", "2"));
-    EXPECT_EQ(block->GetInt(triggerMode), 2);
-
-    EXPECT_EQ(error, "");
 }
 
 TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheValue) {
+    ASSERT_TRUE(set("playSpeed", "1.25"));
     const struct {
         const char* name;
         const char* value;
@@ -356,18 +332,16 @@ TEST_F(CacheParamBlock, RefusesByNameWhatIsOutOfRangeNamingTheRangeAndKeepsTheVa
         {"playSpeed", "1e300", "must be from -999999 to 999999"},
         {"scaleUnits", "1e-60", "must be from 1e-07 to"},
         {"recStep", "0", "must be from 0.001 to 999999"},
-        {"playSpeed", "nan", "playSpeed"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.name) + "=" + c.value);
         EXPECT_FALSE(set(c.name, c.value));
         EXPECT_NE(error.find(c.message), std::string::npos) << error;
     }
-    EXPECT_EQ(block->GetFloat(playSpeed), 1.25f);
+    EXPECT_EQ(block.GetFloat(playSpeed), 1.25f);
 }
 
 TEST_F(CacheParamBlock, SetsTheCacheFileAsAnAssetOfItsType) {
->>>>>>> issue-10
     ASSERT_TRUE(set("fileName", "shots/crash.wkc"));
     EXPECT_EQ(block.GetAssetUser(fileName), AssetUser(L"shots/crash.wkc", kAssetTypeCache));
     ASSERT_TRUE(set("fileName", ""));
