@@ -1,12 +1,15 @@
 // What a frame of playback costs on the fast path (no element entering or leaving): every
 // element located between two samples, its transform blended, its vertices written in place.
 //
-// BM_FastFrameVsPlainLoop: a cache of 10,000 elements of 100 vertices. Each iteration times one
-// frame and, back to back, a plain loop that transforms the same number of points by one
+// BM_FastFrameVsPlainLoop: a cache of 10,000 elements of 100 vertices, or 100,000 of 8 (a
+// fracture's small pieces, where the fixed cost of an element weighs most). Each iteration times
+// one frame and, back to back, a plain loop that transforms the same number of points by one
 // matrix (Point3 * Matrix3), the floor of any per-vertex work. The counters give the best time
-// of each per vertex and their ratio; the target is a ratio of at most 1.5. Mode 0 is the case
-// of the target, frames between the same two samples; mode 1 moves to the next pair of samples
-// at every frame (one sample transform to decompose per element), mode 2 plays on the samples.
+// of each per vertex and their ratio. Mode 0 is frames between the same two samples (target:
+// at most 1.3 at 100 vertices, 2 at 8); mode 1 moves to the next pair of samples at every frame
+// (one sample transform to decompose per element; target 1.6), mode 2 plays on the samples,
+// mode 3 is mode 0 with every second element shifted by a quarter sample, as groups or
+// activation shift them.
 // BM_FastFrameByElementCount: the same elements, 1,000 to 100,000 of them; the cost per element
 // must stay flat (the frame grows linearly).
 // BM_InterpolateTransform: the per-element blend alone, twice decomp_affine and a recomposition;
@@ -35,7 +38,6 @@ namespace {
 
 using namespace WelkardTools;
 
-constexpr int kVertsPerElement = 100;
 constexpr int kFacesPerElement = 8;
 constexpr int kSamples = 3;
 constexpr float kStep = 160.0f;
@@ -48,7 +50,7 @@ Matrix3 elementMatrix(int element, int sample) {
     return m;
 }
 
-cachetest::CacheSpec benchSpec(int elements) {
+cachetest::CacheSpec benchSpec(int elements, int vertsPerElement) {
     cachetest::CacheSpec spec;
     spec.stepSize = static_cast<std::int32_t>(kStep);
     spec.cacheEnd = spec.stepSize * (kSamples - 1);
@@ -56,16 +58,19 @@ cachetest::CacheSpec benchSpec(int elements) {
     for (int n = 0; n < elements; ++n) {
         cachetest::NodeSpec& node = spec.nodes[static_cast<std::size_t>(n)];
         node.name = "e" + std::to_string(n);
-        node.verts.reserve(kVertsPerElement);
-        for (int v = 0; v < kVertsPerElement; ++v)
+        node.verts.reserve(static_cast<std::size_t>(vertsPerElement));
+        for (int v = 0; v < vertsPerElement; ++v)
             node.verts.emplace_back(static_cast<float>(v % 10), static_cast<float>(v / 10),
                                     0.01f * static_cast<float>(n % 7));
         node.boxMax = {9, 9, 1};
         node.boxMin = {0, 0, 0};
         node.faces.resize(kFacesPerElement);
         for (int f = 0; f < kFacesPerElement; ++f) {
-            const auto base = static_cast<std::uint32_t>(f * 11);
-            node.faces[static_cast<std::size_t>(f)].v = {base, base + 1, base + 10};
+            // A corner and its neighbours in the grid of ten a row, or along a small element.
+            const int row = vertsPerElement > 10 ? 10 : 2;
+            const auto base = static_cast<std::uint32_t>((f * 11) % (vertsPerElement - row));
+            node.faces[static_cast<std::size_t>(f)].v = {base, base + 1,
+                                                         base + static_cast<std::uint32_t>(row)};
             node.faces[static_cast<std::size_t>(f)].matID = static_cast<std::uint16_t>(n % 4);
         }
     }
@@ -88,9 +93,9 @@ struct BenchPlayback {
         reader.preload();
         frameAt(0.5f, true);
     }
-    bool frameAt(float x, bool force = false) {
-        for (wkCacheElementState& e : state.elements)
-            e.time = x * kStep;
+    bool frameAt(float x, bool force = false, float shift = 0.0f) {
+        for (std::size_t i = 0; i < state.elements.size(); ++i)
+            state.elements[i].time = (i % 2 != 0 ? x + shift : x) * kStep;
         times.sampleTimes.clear();
         return assembleFrame(reader, out, markers, state, times, force);
     }
@@ -102,17 +107,24 @@ struct BenchPlayback {
     std::vector<Matrix3> markers;
 };
 
-// The caches by element count, written at first use.
-BenchPlayback& playback(int elements) {
+// The caches by element count and size, written at first use.
+BenchPlayback& playback(int elements, int vertsPerElement = 100) {
     static cachetest::TempDir dir;
-    static std::map<int, std::unique_ptr<BenchPlayback>> playbacks;
-    auto& p = playbacks[elements];
+    static std::map<std::pair<int, int>, std::unique_ptr<BenchPlayback>> playbacks;
+    auto& p = playbacks[{elements, vertsPerElement}];
     if (!p) {
-        const std::string path = dir.write("bench" + std::to_string(elements) + ".wkc",
-                                           cachetest::buildCache(benchSpec(elements)));
+        const std::string path = dir.write(
+            "bench" + std::to_string(elements) + "x" + std::to_string(vertsPerElement) + ".wkc",
+            cachetest::buildCache(benchSpec(elements, vertsPerElement)));
         p = std::make_unique<BenchPlayback>(path);
     }
     return *p;
+}
+
+// The floor, kept out of line so that its code does not depend on what is inlined around it.
+[[gnu::noinline]] void plainLoop(const Point3* src, Point3* dst, int verts, const Matrix3& m) {
+    for (int v = 0; v < verts; ++v)
+        dst[v] = src[v] * m;
 }
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
@@ -129,6 +141,7 @@ enum FrameMode : int {
     kBetweenSamePair = 0, // slow motion or a scene rate above the cache's: same two samples
     kNextPair = 1,        // every frame between the next two samples: one new decomposition
     kOnSamples = 2,       // a recording of every frame played at its own rate: no blending
+    kHalfShifted = 3,     // kBetweenSamePair, every second element a quarter sample later
 };
 
 float frameTime(std::int64_t iteration, int mode) {
@@ -144,7 +157,8 @@ float frameTime(std::int64_t iteration, int mode) {
 
 void BM_FastFrameVsPlainLoop(benchmark::State& state) {
     const auto mode = static_cast<int>(state.range(0));
-    BenchPlayback& p = playback(10'000);
+    BenchPlayback& p = playback(static_cast<int>(state.range(2)), static_cast<int>(state.range(1)));
+    const float shift = mode == kHalfShifted ? 0.25f : 0.0f;
     const int verts = p.out.getNumVerts();
     const std::vector<Point3> in(p.reader.getFullMesh()->getVertPtr(0),
                                  p.reader.getFullMesh()->getVertPtr(0) + verts);
@@ -156,7 +170,7 @@ void BM_FastFrameVsPlainLoop(benchmark::State& state) {
     std::int64_t i = 0;
     for (auto _ : state) {
         auto start = std::chrono::steady_clock::now();
-        if (!p.frameAt(frameTime(i++, mode))) {
+        if (!p.frameAt(frameTime(i++, mode), false, shift)) {
             state.SkipWithError("the frame failed");
             break;
         }
@@ -164,10 +178,7 @@ void BM_FastFrameVsPlainLoop(benchmark::State& state) {
         const double frame = secondsSince(start);
 
         start = std::chrono::steady_clock::now();
-        const Point3* src = in.data();
-        Point3* dst = plainOut.data();
-        for (int v = 0; v < verts; ++v)
-            dst[v] = src[v] * m;
+        plainLoop(in.data(), plainOut.data(), verts, m);
         benchmark::ClobberMemory();
         const double plain = secondsSince(start);
 
@@ -181,10 +192,13 @@ void BM_FastFrameVsPlainLoop(benchmark::State& state) {
     state.counters["frame_over_plain"] = bestFrame / bestPlain;
 }
 BENCHMARK(BM_FastFrameVsPlainLoop)
-    ->ArgName("mode")
-    ->Arg(kBetweenSamePair)
-    ->Arg(kNextPair)
-    ->Arg(kOnSamples)
+    ->ArgNames({"mode", "verts", "elements"})
+    ->Args({kBetweenSamePair, 100, 10'000})
+    ->Args({kNextPair, 100, 10'000})
+    ->Args({kOnSamples, 100, 10'000})
+    ->Args({kHalfShifted, 100, 10'000})
+    ->Args({kBetweenSamePair, 8, 100'000})
+    ->Args({kNextPair, 8, 100'000})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 

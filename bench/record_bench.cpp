@@ -1,7 +1,8 @@
 // What recording costs next to writing its bytes: a scene of 1000 rigid nodes (boxes that move
 // and turn) is recorded over 1000 samples through the whole pipeline (gathering, capture, the
 // writer, loading the result), and the same number of bytes is written to a file sequentially in
-// the writer's buffer size. The counters report the best of each as MB/s and their ratio.
+// the writer's buffer size. The counters report the best of each as MB/s and their ratio
+// (target: recording at least half as fast as the write, record_over_write at most 2).
 //
 // Both files go to the temporary folder and are removed at the end of the run.
 #include "cachefile/wkCacheRegistry.h"

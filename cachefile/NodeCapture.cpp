@@ -24,10 +24,13 @@ std::unique_ptr<Mesh> renderMeshCopy(SceneObject& obj, INode* node, TimeValue ti
     if (geom == nullptr)
         return nullptr;
     View view = nullView();
-    const RenderMesh rendered = geom->GetRenderMesh(time, node, view);
-    // A mesh made for the call (rendered.owned) is freed on the way out; one the object owns is
-    // only read.
-    return hasGeometry(rendered.mesh) ? std::make_unique<Mesh>(*rendered.mesh) : nullptr;
+    RenderMesh rendered = geom->GetRenderMesh(time, node, view);
+    if (!hasGeometry(rendered.mesh))
+        return nullptr;
+    // A mesh made for the call is the copy already; one the object owns is only read.
+    if (rendered.owned && rendered.owned.get() == rendered.mesh)
+        return std::move(rendered.owned);
+    return std::make_unique<Mesh>(*rendered.mesh);
 }
 
 std::unique_ptr<Mesh> convertedMeshCopy(SceneObject& obj, TimeValue time) {
@@ -36,6 +39,9 @@ std::unique_ptr<Mesh> convertedMeshCopy(SceneObject& obj, TimeValue time) {
     const TriObjectConversion converted = obj.ConvertToTriMesh(time);
     if (converted.object == nullptr || !hasGeometry(&converted.object->GetMesh()))
         return nullptr;
+    // A temporary object made by the conversion gives its mesh up instead of being copied.
+    if (converted.temporary && converted.temporary.get() == converted.object)
+        return std::make_unique<Mesh>(std::move(converted.temporary->GetMesh()));
     return std::make_unique<Mesh>(converted.object->GetMesh());
 }
 

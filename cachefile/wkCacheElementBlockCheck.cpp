@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <vector>
 
@@ -82,13 +83,18 @@ std::string CheckElementBlock(const std::filesystem::path& path) {
     if (elements > h.cacheNumNodes)
         return at + std::to_string(elements) + " deforming elements in a cache of " +
                std::to_string(h.cacheNumNodes) + " nodes";
-    const std::int64_t need = wkCacheFormat::kElementBlockHeadSize +
-                              4 * (std::int64_t{elements} + keyFrames) +
-                              std::int64_t{12} * points * keyFrames;
+    // Counts of up to 2^31 each: their product of bytes may pass 64 bits, not a long double's
+    // exact range of whole numbers that a file size can reach.
+    const long double need = wkCacheFormat::kElementBlockHeadSize +
+                             4.0L * (static_cast<long double>(elements) + keyFrames) +
+                             12.0L * points * keyFrames;
     const std::int64_t have = place.fileSize - place.offset;
-    if (have < need)
-        return at + "cut short: " + std::to_string(have) + " of its " + std::to_string(need) +
+    if (static_cast<long double>(have) < need) {
+        char needText[64];
+        std::snprintf(needText, sizeof needText, "%.0Lf", need);
+        return at + "cut short: " + std::to_string(have) + " of its " + needText +
                " bytes are in the file";
+    }
 
     std::vector<std::int32_t> counts(static_cast<std::size_t>(elements));
     std::vector<std::int32_t> frameNumbers(static_cast<std::size_t>(keyFrames));

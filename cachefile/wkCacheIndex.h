@@ -10,6 +10,7 @@
 #include "host/Point.h"
 #include "host/Strings.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -45,6 +46,9 @@ struct wkCacheIndex {
     // loadedSamples bit set and the per-node sample maps).
     wkCacheSampleRows loadedSamples;
     std::vector<std::unique_ptr<wkCacheNodeInfo>> nodes;
+    // numVerts and numFaces of every node side by side, for the loops of every frame; filled
+    // by frame assembly at first use (the nodes do not change while the index lives).
+    std::vector<std::array<std::int32_t, 2>> nodeSizes;
     std::uint8_t hasSpecifiedNormals = 0;
     // The frame change record of frame assembly, one bit per node.
     BitArray hiddenChanged;

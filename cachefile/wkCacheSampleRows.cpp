@@ -16,7 +16,17 @@ template <class Map> auto entryAtOrBefore(const Map& m, typename Map::key_type k
     return it == m.begin() ? m.end() : std::prev(it);
 }
 
+// One sequence for all rows of the process, so that versions of different readers never meet.
+std::uint64_t nextVersion() {
+    static std::uint64_t last = 0;
+    return ++last;
+}
+
 } // namespace
+
+void wkCacheSampleRows::touch() {
+    version_ = nextVersion();
+}
 
 void wkCacheSampleRows::reset(std::int32_t numSamples_, std::int32_t numNodes_,
                               std::int32_t stride_, std::int32_t tableOffset_) {
@@ -28,6 +38,7 @@ void wkCacheSampleRows::reset(std::int32_t numSamples_, std::int32_t numNodes_,
 }
 
 void wkCacheSampleRows::clear() {
+    touch();
     runs.clear();
     loaded = 0;
     strays.clear();
@@ -81,6 +92,7 @@ void wkCacheSampleRows::storeBytes(std::int64_t offset, const unsigned char* byt
                                    std::int64_t length) {
     if (length <= 0 || offset < 0)
         return;
+    touch();
     const std::int64_t end = offset + length;
     const auto lastPage = static_cast<std::size_t>((end - 1) >> kPageBits);
     if (pages.size() <= lastPage)
@@ -122,6 +134,7 @@ void wkCacheSampleRows::markRead(std::int32_t sample) {
 void wkCacheSampleRows::markLoaded(std::int32_t first, std::int32_t count) {
     if (count <= 0)
         return;
+    touch();
     std::int32_t last = first + (count - 1);
     // Fold in every run that overlaps or touches [first, last]; count only what is new.
     std::int32_t added = count;
@@ -148,13 +161,6 @@ std::int32_t wkCacheSampleRows::firstUnloaded() const {
     return std::min(it->second + 1, numSamples);
 }
 
-std::int64_t wkCacheSampleRows::recordOffset(std::int32_t node, std::int32_t sample) const {
-    if (node < 0 || node >= numNodes || !hasRow(sample))
-        return -1;
-    return static_cast<std::int64_t>(rowOffset(sample)) +
-           static_cast<std::int64_t>(node) * wkCacheFormat::kSampleRecordSize;
-}
-
 void wkCacheSampleRows::copyOut(std::int64_t offset, unsigned char* dest,
                                 std::int64_t length) const {
     while (length > 0) {
@@ -169,10 +175,19 @@ void wkCacheSampleRows::copyOut(std::int64_t offset, unsigned char* dest,
 }
 
 Matrix3 wkCacheSampleRows::transform(std::int32_t node, std::int32_t sample) const {
+    return transformAt(heldRow(sample), node);
+}
+
+std::int64_t wkCacheSampleRows::heldRow(std::int32_t sample) const {
+    return hasRow(sample) ? static_cast<std::int64_t>(rowOffset(sample)) : -1;
+}
+
+Matrix3 wkCacheSampleRows::transformAt(std::int64_t row, std::int32_t node) const {
     Matrix3 m;
-    const std::int64_t at = recordOffset(node, sample);
-    if (at < 0)
+    if (row < 0 || node < 0 || node >= numNodes)
         return m;
+    const std::int64_t at =
+        row + static_cast<std::int64_t>(node) * wkCacheFormat::kSampleRecordSize;
     // Playback reads every element's transform each frame: a record inside one page (nearly
     // all of them) is one copy of known size.
     const std::int64_t inPage = at & (kPageSize - 1);
@@ -186,9 +201,14 @@ Matrix3 wkCacheSampleRows::transform(std::int32_t node, std::int32_t sample) con
 }
 
 bool wkCacheSampleRows::visible(std::int32_t node, std::int32_t sample) const {
-    const std::int64_t at = recordOffset(node, sample);
-    if (at < 0)
+    return visibleAt(heldRow(sample), node);
+}
+
+bool wkCacheSampleRows::visibleAt(std::int64_t row, std::int32_t node) const {
+    if (row < 0 || node < 0 || node >= numNodes)
         return false;
+    const std::int64_t at =
+        row + static_cast<std::int64_t>(node) * wkCacheFormat::kSampleRecordSize;
     unsigned char flag = 0;
     copyOut(at + wkCacheFormat::kTransformSize, &flag, 1);
     return flag != 0;

@@ -74,13 +74,24 @@ public:
     // The row's visibility of `node` (its byte is not zero); false when the row is not held.
     bool visible(std::int32_t node, std::int32_t sample) const;
 
+    // For loops over every node of a few rows: the row's place in memory, looked up once (-1
+    // when the row is not held), then the records of its nodes in 0 to numNodes - 1 by that
+    // place, with the answers of transform and visible.
+    std::int64_t heldRow(std::int32_t sample) const;
+    Matrix3 transformAt(std::int64_t row, std::int32_t node) const;
+    bool visibleAt(std::int64_t row, std::int32_t node) const;
+
+    // Changes whenever bytes held may have changed or gone (rows read, dropped or reset), and
+    // is never the same for two sets of rows of one process: what was computed from the rows
+    // under one version holds while it stands. Never 0.
+    std::uint64_t version() const { return version_; }
+
 private:
     static constexpr int kPageBits = 16;
     static constexpr std::int64_t kPageSize = std::int64_t{1} << kPageBits;
 
-    // The record of (node, sample) is in memory at this offset; -1 if not.
-    std::int64_t recordOffset(std::int32_t node, std::int32_t sample) const;
     void copyOut(std::int64_t offset, unsigned char* dest, std::int64_t length) const;
+    void touch();
 
     std::int32_t numSamples = 0;
     std::int32_t numNodes = 0;
@@ -97,6 +108,7 @@ private:
     // start -> end (exclusive), disjoint and not touching.
     std::vector<std::unique_ptr<unsigned char[]>> pages;
     std::map<std::int64_t, std::int64_t> present;
+    std::uint64_t version_ = 0;
 };
 
 } // namespace WelkardTools

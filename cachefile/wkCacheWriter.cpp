@@ -153,7 +153,8 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
     combineMaterials();
     if (combined) {
         WStr name;
-        SplitFilename(fileName_, nullptr, &name, nullptr);
+        SplitFilename(materialFileName.IsEmpty() ? fileName_ : materialFileName, nullptr, &name,
+                      nullptr);
         combined->SetName(name.IsEmpty() ? WStr(L"WK Cache") : name);
     }
     const std::vector<std::int32_t> channels = channelUnion();

@@ -51,6 +51,10 @@ public:
     // unless the status is 1.
     bool write(const RecordSpans& spans);
 
+    // The material is named after the file written (its name without folder and extension);
+    // a writer that writes under a temporary name is given the file it stands for here.
+    void nameMaterialAfter(const WStr& targetFileName) { materialFileName = targetFileName; }
+
     // The one material of all nodes, or their combination; null without any. Set by write().
     const std::shared_ptr<Mtl>& combinedMaterial() const { return combined; }
 
@@ -84,6 +88,7 @@ private:
     Matrix3 referenceMatrix;
     std::shared_ptr<Mtl> combined;
     std::int32_t frameRate;
+    WStr materialFileName; // empty: the file written
 };
 
 } // namespace WelkardTools

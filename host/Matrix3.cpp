@@ -13,19 +13,6 @@ void Matrix3::Zero() {
     flags = POS_IDENT;
 }
 
-void Matrix3::SetRow(int i, const Point3& p) {
-    m[i][0] = p.x;
-    m[i][1] = p.y;
-    m[i][2] = p.z;
-    flags &= i == 3 ? ~POS_IDENT : ~(ROT_IDENT | SCL_IDENT);
-}
-
-void Matrix3::SetTrans(const Point3& p) {
-    SetRow(3, p);
-    if (p == Point3())
-        flags |= POS_IDENT;
-}
-
 void Matrix3::Invert() {
     const float c00 = m[1][1] * m[2][2] - m[1][2] * m[2][1];
     const float c01 = m[1][2] * m[2][0] - m[1][0] * m[2][2];
@@ -60,20 +47,6 @@ void Matrix3::PreTranslate(const Point3& p) {
 
 void Matrix3::Translate(const Point3& p) {
     SetTrans(GetTrans() + p);
-}
-
-Matrix3 Matrix3::operator*(const Matrix3& b) const {
-    Matrix3 r;
-    for (int i = 0; i < 4; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            float v = m[i][0] * b.m[0][j] + m[i][1] * b.m[1][j] + m[i][2] * b.m[2][j];
-            if (i == 3)
-                v += b.m[3][j];
-            r.m[i][j] = v;
-        }
-    }
-    r.flags = flags & b.flags;
-    return r;
 }
 
 Matrix3& Matrix3::operator*=(float f) {

@@ -32,9 +32,20 @@ public:
     void Zero();
 
     Point3 GetRow(int i) const { return {m[i][0], m[i][1], m[i][2]}; }
-    void SetRow(int i, const Point3& p);
+    // Inline with the product below: scene evaluation and recording compose matrices for every
+    // node at every sample.
+    void SetRow(int i, const Point3& p) {
+        m[i][0] = p.x;
+        m[i][1] = p.y;
+        m[i][2] = p.z;
+        flags &= i == 3 ? ~POS_IDENT : ~(ROT_IDENT | SCL_IDENT);
+    }
     Point3 GetTrans() const { return GetRow(3); }
-    void SetTrans(const Point3& p);
+    void SetTrans(const Point3& p) {
+        SetRow(3, p);
+        if (p == Point3())
+            flags |= POS_IDENT;
+    }
     void NoTrans() { SetTrans(Point3()); }
 
     // The 12 floats in place, in row order.
@@ -66,7 +77,19 @@ public:
     void Translate(const Point3& p);
     void Scale(const Point3& s);
 
-    Matrix3 operator*(const Matrix3& b) const;
+    Matrix3 operator*(const Matrix3& b) const {
+        Matrix3 r;
+        for (int i = 0; i < 4; ++i) {
+            for (int j = 0; j < 3; ++j) {
+                float v = m[i][0] * b.m[0][j] + m[i][1] * b.m[1][j] + m[i][2] * b.m[2][j];
+                if (i == 3)
+                    v += b.m[3][j];
+                r.m[i][j] = v;
+            }
+        }
+        r.flags = flags & b.flags;
+        return r;
+    }
     Matrix3& operator*=(const Matrix3& b) { return *this = *this * b; }
     // Scales all four rows, the translation included.
     Matrix3& operator*=(float f);

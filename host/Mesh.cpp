@@ -359,6 +359,52 @@ void Mesh::buildNormals() {
     faceNormals.assign(numFaces, Point3());
     cornerNormalIDs.assign(numFaces * 3, 0);
     normals.clear();
+
+    // Every face sharing one smoothing-group bit (the usual smooth mesh): each vertex has one
+    // normal, the angle-weighted sum over all its faces. One pass over the faces adds the sums
+    // up in the order the general walk below does (around each vertex, faces ascending), and
+    // the ids come in its order too: the corners of broken faces first, then one normal per
+    // vertex that has faces, in vertex order. So both give the same normals, bit for bit.
+    std::uint32_t shared = ~std::uint32_t{0};
+    for (const Face& face : faces)
+        if (valid(face))
+            shared &= face.smGroup;
+    if (shared != 0) {
+        std::vector<Point3> sums(numVerts);
+        std::vector<int> ids(numVerts, -1);
+        for (std::size_t f = 0; f < numFaces; ++f) {
+            const Face& face = faces[f];
+            if (!valid(face)) {
+                for (std::size_t c = 0; c < 3; ++c) {
+                    cornerNormalIDs[f * 3 + c] = static_cast<int>(normals.size());
+                    normals.emplace_back();
+                }
+                continue;
+            }
+            const Point3& p0 = verts[face.v[0]];
+            const Point3& p1 = verts[face.v[1]];
+            const Point3& p2 = verts[face.v[2]];
+            const Point3 n = Normalize(CrossProd(p1 - p0, p2 - p0));
+            faceNormals[f] = n;
+            sums[face.v[0]] += n * cornerAngle(p0, p1, p2);
+            sums[face.v[1]] += n * cornerAngle(p1, p2, p0);
+            sums[face.v[2]] += n * cornerAngle(p2, p0, p1);
+            ids[face.v[0]] = ids[face.v[1]] = ids[face.v[2]] = 0;
+        }
+        for (std::size_t v = 0; v < numVerts; ++v) {
+            if (ids[v] < 0)
+                continue;
+            ids[v] = static_cast<int>(normals.size());
+            normals.push_back(Normalize(sums[v]));
+        }
+        for (std::size_t f = 0; f < numFaces; ++f)
+            if (valid(faces[f]))
+                for (std::size_t c = 0; c < 3; ++c)
+                    cornerNormalIDs[f * 3 + c] = ids[faces[f].v[c]];
+        normalsValid = true;
+        return;
+    }
+
     std::vector<float> angles(numFaces * 3, 0.0f);
 
     // Corners around each vertex, as a compressed table: vertex v owns the corners

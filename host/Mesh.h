@@ -19,6 +19,11 @@
 #include <optional>
 #include <vector>
 
+class GraphicsWindow;
+struct HitRegion;
+struct Material;
+struct Rect;
+
 // The parts of a mesh that DeepCopy takes, one bit each:
 //  TOPO       the faces (count, vertex indices, smoothing groups, the low 16 bits of the flags)
 //  GEOM       the vertices
@@ -167,6 +172,12 @@ public:
     // What a renderer shows at the corner: the specified normal where the corner has a fixed
     // one, the face normal where it is specified without a value, else getNormal.
     Point3 getRenderNormal(int face, int corner) const;
+
+    // ---- Viewport: drawn and hit tested by the window (GraphicsWindow::renderMesh, selectMesh).
+    void render(GraphicsWindow* gw, const Material* materials, const Rect* damage, int compFlags,
+                int numMaterials = 1);
+    bool select(GraphicsWindow* gw, const Material* materials, const HitRegion* region,
+                bool abortOnHit, int numMaterials = 1);
 
     // Strips and edge lists are not kept: nothing to build.
     void BuildStripsAndEdges() {}

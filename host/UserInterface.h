@@ -35,6 +35,8 @@ public:
     virtual void PumpTimerMessages() = 0;
     virtual void SetWaitCursor() = 0;
     virtual void RestoreCursor() = 0;
+    // Redraws every view now; doDisabled 1 includes the views whose redraw is switched off.
+    virtual void ForceCompleteRedraw(int doDisabled) = 0;
 
     // The save dialog: `fileName` holds the suggestion and receives the choice, which gets
     // `defaultExtension` (without its dot) when the user typed a name without one. False when

@@ -175,8 +175,8 @@ RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target
     const bool panel = panelOpen && panelInterface != nullptr;
     if (p == wkCacheParam::fileName) {
         fileChanged();
-    } else if (p == playUseGraph || p == vpDisplayCache || p == triggerMode ||
-               p == explodeReduce || p == explodeTo || p == vpDeleteObjects) {
+    } else if (p == playUseGraph || p == vpDisplayCache || p == triggerMode || p == explodeReduce ||
+               p == explodeTo || p == vpDeleteObjects) {
         if (panel)
             PanelHooks().updatePanels(*this, false);
     } else if (p == elementFrames) {
@@ -298,6 +298,10 @@ wkCacheRecordParams wkCache_obj::recordParams() const {
 }
 
 void wkCache_obj::setRecordParams(const wkCacheRecordParams& p) {
+    // Quietly, as a scene file gives them: the range stays as given, even backwards, for the
+    // recording to judge, rather than being coupled as a spinner's would be.
+    const bool notifying = parameters->NotificationsEnabled();
+    parameters->EnableNotifications(false);
     parameters->SetValue(recStart, 0, p.recStart);
     parameters->SetValue(recEnd, 0, p.recEnd);
     parameters->SetValue(recStep, 0, p.recStep);
@@ -306,6 +310,7 @@ void wkCache_obj::setRecordParams(const wkCacheRecordParams& p) {
     parameters->SetValue(pb_recWriteTransform, 0, int{p.recWriteTransform});
     parameters->SetValue(pb_recWriteDeform, 0, int{p.recWriteDeform});
     parameters->SetValue(pb_recWriteTopology, 0, int{p.recWriteTopology});
+    parameters->EnableNotifications(notifying);
 }
 
 AssetUser wkCache_obj::fileName() const {

@@ -14,7 +14,9 @@
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
+#include "host/CommandModes.h"
 #include "host/FPInterface.h"
+#include "host/GraphicsWindow.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
 #include "host/ParamBlock.h"
@@ -26,7 +28,6 @@
 
 #include <functional>
 #include <memory>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -87,7 +88,9 @@ public:
     // A spinner of the record or explode range is dragged: 1 start, 2 end, 0 none; `other`
     // is the opposite end's value at drag start.
     void setRecDrag(int state, int other) { recDragState = state, recDragOther = other; }
-    void setExplodeDrag(int state, int other) { explodeDragState = state, explodeDragOther = other; }
+    void setExplodeDrag(int state, int other) {
+        explodeDragState = state, explodeDragOther = other;
+    }
 
     // ---- File operations, each one undoable step (wkCache_objFiles.cpp)
     bool newCacheFile();
@@ -182,6 +185,45 @@ public:
     // ---- Script interfaces: the interface `id` of this object, made at the first request by
     // the maker its implementation registered; null if there is none.
     FPInterface* GetInterface(Interface_ID id);
+
+    // ---- Viewport display and hit testing (wkCache_objDisplay.cpp)
+    // Draws the mesh, markers, icon, gizmo and element boxes; flags bit 0: use the damage rect.
+    int Display(TimeValue t, INode* node, ViewExp* vpt, int flags);
+    // Object level: 1 when the object is in the region.
+    int HitTest(TimeValue t, INode* node, int type, int crossing, int flags, const IPoint2* p,
+                ViewExp* vpt);
+    void GetLocalBoundBox(TimeValue t, INode* node, ViewExp* vpt, Box3& box);
+    void GetWorldBoundBox(TimeValue t, INode* node, ViewExp* vpt, Box3& box);
+    // The icon for `size`: empty for a negative size, else 104 vertices and 114 faces.
+    static std::unique_ptr<Mesh> BuildIconMesh(float size);
+    // Where the icon is drawn: at the node's pivot, whatever its object offset.
+    void IconTM(TimeValue t, INode* node, Matrix3& tm, bool objectSpace);
+    void EnsureGizmoControl();
+
+    // ---- Sub-object levels (wkCache_objSubObject.cpp): 1 "Elements", 2 "Gizmo".
+    int subLevelCount() const { return 2; }
+    // -1: the type of the current level. Null for a level that is not there.
+    const GenSubObjType* subLevelType(int i) const;
+    void enterSubLevel(int level, XFormModes& modes);
+    int getSubObjectLevel() const { return subObjectLevel; }
+    // The element boxes; hits are logged in the viewport with the element index as info.
+    int HitTest(TimeValue t, INode* node, int type, int crossing, int flags, const IPoint2* p,
+                ViewExp* vpt, ModContext* mc);
+    void selectHitElements(HitRecord* hits, bool selected, bool all);
+    void clearElementSelection(int level);
+    void selectAllElements(int level);
+    void invertElementSelection(int level);
+    static int hitElementIndex(const HitRecord& hit) { return static_cast<int>(hit.hitInfo); }
+    void reportSelectionCenters(SubObjAxisCallback& callback, TimeValue t, INode* node);
+    void reportSelectionFrames(SubObjAxisCallback& callback, TimeValue t, INode* node);
+    void moveGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis, const Point3& val);
+    void rotateGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis, const Quat& val,
+                     bool localOrigin);
+    void scaleGizmo(TimeValue t, const Matrix3& partM, const Matrix3& tmAxis, const Point3& val,
+                    bool localOrigin);
+    // The sub-object command modes, one set for the process while a panel is open.
+    static void CreateCommandModes();
+    static void DeleteCommandModes();
 
     // ---- wkCacheRecordTarget
     SceneObject& recordObject() override { return *this; }
@@ -301,6 +343,30 @@ private:
     bool meshReady = false;
     bool geomCacheStale = true;
     std::uint32_t animFlags = 0;
+
+    // ---- Viewport (wkCache_objDisplay.cpp, wkCache_objSubObject.cpp)
+    // The shared reader of this object when it has one without an error.
+    WelkardTools::wkCacheReader* soundReader();
+    void EnsureIconMesh(TimeValue t);
+    void EnsureElementBoxes(int count);
+    // One marker run; in a hit test, whether a marker hit.
+    bool DrawMarkers(GraphicsWindow& gw);
+    // The element boxes at level 1, selected ones first.
+    void drawElementBoxes(TimeValue t, GraphicsWindow& gw, const Point3& wire, bool wireCase,
+                          std::uint32_t wireLimits);
+    // Puts a Restore_Selection on the hold, when one runs, and sets the held flag.
+    void holdSelection();
+    void selectionRefresh();
+    void levelRefresh();
+    // Sum of the centres of the selected elements' boxes in world space, and their count.
+    int selectionCentreSum(TimeValue t, INode* node, Point3& sum);
+    void transformGizmo(TimeValue t, const SetXFormPacket& packet);
+
+    std::unique_ptr<Mesh> iconMesh;
+    float iconMeshSize = 0.0f;
+    std::vector<std::unique_ptr<Mesh>> elementBoxes;
+    Material displayMaterials[3]; // frozen, selection, wire
+    int subObjectLevel = 0;
 
     bool panelOpen = false;
     bool nodeListSuspended = false;

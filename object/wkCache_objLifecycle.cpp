@@ -35,6 +35,7 @@ bool wkCache_obj::SetReference(int index, std::unique_ptr<MatrixControl> control
 void wkCache_obj::BeginEditParams(IObjParam* ip) {
     panelInterface = ip;
     panelOpen = true;
+    CreateCommandModes();
     ParamBlockDesc2& desc = wkCacheParamBlockDesc();
     desc.ParamOption(nodes, p_validator, &nodesValidator);
     desc.ParamOption(triggerOmni, p_validator, &helperValidator);
@@ -49,6 +50,7 @@ void wkCache_obj::BeginEditParams(IObjParam* ip) {
 
 void wkCache_obj::EndEditParams() {
     PanelHooks().closing(*this);
+    DeleteCommandModes();
     panelOpen = false;
     nodeListSuspended = false;
     panelInterface = nullptr;

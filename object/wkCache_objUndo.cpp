@@ -78,6 +78,14 @@ void wkCache_obj::holdSelectionAndGroups() {
     animFlags |= A_HELD;
 }
 
+void wkCache_obj::holdSelection() {
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        return;
+    hold.Put(std::make_unique<Restore_Selection>(*this));
+    animFlags |= A_HELD;
+}
+
 void wkCache_obj::holdGroups() {
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())

@@ -15,6 +15,28 @@ TransformArcs TransformArcs::Between(const AffineParts& pa, const AffineParts& p
 
 namespace {
 
+// Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
+// identity. Q's rows are those of Quat::MakeMatrix, written out.
+Matrix3& composeAxisStretch(Matrix3& out, const Quat& q, const Point3& k, float f,
+                            const Point3& t) {
+    const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
+    const float xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
+    const float wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
+    const float r[3][3] = {{1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy)},
+                           {2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx)},
+                           {2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy)}};
+    const float kk[3] = {k.x, k.y, k.z};
+    float* m = out.GetAddr();
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            m[3 * i + j] = kk[i] * r[i][j] * f;
+    m[9] = t.x;
+    m[10] = t.y;
+    m[11] = t.z;
+    out.SetIdentFlags(0);
+    return out;
+}
+
 Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
                     const TransformArcs& arcs, float fraction) {
     const float a = fraction;
@@ -28,28 +50,9 @@ Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
     // Not a sign any more: between mirror images it passes through 0, and the element flattens.
     const float f = pb.f * a + pa.f * b;
 
-    // A stretch along the axes (no stretch rotation at either end, the case of rigid and
-    // uniformly scaled elements) needs none of the products: row i is k_i * Q_i * f, which is
-    // what Inverse(U) * K * U * Q * F * T works out to with U the identity. Q's rows are those
-    // of Quat::MakeMatrix, written out.
-    if (u.x == 0.0f && u.y == 0.0f && u.z == 0.0f) {
-        const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
-        const float xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
-        const float wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
-        const float r[3][3] = {{1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy)},
-                               {2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx)},
-                               {2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy)}};
-        const float kk[3] = {k.x, k.y, k.z};
-        float* m = out.GetAddr();
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j)
-                m[3 * i + j] = kk[i] * r[i][j] * f;
-        m[9] = t.x;
-        m[10] = t.y;
-        m[11] = t.z;
-        out.SetIdentFlags(0);
-        return out;
-    }
+    // A stretch along the axes (no stretch rotation at either end) needs none of the products.
+    if (u.x == 0.0f && u.y == 0.0f && u.z == 0.0f)
+        return composeAxisStretch(out, q, k, f, t);
 
     Matrix3 qm;
     q.MakeMatrix(qm, false);
@@ -64,6 +67,10 @@ Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
     return out;
 }
 
+bool isIdentity(const Quat& q) {
+    return q.x == 0.0f && q.y == 0.0f && q.z == 0.0f && q.w == 1.0f;
+}
+
 } // namespace
 
 Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
@@ -72,6 +79,42 @@ Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3&
     decomp_affine(first, &pa);
     decomp_affine(second, &pb);
     return blendParts(out, pa, pb, TransformArcs::Between(pa, pb), fraction);
+}
+
+Matrix3& interpolateTransform(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
+                              const TransformArcs& arcs, float fraction) {
+    return blendParts(out, pa, pb, arcs, fraction);
+}
+
+// Both ends the identity: the arc is the zero one (cosom 1), Slerp's weights are 1 - a and a,
+// and the blended rotation's x, y and z are sums of zeros, which blendParts takes for no
+// rotation. What remains is the same arithmetic on the same factors.
+bool RigidBlend::Applies(const AffineParts& pa, const TransformArcs& arcs) {
+    return isIdentity(pa.u) && isIdentity(arcs.uTo);
+}
+
+RigidBlend RigidBlend::Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs) {
+    RigidBlend r;
+    r.ta = pa.t;
+    r.tb = pb.t;
+    r.ka = pa.k;
+    r.kb = pb.k;
+    r.qa = pa.q;
+    r.qTo = arcs.qTo;
+    r.q = arcs.q;
+    r.fa = pa.f;
+    r.fb = pb.f;
+    return r;
+}
+
+Matrix3& RigidBlend::at(Matrix3& out, float fraction) const {
+    const float a = fraction;
+    const float b = 1.0f - a;
+    const Point3 t = ta * b + tb * a;
+    const Quat rot = Slerp(qa, qTo, a, q);
+    const Point3 k = ka * b + kb * a;
+    const float f = fb * a + fa * b;
+    return composeAxisStretch(out, rot, k, f, t);
 }
 
 int TransformMemo::find(const Matrix3& m) const {
@@ -100,20 +143,26 @@ const TransformArcs& TransformMemo::arcs(int from, int to) {
     return pairArcs;
 }
 
-Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
-                              float fraction, TransformMemo& memo) {
+void TransformMemo::slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j) {
     // A miss takes the slot that the other matrix of the pair does not need.
-    int i = memo.find(first);
-    int j = memo.find(second);
+    i = find(first);
+    j = find(second);
     if (i < 0) {
         i = j == 0 ? 1 : 0;
-        memo.store(i, first);
+        store(i, first);
     }
     if (j < 0)
-        j = memo.find(second); // the same matrix twice
+        j = find(second); // the same matrix twice
     if (j < 0) {
         j = 1 - i;
-        memo.store(j, second);
+        store(j, second);
     }
+}
+
+Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
+                              float fraction, TransformMemo& memo) {
+    int i = 0;
+    int j = 0;
+    memo.slotsFor(first, second, i, j);
     return blendParts(out, memo.parts(i), memo.parts(j), memo.arcs(i, j), fraction);
 }

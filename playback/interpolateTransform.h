@@ -22,6 +22,23 @@ struct TransformArcs {
     static TransformArcs Between(const AffineParts& pa, const AffineParts& pb);
 };
 
+// A blend whose stretch rotation is the identity at both ends, the case of rigid and uniformly
+// scaled elements: the factors it reads, which depend on the pair alone. at() gives the bits
+// interpolateTransform gives for the pair at any fraction between 0 and 1.
+struct RigidBlend {
+    Point3 ta, tb;
+    Point3 ka, kb;
+    Quat qa;
+    Quat qTo;
+    SlerpArc q;
+    float fa = 1.0f, fb = 1.0f;
+
+    // Whether the pair is such a blend: both stretch rotations exactly the identity quaternion.
+    static bool Applies(const AffineParts& pa, const TransformArcs& arcs);
+    static RigidBlend Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs);
+    Matrix3& at(Matrix3& out, float fraction) const;
+};
+
 // The factors of the last two matrices one element blended, each kept with the matrix it came
 // from. Playback blends the same two samples of an element over several frames, and keeps one
 // of them when it moves on to the next pair, so most frames decompose nothing. A matrix is
@@ -35,6 +52,8 @@ public:
     const AffineParts& parts(int slot) const { return slots[slot].parts; }
     // The arcs from slot `from` to slot `to`, kept until either slot changes.
     const TransformArcs& arcs(int from, int to);
+    // The slots of first and second, decomposing whichever the memo does not hold.
+    void slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j);
 
 private:
     struct Slot {
@@ -51,3 +70,6 @@ private:
 // interpolateTransform with the factors taken from the memo where it has them: the same result.
 Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
                               float fraction, TransformMemo& memo);
+// The same from factors and arcs already at hand.
+Matrix3& interpolateTransform(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
+                              const TransformArcs& arcs, float fraction);

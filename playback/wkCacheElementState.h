@@ -7,6 +7,7 @@
 
 #include "host/BitArray.h"
 #include "playback/interpolateTransform.h"
+#include "playback/wkCacheElementBlend.h"
 #include "playback/wkCachePlaybackClock.h"
 
 #include <cstdint>
@@ -45,6 +46,8 @@ public:
     BitArray deletedElements;
     BitArray materialElements;
     // One per element: the factors of the sample transforms frame assembly blended last, so
-    // that frames between the same samples do not decompose them again.
+    // that frames between the same samples do not decompose them again, and the transform of
+    // the last frame with the factors of its pair, read by every frame.
     std::vector<TransformMemo> transformMemos;
+    std::vector<WelkardTools::wkCacheElementBlend> elementBlends;
 };

@@ -2,9 +2,11 @@
 #include "playback/wkCacheFrameAssembly.h"
 
 #include "playback/interpolateTransform.h"
+#include "playback/wkCacheElementBlend.h"
 #include "playback/wkCacheFrameAccess.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 
 namespace WelkardTools {
@@ -50,6 +52,16 @@ void applyElementFrames(wkCacheReader& reader, Mesh& source, wkCacheFrameTimes& 
     const float* p = positions.data();
     for (std::size_t k = 0; k < points; ++k, p += 3)
         verts[k] = Point3(p[0], p[1], p[2]);
+}
+
+const std::vector<std::array<std::int32_t, 2>>& nodeSizes(wkCacheIndex& index) {
+    if (index.nodeSizes.size() != index.nodes.size()) {
+        index.nodeSizes.clear();
+        index.nodeSizes.reserve(index.nodes.size());
+        for (const auto& node : index.nodes)
+            index.nodeSizes.push_back({node->numVerts, node->numFaces});
+    }
+    return index.nodeSizes;
 }
 
 } // namespace
@@ -100,6 +112,37 @@ Matrix3 elementTransform(const wkCacheReader& reader, std::int32_t element,
     return blended;
 }
 
+namespace {
+
+// One time located for all elements that stand at it. locateSample leaves nextSample as it was
+// where it has no next sample to give: whether it wrote one is found by locating twice over
+// different values, so each element ends exactly as its own locateSample would leave it.
+struct SharedTime {
+    std::uint32_t timeBits = 0;
+    bool used = false;
+    bool writesNext = false;
+    wkCacheSampleLocation at;
+
+    void locate(float time, const wkCacheTiming& timing, const wkCacheRangeSettings& settings) {
+        wkCacheSampleLocation probe;
+        probe.nextSample = -1;
+        at.nextSample = 0;
+        ::locateSample(time, timing, settings, at);
+        ::locateSample(time, timing, settings, probe);
+        writesNext = probe.nextSample == at.nextSample;
+        used = true;
+    }
+    bool copyTo(wkCacheSampleLocation& e) const {
+        const std::int32_t kept = e.nextSample;
+        e = at;
+        if (!writesNext)
+            e.nextSample = kept;
+        return e.interpolate;
+    }
+};
+
+} // namespace
+
 bool locateAndLoad(wkCacheReader& reader, wkCacheFrameState& state, std::int32_t element) {
     if (!requireOpenData(reader))
         return false;
@@ -125,9 +168,25 @@ bool locateAndLoad(wkCacheReader& reader, wkCacheFrameState& state, std::int32_t
             return;
         wanted.push_back(sample);
     };
+    // Elements share their time unless groups or activation shift them: each of the last two
+    // times is located once and copied to every element standing at it.
+    const wkCacheTiming timing = cacheTiming(reader);
+    SharedTime shared[2];
+    int nextShared = 0;
     for (std::int32_t e = first; e < end; ++e) {
-        const bool interpolate = locateSample(reader, e, state);
-        const wkCacheElementState& at = state.elements[static_cast<std::size_t>(e)];
+        wkCacheElementState& at = state.elements[static_cast<std::size_t>(e)];
+        const auto timeBits = std::bit_cast<std::uint32_t>(at.time);
+        SharedTime* known = nullptr;
+        for (SharedTime& s : shared)
+            if (s.used && s.timeBits == timeBits)
+                known = &s;
+        if (known == nullptr) {
+            known = &shared[nextShared];
+            nextShared = 1 - nextShared;
+            known->locate(at.time, timing, state);
+            known->timeBits = timeBits;
+        }
+        const bool interpolate = known->copyTo(at);
         if (at.sample < 0)
             continue;
         want(at.sample);
@@ -168,6 +227,8 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
 
     if (state.transformMemos.size() != static_cast<std::size_t>(count))
         state.transformMemos.assign(static_cast<std::size_t>(count), TransformMemo());
+    if (state.elementBlends.size() != static_cast<std::size_t>(count))
+        state.elementBlends.assign(static_cast<std::size_t>(count), wkCacheElementBlend());
 
     // 6: the frame change record starts empty.
     wkCacheIndex& index = *reader.getIndex();
@@ -177,7 +238,9 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
     index.removedFaces = 0;
     index.removedVerts = 0;
 
+    const std::vector<std::array<std::int32_t, 2>>& sizes = nodeSizes(index);
     const bool hasVisibility = reader.cacheHasVisibility() != 0;
+    wkCacheRowLookup rows(index.loadedSamples);
     for (std::int32_t i = 0; i < count; ++i) {
         wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
         const std::int32_t previous = e.appliedMaterial;
@@ -185,7 +248,7 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
         // 7: shown, hidden or deleted.
         bool deleted = !e.inRange || e.deleted;
         bool hidden = false;
-        if (!deleted && hasVisibility && !reader.sampleVisible(i, e.sample)) {
+        if (!deleted && hasVisibility && !rows.sampleRows().visibleAt(rows.row(e.sample), i)) {
             if (state.deleteInvisible)
                 deleted = true;
             else if (state.hideInvisible)
@@ -214,9 +277,9 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
 
         // 10
         if (deleted) {
-            const wkCacheNodeInfo& node = *reader.getIndex()->nodes[static_cast<std::size_t>(i)];
-            index.removedFaces += state.boxMode ? 12 : node.numFaces;
-            index.removedVerts += state.boxMode ? 8 : node.numVerts;
+            const std::array<std::int32_t, 2>& size = sizes[static_cast<std::size_t>(i)];
+            index.removedFaces += state.boxMode ? 12 : size[1];
+            index.removedVerts += state.boxMode ? 8 : size[0];
         }
     }
     return true;
@@ -300,23 +363,22 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
 
     // 8
     const Point3* sourceVerts = source.getNumVerts() > 0 ? source.getVertPtr(0) : nullptr;
+    const std::vector<std::array<std::int32_t, 2>>& sizes = index.nodeSizes;
+    wkCacheRowLookup rows(index.loadedSamples);
     for (std::int32_t i = 0; i < count; ++i) {
-        const wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
-        const wkCacheNodeInfo& node = *index.nodes[static_cast<std::size_t>(i)];
+        const auto at = static_cast<std::size_t>(i);
+        const wkCacheElementState& e = state.elements[at];
 
-        const Matrix3 first = reader.sampleTransform(i, e.sample);
-        Matrix3 tm = first;
-        if (e.interpolate)
-            interpolateTransform(tm, first, reader.sampleTransform(i, e.nextSample), e.fraction,
-                                 state.transformMemos[static_cast<std::size_t>(i)]);
+        Matrix3 tm =
+            elementFrameTransform(rows, i, e, state.elementBlends[at], state.transformMemos[at]);
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
         if (hidden && state.isViewport)
             markers.push_back(tm);
 
-        const std::int32_t verts = boxMode ? 8 : node.numVerts;
-        const std::int32_t faces = boxMode ? 12 : node.numFaces;
+        const std::int32_t verts = boxMode ? 8 : sizes[at][0];
+        const std::int32_t faces = boxMode ? 12 : sizes[at][1];
         const bool deleted = state.deletedElements[i] != 0;
         // A source shorter than its elements claim (a damaged file) ends the frame there.
         const bool takesRoom = !deleted || rebuild;
@@ -341,6 +403,7 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
             if (hiddenTouched || materialTouched || normals) {
                 const bool useApplied = state.materialElements[i] != 0;
                 const auto applied = static_cast<MtlID>(e.appliedMaterial & 0xFFFF);
+                const wkCacheNodeInfo& node = *index.nodes[at];
                 const MtlID boxMaterial = recordedMaterial(node, 0);
                 for (std::int32_t f = 0; f < faces; ++f) {
                     Face& face = out.getFace(outFace + f);

@@ -376,6 +376,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     auto writer = std::make_unique<WelkardTools::wkCacheWriter>(
         cacheTemp, reference, Interval(range.start, range.end), range.step, 2,
         host.Time().GetFrameRate());
+    writer->nameMaterialAfter(target);
 
     // 7. The nodes, each captured at the start of its span.
     for (int i = 0; i < writeNodes.Count(); ++i) {

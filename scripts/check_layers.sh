@@ -4,7 +4,8 @@
 # Each folder has a floor; a file may include headers of its own folder and of lower floors.
 # Folders on the same floor (recording/ and explode/, script/ and panels/) do not include each
 # other. host/headless/ implements host/ and is for the top floor alone: the tool, the
-# bindings, and tests/ and bench/, which may include anything. A folder with sources that is
+# bindings, and tests/ and bench/, which may include anything; not for plugins/, whose
+# modules live in a host. A folder with sources that is
 # not in the table fails too, so that a new folder is given its floor when it is made.
 #
 # Usage: check_layers.sh [ROOT]   (default: the repository this script belongs to)
@@ -69,7 +70,7 @@ awk -v floors="$floors" -v free="$free" '
         if (target == layer || !(target in floor || target == "host/headless"))
             next
         if (target == "host/headless") {
-            if (!(layer in floor) || floor[layer] < floor["tools"]) {
+            if (!(layer in floor) || floor[layer] < floor["tools"] || layer == "plugins") {
                 printf "%s:%d: includes %s: host/headless/ is for tools, bindings and tests only\n", FILENAME, FNR, line
                 bad = 1
             }

@@ -8,7 +8,8 @@
 #
 # Targets (FUZZ_TARGET, default reader_fuzz) and the corpus each keeps in the repository:
 #   reader_fuzz  the cache reader and the element block check   tests/fuzz/corpus/
-#   scene_fuzz   the scene file loader                          tests/fuzz/scene_corpus/
+#   scene_fuzz   the scene file loader                          tests/fuzz/scene_corpus/ (seeds:
+#                                                               tests/cli/scenes/)
 #   cli_fuzz     the tool's command line, arguments split at NUL tests/fuzz/cli_corpus/
 #
 # New interesting inputs collect in build-fuzz/corpus-TARGET/; crashers, hangs and oversized
@@ -28,7 +29,7 @@ target="${FUZZ_TARGET:-reader_fuzz}"
 case "$target" in
     reader_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/corpus" malloc_mb=64 ;;
     # A scene may build up to a million vertices and faces; a mesh array is one allocation.
-    scene_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/scene_corpus" malloc_mb=256 ;;
+    scene_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/scene_corpus $WKCACHE_ROOT/tests/cli/scenes" malloc_mb=256 ;;
     cli_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/cli_corpus" malloc_mb=256 ;;
     *) die "FUZZ_TARGET must be reader_fuzz, scene_fuzz or cli_fuzz, not '$target'" ;;
 esac
@@ -50,4 +51,4 @@ quiet=()
 [ "$target" = cli_fuzz ] && quiet=(-close_fd_mask=3)
 exec "$WKCACHE_ROOT/build-fuzz/tests/$target" </dev/null \
     -max_total_time="$seconds" -timeout=10 -max_len=65536 -malloc_limit_mb=$malloc_mb -rss_limit_mb=2048 \
-    -artifact_prefix="$artifacts/" -print_final_stats=1 "${quiet[@]}" "$@" "$work" "$seeds"
+    -artifact_prefix="$artifacts/" -print_final_stats=1 "${quiet[@]}" "$@" "$work" $seeds

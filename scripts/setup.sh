@@ -9,6 +9,7 @@ PACKAGES=(
     ninja-build
     libcli11-dev       # the wkcache tool's command line
     nlohmann-json3-dev # the wkcache tool's JSON output
+    libpng-dev         # the pictures of wkcache render
     libgtest-dev       # unit tests
     libbenchmark-dev   # benchmarks
     python3-dev        # the Python module wkcache

@@ -24,6 +24,8 @@ void addCommands(CLI::App& app) {
     addCheckCommand(app);
     addFrameCommand(app);
     addFramesCommand(app);
+    addRenderCommand(app);
+    addPickCommand(app);
 }
 
 int run(int argc, char** argv) {

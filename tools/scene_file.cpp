@@ -749,14 +749,19 @@ private:
             parentOf[node] = {nodeNamed(list[i]["parent"], member(element("nodes", i), "parent")),
                               i};
         std::map<HeadlessNode*, std::size_t> depth; // complete entries only
-        for (const auto& [node, link] : parentOf) {
+        for (const auto& [node, i] : withParent) {
             std::vector<HeadlessNode*> walk;
             std::set<HeadlessNode*> onWalk;
             HeadlessNode* up = node;
             while (depth.count(up) == 0 && parentOf.count(up) != 0) {
-                if (!onWalk.insert(up).second)
-                    fail(member(element("nodes", parentOf[up].second), "parent"),
+                if (!onWalk.insert(up).second) {
+                    // The loop is closed by its last link in the file: that one is named.
+                    std::size_t last = 0;
+                    for (auto it = std::find(walk.begin(), walk.end(), up); it != walk.end(); ++it)
+                        last = std::max(last, parentOf[*it].second);
+                    fail(member(element("nodes", last), "parent"),
                          "linking here would make a loop of parents");
+                }
                 walk.push_back(up);
                 up = parentOf[up].first;
             }
@@ -849,6 +854,13 @@ LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
         const std::size_t at = what.find("parse error");
         throw SceneFileError("not valid JSON: " +
                              (at == std::string::npos ? what : what.substr(at)));
+    } catch (const Json::exception& e) {
+        // A number too large for a double ends the parse with out_of_range, not parse_error;
+        // the message goes without the library's "[json.exception...]" code.
+        const std::string what = e.what();
+        const std::size_t code = what.find("] ");
+        throw SceneFileError("not valid JSON: " +
+                             (code == std::string::npos ? what : what.substr(code + 2)));
     }
     // Cache objects take their parameter blocks from the host that builds them.
     ScopedHost installed(host);

@@ -14,8 +14,8 @@ void HeadlessChunkWriter::BeginChunk(std::uint16_t id) {
     if (!open.empty())
         out[open.back() + 5] |= 0x80;
     open.push_back(out.size());
-    const std::uint8_t header[kHeaderSize] = {static_cast<std::uint8_t>(id),
-                                              static_cast<std::uint8_t>(id >> 8), 0, 0, 0, 0};
+    const std::uint8_t header[kHeaderSize] = {
+        static_cast<std::uint8_t>(id), static_cast<std::uint8_t>(id >> 8), 0, 0, 0, 0};
     out.insert(out.end(), header, header + kHeaderSize);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 namespace {
 
@@ -12,11 +13,6 @@ float lerp(float a, float b, float u) {
 }
 Point3 lerp(const Point3& a, const Point3& b, float u) {
     return a + (b - a) * u;
-}
-Quat lerp(const Quat& a, const Quat& b, float u) {
-    Quat closest = b;
-    closest.MakeClosest(a);
-    return Slerp(a, closest, u);
 }
 
 // ---- Kochanek-Bartels tangents for values that add and scale (float, Point3)
@@ -181,6 +177,7 @@ template <class T>
 void HeadlessKeyTrack<T>::AddKey(TimeValue time, const T& value, const TCBParams& tcb) {
     const auto at = std::lower_bound(keys.begin(), keys.end(), time,
                                      [](const TrackKey<T>& k, TimeValue t) { return k.time < t; });
+    lastArc.segment = -1;
     if (at != keys.end() && at->time == time) {
         *at = {time, value, tcb};
         return;
@@ -204,8 +201,20 @@ template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
     const float u =
         static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
                            static_cast<double>(static_cast<std::int64_t>(b.time) - a.time));
-    if (interpolation == KeyInterpolation::Linear)
-        return lerp(a.value, b.value, u);
+    if (interpolation == KeyInterpolation::Linear) {
+        if constexpr (std::is_same_v<T, Quat>) {
+            // A slerp along the short arc, whose arc is kept for the segment.
+            if (lastArc.segment != static_cast<int>(i)) {
+                lastArc.to = b.value;
+                lastArc.to.MakeClosest(a.value);
+                lastArc.arc = MakeSlerpArc(a.value, lastArc.to);
+                lastArc.segment = static_cast<int>(i);
+            }
+            return Slerp(a.value, lastArc.to, u, lastArc.arc);
+        } else {
+            return lerp(a.value, b.value, u);
+        }
+    }
     return tcbSegment(keys, i, EaseCurve(u, a.tcb.easeOut, b.tcb.easeIn));
 }
 

@@ -44,20 +44,43 @@ public:
         : defaultValue(defaultValue_), interpolation(interpolation_) {}
 
     KeyInterpolation GetInterpolation() const { return interpolation; }
-    void SetInterpolation(KeyInterpolation kind) { interpolation = kind; }
+    void SetInterpolation(KeyInterpolation kind) {
+        interpolation = kind;
+        lastArc.segment = -1;
+    }
 
     void AddKey(TimeValue time, const T& value, const TCBParams& tcb = {});
     void AddKey(const TrackKey<T>& key) { AddKey(key.time, key.value, key.tcb); }
-    void ClearKeys() { keys.clear(); }
+    void ClearKeys() {
+        keys.clear();
+        lastArc.segment = -1;
+    }
     int NumKeys() const { return static_cast<int>(keys.size()); }
     const TrackKey<T>& GetKey(int i) const { return keys[static_cast<std::size_t>(i)]; }
 
     T GetValue(TimeValue t) const;
+    // Outside animation: a track without keys takes the value everywhere; with keys, the value
+    // becomes a key at t.
+    void SetValue(TimeValue t, const T& value) {
+        if (keys.empty())
+            defaultValue = value;
+        else
+            AddKey(t, value);
+    }
 
 private:
+    // The arc of the last linear rotation segment evaluated: recording and playback ask a track
+    // for many times in a row between the same two keys, and the arc depends on them alone.
+    struct SegmentArc {
+        int segment = -1; // -1: none
+        Quat to;          // the second key on the short way from the first
+        SlerpArc arc;
+    };
+
     std::vector<TrackKey<T>> keys;
     T defaultValue;
     KeyInterpolation interpolation;
+    mutable SegmentArc lastArc;
 };
 
 using FloatTrack = HeadlessKeyTrack<float>;

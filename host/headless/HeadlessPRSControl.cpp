@@ -23,3 +23,36 @@ std::unique_ptr<MatrixControl> HeadlessPRSControl::Clone(ReferenceMaker& newOwne
     copy->SetDependent(&newOwner);
     return copy;
 }
+
+namespace {
+
+// The change of a packet as a world matrix: what the gizmo's world matrix is multiplied by.
+Matrix3 WorldChange(const SetXFormPacket& packet, const Matrix3& world) {
+    Matrix3 axes = packet.tmAxis;
+    axes.NoTrans();
+    if (packet.command == XFORM_MOVE)
+        return TransMatrix(VectorTransform(packet.tmAxis, packet.p));
+    const Point3 centre = packet.localOrigin ? world.GetTrans() : packet.tmAxis.GetTrans();
+    Matrix3 local;
+    if (packet.command == XFORM_ROTATE)
+        packet.q.MakeMatrix(local);
+    else
+        local = ScaleMatrix(packet.p);
+    // About the centre, in the axis system's orientation.
+    return TransMatrix(centre * -1.0f) * Inverse(axes) * local * axes * TransMatrix(centre);
+}
+
+} // namespace
+
+void HeadlessPRSControl::SetValue(TimeValue t, const SetXFormPacket& packet, int, int) {
+    Matrix3 own(true);
+    GetValue(t, own);
+    const Matrix3 world = own * packet.tmParent;
+    const Matrix3 changed = world * WorldChange(packet, world) * Inverse(packet.tmParent);
+    AffineParts parts;
+    decomp_affine(changed, &parts);
+    position.SetValue(t, parts.t);
+    rotation.SetValue(t, parts.q);
+    scale.SetValue(t, parts.k * parts.f);
+    NotifyChanged();
+}

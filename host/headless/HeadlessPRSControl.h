@@ -12,6 +12,9 @@ class HeadlessPRSControl final : public MatrixControl {
 public:
     // tm = own matrix * tm.
     void GetValue(TimeValue t, Matrix3& tm) const override;
+    // The change goes into the tracks at t: the value of a track without keys, else a key at t.
+    // Then the dependent is told.
+    void SetValue(TimeValue t, const SetXFormPacket& packet, int commit, int method) override;
     std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const override;
 
     // The tracks, to key directly; NotifyChanged tells the dependent afterwards.

@@ -75,9 +75,8 @@ bool HeadlessPluginManager::LoadModule(const std::string& path) {
         return refuse(path, error != nullptr ? error : "cannot be loaded", nullptr);
     }
     auto find = [handle](const char* name) { return dlsym(handle, name); };
-    static constexpr const char* kExports[] = {"LibDescription", "LibNumberClasses",
-                                               "LibClassDesc",   "LibVersion",
-                                               "LibInitialize",  "LibShutdown"};
+    static constexpr const char* kExports[] = {"LibDescription", "LibNumberClasses", "LibClassDesc",
+                                               "LibVersion",     "LibInitialize",    "LibShutdown"};
     void* exports[6];
     for (int i = 0; i < 6; ++i) {
         exports[i] = find(kExports[i]);
@@ -86,10 +85,9 @@ bool HeadlessPluginManager::LoadModule(const std::string& path) {
     }
     const auto version = reinterpret_cast<LibVersionFn>(exports[3])();
     if (version != kHostPluginApiVersion)
-        return refuse(path,
-                      "version " + hex(version) + " where the host needs " +
-                          hex(kHostPluginApiVersion),
-                      handle);
+        return refuse(
+            path, "version " + hex(version) + " where the host needs " + hex(kHostPluginApiVersion),
+            handle);
     if (reinterpret_cast<LibInitializeFn>(exports[4])() == 0)
         return refuse(path, "LibInitialize failed", handle);
     modules.push_back({handle, reinterpret_cast<LibShutdownFn>(exports[5])});
@@ -109,8 +107,8 @@ ClassDesc2* HeadlessPluginManager::Find(SClass_ID superClass, const Class_ID& id
     return nullptr;
 }
 
-std::unique_ptr<SceneObject> HeadlessPluginManager::Create(SClass_ID superClass,
-                                                           const Class_ID& id, bool loading) {
+std::unique_ptr<SceneObject> HeadlessPluginManager::Create(SClass_ID superClass, const Class_ID& id,
+                                                           bool loading) {
     if (!folderLoaded)
         LoadFolder(DefaultFolder());
     ClassDesc2* desc = Find(superClass, id);

@@ -37,6 +37,7 @@ public:
     void PumpTimerMessages() override { ++timerPumps; }
     void SetWaitCursor() override;
     void RestoreCursor() override { waitCursor = false; }
+    void ForceCompleteRedraw(int) override { ++redraws; }
     // A queued answer is taken as it stands.
     bool SaveFileDialog(const WStr& title, WStr& fileName, const WStr& defaultExtension) override;
 
@@ -65,6 +66,7 @@ public:
     int TimerPumps() const { return timerPumps; }
     bool WaitCursorUp() const { return waitCursor; }
     int WaitCursorCount() const { return waitCursors; }
+    int CompleteRedraws() const { return redraws; }
 
 private:
     std::deque<int> messageAnswers;
@@ -83,4 +85,5 @@ private:
     int timerPumps = 0;
     bool waitCursor = false;
     int waitCursors = 0;
+    int redraws = 0;
 };

@@ -123,6 +123,11 @@ TEST(KeyTrack, LinearRotationTakesTheShortArc) {
     Quat b = flipped.GetValue(50);
     b.MakeClosest(a);
     EXPECT_NEAR(QuatDot(a, b), 1.0f, 1e-6f);
+    // A key replaced or added after a blend is blended with, not the segment seen before.
+    track.AddKey(100, Quat(AngAxis(Point3(0, 0, 1), 2 * kPi / 3)));
+    EXPECT_NEAR(zAngle(track.GetValue(50)), kPi / 3, 1e-5f);
+    track.AddKey(50, Quat());
+    EXPECT_NEAR(zAngle(track.GetValue(75)), kPi / 3, 1e-5f);
 }
 
 TEST(KeyTrack, TcbRotationHitsItsKeysAndTurnsEvenlyAboutOneAxis) {

@@ -429,6 +429,33 @@ TEST(MeshNormals, GroupsJoinThroughAFaceThatHasBoth) {
     EXPECT_FALSE(fan.normalsBuilt());
 }
 
+TEST(MeshNormals, OneSharedGroupBitGivesWhatGroupsJoinedFaceByFaceGive) {
+    // All faces in group 1 take the one-pass road; groups 3, 6 and 5 in turn share no bit
+    // among all faces, but any two share one, so the general road joins every vertex's faces
+    // too. With an isolated vertex, a folded face and a broken one, both must agree bit for bit.
+    Mesh shared = makeStrip(6);
+    shared.setNumVerts(shared.getNumVerts() + 1, true); // isolated
+    shared.setVert(3, shared.getVert(2) + Point3(0.25f, -0.5f, 0.75f));
+    shared.getFace(2).setVerts(4, 4, 5);
+    shared.getFace(4).setVerts(1, 99, 2);
+    Mesh joined = shared;
+    const std::uint32_t groups[] = {3, 6, 5};
+    for (int f = 0; f < shared.getNumFaces(); ++f) {
+        shared.getFace(f).setSmGroup(1);
+        joined.getFace(f).setSmGroup(groups[f % 3]);
+    }
+    shared.buildNormals();
+    joined.buildNormals();
+    ASSERT_EQ(shared.getNumNormals(), joined.getNumNormals());
+    for (int f = 0; f < shared.getNumFaces(); ++f) {
+        EXPECT_EQ(shared.getFaceNormal(f), joined.getFaceNormal(f)) << f;
+        for (int c = 0; c < 3; ++c) {
+            EXPECT_EQ(shared.getNormalID(f, c), joined.getNormalID(f, c)) << f << " " << c;
+            EXPECT_EQ(shared.getNormal(f, c), joined.getNormal(f, c)) << f << " " << c;
+        }
+    }
+}
+
 TEST(MeshNormals, SpecifiedNormalsOverrideWhereTheyAreFixed) {
     Mesh cube = makeCube([](int) { return 1u; });
     EXPECT_EQ(cube.GetSpecifiedNormals(), nullptr);

@@ -1,9 +1,9 @@
 // The plug-in manager as the host runs it: the cache object's module is listed and makes
 // objects with the loading flag; modules that break the contract are refused, saying why.
 #include "host/headless/HeadlessHost.h"
-#include "tests/host/string_printers.h"
-#include "object/wkCache_obj.h"
 #include "object/wkCacheParams.h"
+#include "object/wkCache_obj.h"
+#include "tests/host/string_printers.h"
 
 #include <gtest/gtest.h>
 

@@ -278,11 +278,9 @@ TEST_F(CacheObjectTest, NewFileLeavesTheOldReader) {
 TEST_F(CacheObjectTest, UnitListsScaleTheMesh) {
     useFile(path);
     params().SetValue(P::vpDeleteObjects, 0, 0);
-    params().SetValue(P::scaleUnitsFrom, 0, 5); // Meters
-    params().SetValue(P::scaleUnitsTo, 0, 0);   // Inches
+    object->selectScaleUnits(5, 0); // Meters to Inches
     EXPECT_NEAR(params().GetFloat(P::scaleUnits), 0.0254f, 1e-6f);
-    params().SetValue(P::scaleUnitsFrom, 0, 0);
-    params().SetValue(P::scaleUnitsTo, 0, 1); // Feet: 12
+    object->selectScaleUnits(0, 1); // Inches to Feet: 12
     object->updateCacheMesh(160);
     EXPECT_FLOAT_EQ(vertX(1), 132.0f);
     // Markers are drawn with the mesh, so they scale with it.

@@ -23,8 +23,8 @@ struct ObjectState {
 class ObjectUndoTest : public CacheObjectTest {
 protected:
     ObjectState state() {
-        ObjectState s{{}, object->playbackRecord().groups.selected(), object->elementSelection(),
-                      {}, 0};
+        ObjectState s{
+            {}, object->playbackRecord().groups.selected(), object->elementSelection(), {}, 0};
         for (const wkCacheGroup& g : object->playbackRecord().groups.all())
             s.names.push_back(g.name.data());
         for (int i = 0; i < params().Count(P::elementFrames); ++i) {
@@ -42,19 +42,12 @@ protected:
 };
 
 TEST_F(ObjectUndoTest, EveryGroupStepUndoesAndRedoesExactly) {
-    HeadlessParamBlock& block = static_cast<HeadlessParamBlock&>(params());
-    block.SetKey(P::elementFrames, 0, 0.0f); // no entry yet: refused, nothing held
     const std::vector<std::function<void()>> steps = {
-        [&] { object->addGroup(L"A"); },
-        [&] { keyFrame(0, 7.0f); },
-        [&] { object->addGroup(L"B"); },
-        [&] { keyFrame(1, 3.0f); },
-        [&] { object->renameGroup(L"A", L"C"); },
-        [&] { object->moveGroup(L"B", -1); },
-        [&] { object->setElementSelection({1}); },
-        [&] { object->setGroupMode(L"B", 4); },
-        [&] { object->removeGroup(L"C"); },
-        [&] { object->addGroup(L"D"); },
+        [&] { object->addGroup(L"A"); },           [&] { keyFrame(0, 7.0f); },
+        [&] { object->addGroup(L"B"); },           [&] { keyFrame(1, 3.0f); },
+        [&] { object->renameGroup(L"A", L"C"); },  [&] { object->moveGroup(L"B", -1); },
+        [&] { object->setElementSelection({1}); }, [&] { object->setGroupMode(L"B", 4); },
+        [&] { object->removeGroup(L"C"); },        [&] { object->addGroup(L"D"); },
         [&] { object->removeAllGroups(); },
     };
     std::vector<ObjectState> states{state()};
@@ -93,9 +86,10 @@ TEST_F(ObjectUndoTest, ANewFileDropsGroupsAndSelectionAsOneStep) {
 
     host.Hold().Begin();
     useFile(path);
-    host.Hold().Accept(L"Set Filename");
-    EXPECT_EQ(state(), (ObjectState{{}, -1, {}, {}, 0}));
     EXPECT_TRUE(object->flags() & A_HELD) << "the restore records are in the hold";
+    host.Hold().Accept(L"Set Filename");
+    EXPECT_FALSE(object->flags() & A_HELD) << "the end of the hold clears the flag";
+    EXPECT_EQ(state(), (ObjectState{{}, -1, {}, {}, 0}));
 
     ASSERT_TRUE(host.Hold().Undo());
     EXPECT_EQ(state(), before);

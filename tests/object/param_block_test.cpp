@@ -96,10 +96,11 @@ protected:
 
 TEST_F(CacheParamBlock, ANewBlockHoldsEveryDefaultAndEmptyTablesAndHasToldNothing) {
     for (const ParamDef& def : desc().params) {
-        if (def.IsFloatType() && !def.IsTable())
+        if (def.IsFloatType() && !def.IsTable()) {
             EXPECT_EQ(block.GetFloat(def.id), def.defaultFloat) << def.internalName;
-        else if (def.type == TYPE_INT || def.type == TYPE_BOOL)
+        } else if (def.type == TYPE_INT || def.type == TYPE_BOOL) {
             EXPECT_EQ(block.GetInt(def.id), def.defaultInt) << def.internalName;
+        }
     }
     EXPECT_EQ(block.GetInt(playInORT), 1);
     EXPECT_EQ(block.GetInt(playFPS), 30);

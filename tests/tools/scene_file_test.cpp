@@ -192,7 +192,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadScene{R"({"wkcacheScene": 1, "nodes": [{"name": "A", "parent": "C"}, {"name": "B",
                    "parent": "A"}, {"name": "C", "parent": "B"}]})",
                  "linking here would make a loop of parents"},
-        BadScene{R"({"wkcacheScene": 1, )", "not valid JSON: parse error at line 1"}));
+        BadScene{R"({"wkcacheScene": 1, )", "not valid JSON: parse error at line 1"},
+        BadScene{R"({"wkcacheScene": 2E400})", "not valid JSON: number overflow parsing '2E400'"}));
 
 TEST(SceneFile, OnlyARegularFileOfASaneSizeIsRead) {
     const struct {

@@ -1,0 +1,134 @@
+// `wkcache render CACHE|--scene SCENE --time TICKS [view options] -o OUT.png`: one picture of a
+// cache object as a viewport shows it. With `--range A:B [--step S] --out DIR` instead, a
+// numbered PNG sequence of the scene frames A, A+S, ... up to B, DIR/<name>_0000.png on, with a
+// progress bar on a terminal; Ctrl-C or Escape stops after the picture being written (exit 130).
+// A sequence keeps one camera: the view frames the bounds of all its frames.
+#include "tools/cli_common.h"
+#include "tools/png_io.h"
+#include "tools/viewport_session.h"
+
+#include <CLI/CLI.hpp>
+
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace wkcli {
+
+namespace {
+
+struct RenderOptions {
+    FrameOptions frame;
+    ViewOptions view;
+    TimeValue time = 0;
+    bool timeGiven = false;
+    std::string output;
+    std::string range;
+    double step = 1.0;
+    std::string out;
+};
+
+RgbImage Picture(HeadlessGraphicsWindow& gw) {
+    return {gw.Width(), gw.Height(), gw.Pixels()};
+}
+
+std::vector<TimeValue> RangeTimes(const RenderOptions& options, int tpf) {
+    long long first = 0;
+    long long last = 0;
+    if (!ParseRange(options.range, first, last) || first > last)
+        throw CommandError(kExitUsage, "--range: expected A:B in frames with A not above B, got \"" +
+                                           options.range + "\"");
+    if (static_cast<double>(first) * tpf < INT_MIN || static_cast<double>(last) * tpf > INT_MAX)
+        throw CommandError(kExitUsage, "--range: frames beyond the host's time");
+    const auto count =
+        static_cast<long long>(std::floor(static_cast<double>(last - first) / options.step)) + 1;
+    std::vector<TimeValue> times;
+    for (long long i = 0; i < count; ++i)
+        times.push_back(static_cast<TimeValue>(std::llround(
+            (static_cast<double>(first) + static_cast<double>(i) * options.step) * tpf)));
+    return times;
+}
+
+void runRender(const RenderOptions& options) {
+    const bool sequence = !options.range.empty();
+    if (sequence == options.timeGiven)
+        throw CommandError(kExitUsage, "give either --time or --range");
+    if (sequence ? (options.out.empty() || !options.output.empty())
+                 : (options.output.empty() || !options.out.empty()))
+        throw CommandError(kExitUsage, sequence ? "--range writes into --out DIR, not -o"
+                                                : "--time writes one picture: give -o OUT.png");
+    FrameSession session(options.frame);
+    ViewportSession viewport(session, options.view);
+    if (!sequence) {
+        viewport.frame({options.time});
+        if (!viewport.draw(options.time))
+            throw session.failure();
+        WritePng(options.output, Picture(viewport.window()));
+        return;
+    }
+
+    const std::vector<TimeValue> times =
+        RangeTimes(options, session.host().Time().GetTicksPerFrame());
+    std::error_code ec;
+    std::filesystem::create_directories(options.out, ec);
+    if (!std::filesystem::is_directory(options.out, ec))
+        throw CommandError(kExitBadInput, options.out + ": not a folder and cannot be made");
+    const std::string stem =
+        std::filesystem::path(options.frame.scene.empty() ? options.frame.cache
+                                                          : options.frame.scene)
+            .stem()
+            .string();
+    viewport.frame(times);
+    TerminalSession& terminal = session.terminal();
+    const auto count = static_cast<long long>(times.size());
+    for (long long i = 0; i < count; ++i) {
+        if (!viewport.draw(times[static_cast<std::size_t>(i)])) {
+            terminal.endProgress();
+            throw session.failure();
+        }
+        char name[32];
+        std::snprintf(name, sizeof name, "_%04lld.png", i);
+        WritePng((std::filesystem::path(options.out) / (stem + name)).string(),
+                 Picture(viewport.window()));
+        terminal.showProgress("Rendering", i + 1, count);
+        if (terminal.interrupted()) {
+            terminal.endProgress();
+            throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) +
+                                                   " of " + std::to_string(count) + " pictures");
+        }
+    }
+    terminal.endProgress();
+    std::cout << "Wrote " << count << (count == 1 ? " picture" : " pictures") << " into "
+              << options.out << '\n';
+}
+
+} // namespace
+
+void addRenderCommand(CLI::App& app) {
+    auto options = std::make_shared<RenderOptions>();
+    CLI::App* command = app.add_subcommand(
+        "render", "Draw a cache object as a viewport shows it, into a PNG picture or a sequence");
+    command
+        ->add_option_function<TimeValue>(
+            "--time",
+            [options](const TimeValue& t) {
+                options->time = t;
+                options->timeGiven = true;
+            },
+            "Scene time in ticks (4800 a second)");
+    command->add_option("-o,--output", options->output, "The PNG file to write");
+    command->add_option("--range", options->range,
+                        "Instead of --time: scene frames A:B, both included, one picture each");
+    command->add_option("--step", options->step, "With --range: frames between two pictures")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--out", options->out, "With --range: folder of the pictures (made if "
+                                               "missing)");
+    addFrameOptions(*command, options->frame);
+    addViewOptions(*command, options->view);
+    command->callback([options] { runRender(*options); });
+}
+
+} // namespace wkcli
