@@ -3,7 +3,7 @@
 #include "host/headless/HeadlessMaterials.h"
 #include "python/py_scene.h"
 #include "python/py_values.h"
-#include "tools/info_json.h"
+#include "tools/common/info_json.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>

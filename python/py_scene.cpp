@@ -8,8 +8,8 @@
 #include "python/py_long_call.h"
 #include "python/py_values.h"
 #include "script/wkCache_mxs.h"
-#include "tools/module_objects.h"
-#include "tools/scene_file.h"
+#include "tools/common/module_objects.h"
+#include "tools/common/scene_file.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>

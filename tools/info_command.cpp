@@ -9,9 +9,9 @@
 #include "cachefile/wkCacheSizeText.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
-#include "tools/info_json.h"
-#include "tools/input_file.h"
+#include "tools/common/cli_json.h"
+#include "tools/common/info_json.h"
+#include "tools/common/input_file.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-#include "tools/info_json.h"
+#include "tools/common/info_json.h"
 
 #include "cachefile/wkCacheElementBlockCheck.h"
 

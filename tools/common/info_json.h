@@ -6,7 +6,7 @@
 #pragma once
 
 #include "cachefile/wkCacheReader.h"
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 
 namespace wkcli {
 
