@@ -179,7 +179,8 @@ public:
     bool setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements, bool add,
                           bool unique);
     bool removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements);
-    // Selects the group; false if it does not exist or is selected already.
+    // Selects the group and refreshes an open panel's group controls; false if it does not
+    // exist or is selected already.
     bool selectGroup(const WStr& name);
 
     // ---- Script interfaces: the interface `id` of this object, made at the first request by

@@ -3,6 +3,9 @@
 // show the change.
 #include "object/wkCache_obj.h"
 
+#include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -109,5 +112,9 @@ bool wkCache_obj::removeGroupElements(const WStr& name, const std::set<std::uint
 
 bool wkCache_obj::selectGroup(const WStr& name) {
     const int index = playback->groups.find(name);
-    return index >= 0 && playback->groups.setSelected(index);
+    if (index < 0 || !playback->groups.setSelected(index))
+        return false;
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
+    return true;
 }

@@ -42,7 +42,8 @@ def test_without_a_file(empty):
 
 
 def test_element_names_and_selection(recorded):
-    _, obj = recorded
+    scene, obj = recorded
+    steps = len(scene.undo_steps)
     names = obj.fns.getElementNames()
     assert [i for i, _ in names] == [0, 1, 2]
     flag = [i for i, name in names if name == "Flag"]
@@ -53,6 +54,7 @@ def test_element_names_and_selection(recorded):
     assert list(obj.fns.getElementSelection()) == [1, 3]
     # An index beyond the element count is ignored.
     assert list(obj.fns.setElementSelection([2, 99])) == [2]
+    assert len(scene.undo_steps) == steps  # the selection joins a running hold, opens none
     assert obj.fns.cacheNumNodes == 3 and obj.fns.cacheHasVisibility is True
 
 
