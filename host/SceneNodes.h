@@ -27,4 +27,6 @@ public:
     virtual int TestForLoop(INode* node, const SceneObject* maker) = 0;
     // Whether `node` depends on `object`, that is references it.
     virtual bool DependsOn(INode* node, const SceneObject* object) = 0;
+    // The selected nodes, in scene order.
+    virtual std::vector<INode*> SelectedNodes() = 0;
 };

@@ -1,6 +1,6 @@
 // What long operations and interactive paths need of the host's user interface: message
-// boxes, the temporary prompt of the status line, the Escape key, the message pump, the wait
-// cursor and the save dialog.
+// boxes, the temporary prompt of the status line, the Escape key, the message pump and the wait
+// cursor. The file dialogs are the command panel's (host/PanelControls.h).
 #pragma once
 
 #include "host/Strings.h"
@@ -37,10 +37,4 @@ public:
     virtual void RestoreCursor() = 0;
     // Redraws every view now; doDisabled 1 includes the views whose redraw is switched off.
     virtual void ForceCompleteRedraw(int doDisabled) = 0;
-
-    // The save dialog: `fileName` holds the suggestion and receives the choice, which gets
-    // `defaultExtension` (without its dot) when the user typed a name without one. False when
-    // cancelled.
-    virtual bool SaveFileDialog(const WStr& title, WStr& fileName,
-                                const WStr& defaultExtension) = 0;
 };

@@ -160,6 +160,7 @@ public:
     bool addGroup(const WStr& name, bool withSelection = false);
     bool removeGroup(const WStr& name);
     void removeAllGroups();
+    // An empty newName asks the user for one (the Group Name dialog).
     bool renameGroup(const WStr& name, const WStr& newName);
     // direction < 0 moves the group up the list, > 0 down.
     bool moveGroup(const WStr& name, int direction);
@@ -186,6 +187,11 @@ public:
     // ---- Script interfaces: the interface `id` of this object, made at the first request by
     // the maker its implementation registered; null if there is none.
     FPInterface* GetInterface(Interface_ID id);
+
+    // Any change of the group list as one undoable step under `label`, inside the running hold
+    // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
+    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
+                        bool invalidate);
 
     // ---- Viewport display and hit testing (wkCache_objDisplay.cpp)
     // Draws the mesh, markers, icon, gizmo and element boxes; flags bit 0: use the damage rect.
@@ -295,9 +301,6 @@ private:
     // has its element states made again.
     void invalidateClientsOf(const WStr& path, bool includeSelf);
 
-    // Runs a group operation inside the hold under `label`; on failure the hold is cancelled.
-    bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
-                        bool invalidate);
     // A setting of one group: `change` applies it and answers whether anything changed.
     // The mesh is made stale when `shows` says the changed group can show the change; by
     // default when the group is enabled.

@@ -15,6 +15,16 @@ constexpr const wchar_t* kSetFilename = L"Set Filename"; // 146
 constexpr const wchar_t* kUnloadCache = L"Unload Cache"; // 145
 constexpr const wchar_t* kDefaultName = L"WK_Cache";     // string 4
 
+// New and Load end alike: the chosen file becomes fileName as the step "Set Filename".
+void setFileNameStep(wkCache_obj& object, const AssetUser& chosen) {
+    UndoHold& hold = GetHost().Hold();
+    if (!hold.Holding())
+        hold.Begin();
+    object.params().SetValue(wkCacheParam::fileName, 0, chosen);
+    hold.Accept(kSetFilename);
+    object.notifyDependents(PART_GEOM, REFMSG_CHANGE);
+}
+
 } // namespace
 
 void wkCache_obj::invalidateClientsOf(const WStr& path, bool includeSelf) {
@@ -50,12 +60,7 @@ bool wkCache_obj::newCacheFile() {
         return false;
     if (currentOpen)
         invalidateClientsOf(chosenPath, false);
-    UndoHold& hold = GetHost().Hold();
-    if (!hold.Holding())
-        hold.Begin();
-    parameters->SetValue(wkCacheParam::fileName, 0, chosen);
-    hold.Accept(kSetFilename);
-    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    setFileNameStep(*this, chosen);
     return true;
 }
 
@@ -63,12 +68,7 @@ bool wkCache_obj::loadCacheFile() {
     AssetUser chosen;
     if (!PanelHooks().chooseCacheFileToOpen(*this, chosen))
         return false;
-    UndoHold& hold = GetHost().Hold();
-    if (!hold.Holding())
-        hold.Begin();
-    parameters->SetValue(wkCacheParam::fileName, 0, chosen);
-    hold.Accept(kSetFilename);
-    notifyDependents(PART_GEOM, REFMSG_CHANGE);
+    setFileNameStep(*this, chosen);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
 
@@ -100,10 +101,18 @@ void wkCache_obj::removeAllGroupsNoUndo() {
 
 bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     wkCacheGroupList& groups = playback->groups;
-    if (groups.contains(name) && name == newName)
+    WStr chosen = newName;
+    // No new name (a script's empty string): the user is asked once, starting from the old
+    // name. An unknown group asks nothing.
+    if (chosen.IsEmpty()) {
+        chosen = name;
+        if (!groups.contains(name) || !PanelHooks().askGroupName(*this, chosen))
+            return false;
+    }
+    if (groups.contains(name) && name == chosen)
         return true;
     return groupOperation(
-        kRenameGroup, [&] { return groups.renameGroup(name, newName); }, false);
+        kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
 }
 
 bool wkCache_obj::moveGroup(const WStr& name, int direction) {

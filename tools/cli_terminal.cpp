@@ -1,5 +1,7 @@
 #include "tools/cli_terminal.h"
 
+#include "host/headless/PanelDriver.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -35,8 +37,8 @@ std::string narrow(const WStr& text) {
 
 } // namespace
 
-TerminalSession::TerminalSession(HeadlessUserInterface& ui_)
-    : ui(ui_), stdinTerminal(isatty(STDIN_FILENO) == 1),
+TerminalSession::TerminalSession(HeadlessUserInterface& ui_, HeadlessPanelHost& panels_)
+    : ui(ui_), panels(panels_), stdinTerminal(isatty(STDIN_FILENO) == 1),
       stderrTerminal(isatty(STDERR_FILENO) == 1) {
     ctrlC.store(false);
     struct sigaction action {};
@@ -49,12 +51,12 @@ TerminalSession::TerminalSession(HeadlessUserInterface& ui_)
     ui.SetMessageHandler([this](const WStr& text, const WStr& title, unsigned style) {
         return messageBox(narrow(text), narrow(title), style);
     });
-    ui.SetSaveDialogHandler([this](const WStr& title, WStr& fileName, const WStr& extension) {
-        std::string name = narrow(fileName);
-        if (!saveDialog(narrow(title), name, narrow(extension)))
-            return false;
-        fileName = WStr::FromUTF8(name);
-        return true;
+    panels.SetFileDialogHandler([this](PanelDriver& dialog) {
+        std::string name = narrow(dialog.text(kFileDialogNameEdit));
+        if (!saveDialog(narrow(dialog.window(kFileDialogNameEdit).Title()), name, "wkc"))
+            return;
+        dialog.type(kFileDialogNameEdit, WStr::FromUTF8(name));
+        dialog.press(IDC_OK);
     });
     ui.SetEscapeHandler([this] { return escapePressed(); });
     ui.SetPromptHandler([this](const WStr* text) {
@@ -67,7 +69,7 @@ TerminalSession::~TerminalSession() {
     endProgress();
     keyWatch(false);
     ui.SetMessageHandler(nullptr);
-    ui.SetSaveDialogHandler(nullptr);
+    panels.SetFileDialogHandler(nullptr);
     ui.SetEscapeHandler(nullptr);
     ui.SetPromptHandler(nullptr);
     for (std::size_t i = 0; i < std::size(kStopSignals); ++i)

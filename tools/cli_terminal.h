@@ -11,6 +11,7 @@
 // dialog is cancelled. Without a terminal on stderr no progress is drawn.
 #pragma once
 
+#include "host/headless/HeadlessPanels.h"
 #include "host/headless/HeadlessUserInterface.h"
 
 #include <string>
@@ -20,7 +21,7 @@ namespace wkcli {
 class TerminalSession {
 public:
     // Installs the handlers on `ui` and the Ctrl-C handler; the destructor puts back what was.
-    explicit TerminalSession(HeadlessUserInterface& ui);
+    TerminalSession(HeadlessUserInterface& ui, HeadlessPanelHost& panels);
     ~TerminalSession();
     TerminalSession(const TerminalSession&) = delete;
     TerminalSession& operator=(const TerminalSession&) = delete;
@@ -43,6 +44,7 @@ private:
     void keyWatch(bool on);
 
     HeadlessUserInterface& ui;
+    HeadlessPanelHost& panels;
     bool stdinTerminal;
     bool stderrTerminal;
     bool watching = false;

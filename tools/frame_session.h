@@ -59,7 +59,7 @@ public:
 private:
     HeadlessHost headless;
     ScopedHost scope{headless};
-    TerminalSession term{headless.UI()};
+    TerminalSession term{headless.UI(), headless.Panels()};
     RegistryScope registry{headless};
     std::string sourceName; // the cache or scene file, for messages
     wkCache_obj* cache = nullptr;

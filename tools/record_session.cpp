@@ -47,7 +47,7 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
                           const std::optional<std::string>& outFile) {
     ScopedHost installed(host);
     RegistryScope registry(host);
-    TerminalSession terminal(host.UI());
+    TerminalSession terminal(host.UI(), host.Panels());
 
     const bool quiet = outFile.has_value();
     // The terminal is the panel of an interactive recording: write errors are shown there.

@@ -10,6 +10,7 @@
 #include "host/headless/HeadlessListener.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
+#include "host/headless/HeadlessPanels.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPluginLoader.h"
 #include "host/headless/HeadlessPluginManager.h"
@@ -28,6 +29,7 @@ public:
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
     HeadlessListener& Listener() override { return listener; }
+    HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
     std::unique_ptr<IParamBlock2> CreateParamBlock(const ParamBlockDesc2& desc,
@@ -52,4 +54,6 @@ private:
     HeadlessListener listener;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
+    // Panels end first: a rollout's procedure may still refer to the scene's objects.
+    HeadlessPanelHost panels{scene};
 };

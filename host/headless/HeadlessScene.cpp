@@ -80,6 +80,14 @@ void HeadlessScene::DeleteNode(INode* handle, bool redraw) {
         ++redraws;
 }
 
+std::vector<INode*> HeadlessScene::SelectedNodes() {
+    std::vector<INode*> found;
+    for (HeadlessNode* node : live)
+        if (node->Selected())
+            found.push_back(node);
+    return found;
+}
+
 std::vector<INode*> HeadlessScene::NodesReferencing(const SceneObject* object) {
     std::vector<INode*> found;
     if (object == nullptr)

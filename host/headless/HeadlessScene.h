@@ -30,6 +30,7 @@ public:
     std::vector<INode*> NodesReferencing(const SceneObject* object) override;
     int TestForLoop(INode* node, const SceneObject* maker) override;
     bool DependsOn(INode* node, const SceneObject* object) override;
+    std::vector<INode*> SelectedNodes() override;
 
     // ---- Building
     // Takes an object into the scene without a node (to instance it later); answers it.

@@ -40,17 +40,3 @@ void HeadlessUserInterface::SetWaitCursor() {
     waitCursor = true;
     ++waitCursors;
 }
-
-bool HeadlessUserInterface::SaveFileDialog(const WStr& title, WStr& fileName,
-                                           const WStr& defaultExtension) {
-    saveDialogs.emplace_back(title, fileName);
-    if (!dialogAnswers.empty()) {
-        std::optional<WStr> answer = std::move(dialogAnswers.front());
-        dialogAnswers.pop_front();
-        if (!answer)
-            return false;
-        fileName = *answer;
-        return true;
-    }
-    return onSaveDialog ? onSaveDialog(title, fileName, defaultExtension) : false;
-}

@@ -1,17 +1,16 @@
 // The headless user interface: everything shown is recorded, and every answer comes from a
 // script or a handler.
 //
-// Tests queue the answers of message boxes and save dialogs, and say at which call Escape is
-// down; tools install handlers that ask on the terminal. An answer is taken from the queue
-// first, then from the handler; without either, a message box answers the choice that changes
-// nothing (OK, or No for a question), a save dialog is cancelled, and Escape is up.
+// Tests queue the answers of message boxes and say at which call Escape is down; tools install
+// handlers that ask on the terminal. An answer is taken from the queue first, then from the
+// handler; without either, a message box answers the choice that changes nothing (OK, or No for
+// a question), and Escape is up.
 #pragma once
 
 #include "host/UserInterface.h"
 
 #include <deque>
 #include <functional>
-#include <optional>
 #include <vector>
 
 class HeadlessUserInterface final : public UserInterface {
@@ -23,8 +22,6 @@ public:
         int answer = 0;
     };
     using MessageHandler = std::function<int(const WStr& text, const WStr& title, unsigned style)>;
-    using SaveDialogHandler =
-        std::function<bool(const WStr& title, WStr& fileName, const WStr& defaultExtension)>;
     using EscapeHandler = std::function<bool()>;
     // Called with the text of each prompt, and with null when the prompt is taken away.
     using PromptHandler = std::function<void(const WStr* text)>;
@@ -38,19 +35,12 @@ public:
     void SetWaitCursor() override;
     void RestoreCursor() override { waitCursor = false; }
     void ForceCompleteRedraw(int) override { ++redraws; }
-    // A queued answer is taken as it stands.
-    bool SaveFileDialog(const WStr& title, WStr& fileName, const WStr& defaultExtension) override;
 
     // ---- Scripting
     void QueueMessageBoxAnswer(int answer) { messageAnswers.push_back(answer); }
-    // A file name to choose, or nothing to cancel.
-    void QueueSaveDialogAnswer(std::optional<WStr> answer) {
-        dialogAnswers.push_back(std::move(answer));
-    }
     // Escape is down at exactly this call of EscapePressed, counted from 0.
     void PressEscapeAt(int call) { escapeCalls.push_back(call); }
     void SetMessageHandler(MessageHandler handler) { onMessage = std::move(handler); }
-    void SetSaveDialogHandler(SaveDialogHandler handler) { onSaveDialog = std::move(handler); }
     void SetEscapeHandler(EscapeHandler handler) { onEscape = std::move(handler); }
     void SetPromptHandler(PromptHandler handler) { onPrompt = std::move(handler); }
 
@@ -60,8 +50,6 @@ public:
     const std::vector<WStr>& Prompts() const { return prompts; }
     // The prompt showing now, empty when none.
     const WStr& CurrentPrompt() const { return currentPrompt; }
-    // Titles of the save dialogs shown, and the suggestion each was given.
-    const std::vector<std::pair<WStr, WStr>>& SaveDialogs() const { return saveDialogs; }
     int EscapeChecks() const { return escapeChecks; }
     int TimerPumps() const { return timerPumps; }
     bool WaitCursorUp() const { return waitCursor; }
@@ -70,17 +58,14 @@ public:
 
 private:
     std::deque<int> messageAnswers;
-    std::deque<std::optional<WStr>> dialogAnswers;
     std::vector<int> escapeCalls;
     MessageHandler onMessage;
-    SaveDialogHandler onSaveDialog;
     EscapeHandler onEscape;
     PromptHandler onPrompt;
 
     std::vector<Message> messages;
     std::vector<WStr> prompts;
     WStr currentPrompt;
-    std::vector<std::pair<WStr, WStr>> saveDialogs;
     int escapeChecks = 0;
     int timerPumps = 0;
     bool waitCursor = false;

@@ -4,6 +4,7 @@
 // block description).
 #include "host/ClassDesc.h"
 #include "object/wkCache_obj.h"
+#include "panels/wkCacheRolloutHooks.h"
 
 #include <dlfcn.h>
 
@@ -60,7 +61,9 @@ WKCACHE_EXPORT unsigned long LibVersion() {
     return kHostPluginApiVersion;
 }
 
+// The object's panels sit above it: they are connected here, where both are known.
 WKCACHE_EXPORT int LibInitialize() {
+    SetPanelHooks(&RolloutHooks());
     return 1;
 }
 

@@ -281,13 +281,6 @@ TEST(HeadlessUserInterface, AnswersComeFromTheQueueThenTheHandlerThenTheSafeDefa
     ASSERT_EQ(ui.Messages().size(), 4u);
     EXPECT_EQ(ui.Messages()[2].text, WStr(L"note"));
 
-    WStr name = L"suggested.wkc";
-    EXPECT_FALSE(ui.SaveFileDialog(L"Specify Cache File", name, L"wkc"));
-    ui.QueueSaveDialogAnswer(WStr(L"chosen.wkc"));
-    EXPECT_TRUE(ui.SaveFileDialog(L"Specify Cache File", name, L"wkc"));
-    EXPECT_EQ(name, WStr(L"chosen.wkc"));
-    EXPECT_EQ(ui.SaveDialogs()[0].second, WStr(L"suggested.wkc"));
-
     ui.PressEscapeAt(2);
     EXPECT_FALSE(ui.EscapePressed());
     EXPECT_FALSE(ui.EscapePressed());

@@ -368,37 +368,37 @@ TEST_F(RecordCacheTest, WithoutTheSiblingItIsLookedForAtEveryNode) {
 
 TEST_F(RecordCacheTest, WithoutANameTheDialogAsksWithTheCacheNodesCleanedName) {
     list({boxNode("a")});
-    host.UI().QueueSaveDialogAnswer(wpath("chosen.wkc"));
+    host.Panels().QueueFileAnswer(wpath("chosen.wkc"));
     ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
-    ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
-    EXPECT_EQ(host.UI().SaveDialogs()[0].first, WStr(L"Specify Cache File"));
-    EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"My_Cache.wkc"));
+    ASSERT_EQ(host.Panels().FileDialogs().size(), 1u);
+    EXPECT_EQ(host.Panels().FileDialogs()[0].title, WStr(L"Specify Cache File"));
+    EXPECT_EQ(host.Panels().FileDialogs()[0].fileName, WStr(L"My_Cache.wkc"));
     EXPECT_TRUE(exists("chosen.wkc"));
     EXPECT_EQ(cache->fileName().GetFileName(), wpath("chosen.wkc"));
 
     // The object has its file now: the next recording goes there without asking.
     list({boxNode("b")});
     ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
-    EXPECT_EQ(host.UI().SaveDialogs().size(), 1u);
+    EXPECT_EQ(host.Panels().FileDialogs().size(), 1u);
     EXPECT_EQ(reader("chosen.wkc").getIndex()->nodes[0]->name, WStr(L"b"));
 }
 
 TEST_F(RecordCacheTest, ReplacingAnExistingFileIsAskedAndNoAsksForAnotherName) {
     list({boxNode("a")});
     std::ofstream(dir.file("old.wkc")) << "old";
-    host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
+    host.Panels().QueueFileAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDNO);
-    host.UI().QueueSaveDialogAnswer(std::nullopt);
+    host.Panels().QueueFileAnswer(std::nullopt);
     EXPECT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 0);
     EXPECT_EQ(result.outcome, RecordOutcome::NoTarget);
     ASSERT_EQ(host.UI().Messages().size(), 1u);
     EXPECT_EQ(host.UI().Messages()[0].text,
               wpath("old.wkc") + WStr(L" already exists.\nDo you wish to replace it?"));
     EXPECT_EQ(host.UI().Messages()[0].title, WStr(L"Save Cache"));
-    EXPECT_EQ(host.UI().SaveDialogs().size(), 2u);
+    EXPECT_EQ(host.Panels().FileDialogs().size(), 2u);
     EXPECT_EQ(readBytes(dir.file("old.wkc")).size(), 3u);
 
-    host.UI().QueueSaveDialogAnswer(wpath("old.wkc"));
+    host.Panels().QueueFileAnswer(wpath("old.wkc"));
     host.UI().QueueMessageBoxAnswer(IDYES);
     ASSERT_EQ(RecordCache(*cache, nullptr, false, &result, specifyCacheFile), 1);
     EXPECT_EQ(reader("old.wkc").status(), kStatusOk);
@@ -408,8 +408,8 @@ TEST_F(RecordCacheTest, WithoutACacheNodeTheSuggestionIsTheDefaultName) {
     auto* loose = scene.Add(NewCacheObject(host));
     loose->appendNodeEntry(boxNode("a"));
     EXPECT_EQ(RecordCache(*loose, nullptr, false, &result, specifyCacheFile), 0);
-    ASSERT_EQ(host.UI().SaveDialogs().size(), 1u);
-    EXPECT_EQ(host.UI().SaveDialogs()[0].second, WStr(L"WKCache_"));
+    ASSERT_EQ(host.Panels().FileDialogs().size(), 1u);
+    EXPECT_EQ(host.Panels().FileDialogs()[0].fileName, WStr(L"WKCache_"));
     EXPECT_TRUE(host.UI().Messages().empty());
 }
 

@@ -97,6 +97,8 @@ TEST(SceneFile, ClockSettingsAndExplicitMeshesAreTaken) {
 struct BadScene {
     const char* json;
     const char* message;
+    // Test names stay stable between runs instead of showing pointer bytes.
+    friend void PrintTo(const BadScene& b, std::ostream* os) { *os << b.message; }
 };
 
 class SceneFileErrors : public ::testing::TestWithParam<BadScene> {};

@@ -1,0 +1,342 @@
+#include "panels/wkCacheDialogs.h"
+
+#include "object/wkCacheParams.h"
+
+#include <map>
+#include <stdexcept>
+
+namespace wkCacheDialogs {
+
+namespace {
+
+using K = ControlKind;
+using BK = ParamBinding::Kind;
+namespace P = wkCacheParam;
+
+constexpr RolloutInfo kRollouts[] = {
+    {0, kCacheFile, L"Cache File", false},
+    {1, kFileInfo, L"File Info", true},
+    {2, kRecord, L"Record", false},
+    {3, kPlayback, L"Playback", false},
+    {4, kViewportRender, L"Viewport / Render", false},
+    {5, kPerElement, L"Per-Element Control", false},
+    {6, kExplode, L"Explode to Objects", true},
+    {7, kAbout, L"About", true},
+};
+
+ControlTemplate button(int id, const wchar_t* caption) {
+    return {id, K::Button, caption};
+}
+ControlTemplate check(int id, const wchar_t* caption) {
+    return {id, K::CheckBox, caption};
+}
+ControlTemplate label(int id, const wchar_t* caption = L"") {
+    return {id, K::Static, caption};
+}
+// A spinner and the edit before it.
+void spinner(DialogTemplate& d, int edit, int arrows) {
+    d.controls.push_back({edit, K::Edit, L""});
+    d.controls.push_back({arrows, K::Spinner, L""});
+}
+
+std::map<int, DialogTemplate> makeTemplates() {
+    std::map<int, DialogTemplate> t;
+
+    DialogTemplate& file = t[kCacheFile];
+    file.id = kCacheFile;
+    file.controls = {label(1024),
+                     {1025, K::StatusField, L""},
+                     button(1026, L"New.."),
+                     button(1012, L"Load.."),
+                     button(1027, L"Unload"),
+                     button(1028, L"Reload"),
+                     button(1158, L"Reload Material")};
+
+    DialogTemplate& info = t[kFileInfo];
+    info.id = kFileInfo;
+    for (int id : {1101, 1112, 1113, 1102, 1103, 1104, 1105})
+        info.controls.push_back(label(id));
+
+    DialogTemplate& rec = t[kRecord];
+    rec.id = kRecord;
+    rec.controls = {{1004, K::ListBox, L""},
+                    button(1005, L"Pick"),
+                    button(1006, L"Add.."),
+                    button(1007, L"Remove"),
+                    button(1008, L"All"),
+                    button(1009, L"None"),
+                    button(1010, L"Invert"),
+                    button(1011, L"Record"),
+                    button(1100, L"Rng"),
+                    check(1055, L"Save Material"),
+                    check(1157, L"Clear Node List"),
+                    {2000, K::CheckButton, L""},
+                    {2001, K::CheckButton, L""},
+                    {2002, K::CheckButton, L""}};
+    spinner(rec, 1044, 1045);
+    spinner(rec, 1046, 1047);
+    spinner(rec, 1048, 1049);
+
+    DialogTemplate& play = t[kPlayback];
+    play.id = kPlayback;
+    play.controls = {{1054, K::ComboBox, L""},
+                     {2014, K::ComboBox, L""},
+                     {2015, K::ComboBox, L""},
+                     check(1109, L"Reverse"),
+                     check(1037, L"Use Graph"),
+                     {1040, K::ComboBox, L""},
+                     {1041, K::ComboBox, L""},
+                     {1051, K::ComboBox, L""},
+                     {1052, K::ComboBox, L""},
+                     {1089, K::RadioButton, L"None"},
+                     {1090, K::RadioButton, L"Gizmo"},
+                     {1091, K::RadioButton, L"Omni"},
+                     {1092, K::PickButton, L"None"},
+                     check(1099, L"Interactive"),
+                     {1135, K::ComboBox, L""},
+                     button(1108, L"Update Now"),
+                     label(1096, L"Start :"),
+                     label(1097, L"Speed :"),
+                     label(1166, L"FPS :"),
+                     label(1098, L"Steps :"),
+                     label(1136, L"Steps :")};
+    spinner(play, 1013, 1014);
+    spinner(play, 1015, 1016);
+    spinner(play, 1017, 1018);
+    spinner(play, 2016, 2017);
+    spinner(play, 1038, 1039);
+
+    DialogTemplate& view = t[kViewportRender];
+    view.id = kViewportRender;
+    view.controls = {check(1019, L"Force Wireframe"),
+                     check(1020, L"Box Mode"),
+                     check(1029, L"Interpolate"),
+                     check(1030, L"Hide Faces"),
+                     check(1031, L"Draw Markers"),
+                     check(1042, L"Display Icon"),
+                     check(1043, L"Display Cache"),
+                     check(1032, L"Box Mode"),
+                     check(1033, L"Interpolate"),
+                     check(1034, L"Apply Material ID"),
+                     check(1050, L"Don't Delete"),
+                     check(1159, L"Delete Faces"),
+                     {1067, K::GroupBox, L"Invisible Objects"}};
+    spinner(view, 1000, 1001);
+    spinner(view, 1035, 1036);
+
+    DialogTemplate& groups = t[kPerElement];
+    groups.id = kPerElement;
+    groups.controls = {{1070, K::ListBox, L""},
+                       {1071, K::ComboBox, L""},
+                       button(1069, L"New Group.."),
+                       button(1081, L"Rename.."),
+                       button(1082, L"Remove"),
+                       button(1086, L"Select By Name.."),
+                       button(1087, L"Add"),
+                       button(1114, L"Set"),
+                       button(1115, L"Remove"),
+                       button(1154, L"Remove from Others"),
+                       button(1155, L"Up"),
+                       button(1156, L"Down"),
+                       check(1106, L"Respect Activation"),
+                       button(1107, L"Enabled"),
+                       button(1110, L"Select By Name.."),
+                       check(1151, L"By Age"),
+                       check(1152, L"By Distance to Gizmo"),
+                       label(1079, L"Frame :"),
+                       label(1080, L"Material ID :"),
+                       label(1144, L"Offset :"),
+                       label(1150, L"Age :"),
+                       label(1147, L"Distance :"),
+                       {1083, K::GroupBox, L"Action"},
+                       {1153, K::GroupBox, L"Elements"},
+                       label(1084, L"Action :"),
+                       {1085, K::GroupBox, L"Group"}};
+    spinner(groups, 1148, 1149);
+    spinner(groups, 1145, 1146);
+    spinner(groups, 1142, 1143);
+    spinner(groups, 1074, 1075);
+    spinner(groups, 1076, 1077);
+
+    DialogTemplate& explode = t[kExplode];
+    explode.id = kExplode;
+    explode.controls = {check(1128, L"Reduce Keys"),
+                        check(1127, L"Selected Only"),
+                        {1137, K::RadioButton, L"Mesh"},
+                        {1138, K::RadioButton, L"Editable Poly"},
+                        {1139, K::RadioButton, L"Instances"},
+                        {1140, K::RadioButton, L"Source"},
+                        {1141, K::PickButton, L"None"},
+                        button(1123, L"Rng"),
+                        button(1126, L"Explode"),
+                        label(1133, L"Step :"),
+                        label(1134, L"Threshold :")};
+    spinner(explode, 1119, 1120);
+    spinner(explode, 1121, 1122);
+    spinner(explode, 1124, 1125);
+    spinner(explode, 1129, 1130);
+    spinner(explode, 1131, 1132);
+
+    // The About texts have no ids of their own.
+    DialogTemplate& about = t[kAbout];
+    about.id = kAbout;
+    about.controls = {label(-1, L"Welkard Cache"), label(-1, L"Version 1.3")};
+
+    DialogTemplate& name = t[kGroupName];
+    name = {kGroupName,
+            L"Group Name",
+            {label(-1, L"Name:"),
+             {1068, K::Edit, L""},
+             button(IDC_OK, L"OK"),
+             button(IDC_CANCEL, L"Cancel")},
+            240,
+            90};
+
+    DialogTemplate& elements = t[kGroupElements];
+    elements = {kGroupElements,
+                L"",
+                {{1053, K::ListBox, L""},
+                 label(1111),
+                 label(-1, L"Filter :"),
+                 {1085, K::Edit, L""},
+                 button(IDC_OK, L"OK"),
+                 button(IDC_CANCEL, L"Cancel"),
+                 button(1116, L"All"),
+                 button(1117, L"None"),
+                 button(1118, L"Invert")},
+                260,
+                380};
+
+    DialogTemplate& extra = t[kFileDialogExtra];
+    extra = {kFileDialogExtra,
+             L"",
+             {label(1119), {1021, K::ComboBox, L""}, label(1022, L"History:"), button(1023, L"+")},
+             0,
+             0};
+    return t;
+}
+
+ParamBinding spin(ParamID p, int dialog, int edit, int arrows, bool isFloat, float scale = -1.0f) {
+    ParamBinding b;
+    b.param = p;
+    b.dialog = dialog;
+    b.kind = BK::Spinner;
+    b.controls = {edit, arrows};
+    b.isFloat = isFloat;
+    b.scale = scale;
+    return b;
+}
+ParamBinding toggle(ParamID p, int dialog, int id, BK kind = BK::CheckBox) {
+    ParamBinding b;
+    b.param = p;
+    b.dialog = dialog;
+    b.kind = kind;
+    b.controls = {id};
+    return b;
+}
+ParamBinding combo(ParamID p, int dialog, int id, std::vector<const wchar_t*> items) {
+    ParamBinding b = toggle(p, dialog, id, BK::ComboBox);
+    b.items = std::move(items);
+    return b;
+}
+ParamBinding radio(ParamID p, int dialog, std::vector<int> ids) {
+    ParamBinding b = toggle(p, dialog, 0, BK::Radio);
+    b.controls = std::move(ids);
+    return b;
+}
+ParamBinding pick(ParamID p, int dialog, int id, const wchar_t* prompt) {
+    ParamBinding b = toggle(p, dialog, id, BK::PickNode);
+    b.prompt = prompt;
+    return b;
+}
+ParamBinding with(ParamBinding b, std::vector<ParamID> enabledBy, const wchar_t* tip = nullptr) {
+    b.enabledBy = std::move(enabledBy);
+    b.tooltip = tip;
+    return b;
+}
+
+std::vector<ParamBinding> makeMaps() {
+    const std::vector<const wchar_t*> steps{L"Frame", L"Half Frame", L"1/4 Frame", L"1/8 Frame"};
+    const std::vector<const wchar_t*> units{L"Inches",      L"Feet",   L"Miles",     L"Milimeters",
+                                            L"Centimeters", L"Meters", L"Kilometers"};
+    const std::vector<const wchar_t*> ort{L"Hide", L"Hold", L"Loop", L"Ping-Pong"};
+    const int pb = kPlayback;
+    const int vr = kViewportRender;
+    const int ex = kExplode;
+    ParamBinding icon = spin(P::iconSize, vr, 1000, 1001, true);
+    icon.worldUnits = true;
+    return {
+        icon,
+        spin(P::playStart, pb, 1013, 1014, false),
+        spin(P::playSpeed, pb, 1015, 1016, true),
+        spin(P::playFPS, pb, 1017, 1018, false),
+        combo(P::playSpeedSteps, pb, 1054, steps),
+        combo(P::scaleUnitsFrom, pb, 2014, units),
+        combo(P::scaleUnitsTo, pb, 2015, units),
+        toggle(P::playReverse, pb, 1109),
+        toggle(P::playUseGraph, pb, 1037),
+        with(spin(P::playFrame, pb, 1038, 1039, true), {P::playUseGraph}),
+        spin(P::scaleUnits, pb, 2016, 2017, true),
+        combo(P::playInORT, pb, 1040, ort),
+        combo(P::playOutORT, pb, 1041, ort),
+        toggle(P::vpWireframe, vr, 1019),
+        with(toggle(P::vpBoxMode, vr, 1020), {P::vpDisplayCache}),
+        with(toggle(P::vpInterpolate, vr, 1029), {P::vpDisplayCache}),
+        toggle(P::vpHideObjects, vr, 1030),
+        toggle(P::vpShowMarkers, vr, 1031),
+        toggle(P::vpDisplayIcon, vr, 1042),
+        toggle(P::vpDisplayCache, vr, 1043),
+        toggle(P::rendBoxMode, vr, 1032),
+        toggle(P::rendInterpolate, vr, 1033),
+        with(toggle(P::rendApplyMatID, vr, 1034), {P::rendDontDelete}),
+        with(spin(P::rendMatID, vr, 1035, 1036, false, 1.0f), {P::rendApplyMatID}),
+        toggle(P::rendDontDelete, vr, 1050),
+        spin(P::recStart, kRecord, 1044, 1045, false),
+        spin(P::recEnd, kRecord, 1046, 1047, false),
+        spin(P::recStep, kRecord, 1048, 1049, true),
+        with(toggle(P::recSaveMaterial, kRecord, 1055), {},
+             L"Saves a material library along with the cache file"),
+        combo(P::loadTypeLocal, pb, 1051, {L"Stream", L"Per-Sample", L"Pre-Load"}),
+        combo(P::loadTypeSlave, pb, 1052, {L"Per-Sample", L"Pre-Load"}),
+        radio(P::triggerMode, pb, {1089, 1090, 1091}),
+        pick(P::triggerOmni, pb, 1092, L"Pick an Omni light"),
+        toggle(P::triggerInteractive, pb, 1099),
+        spin(P::explodeStart, ex, 1119, 1120, false),
+        spin(P::explodeEnd, ex, 1121, 1122, false),
+        spin(P::explodeStep, ex, 1124, 1125, true),
+        toggle(P::explodeReduce, ex, 1128),
+        spin(P::explodeReduceStep, ex, 1129, 1130, true),
+        spin(P::explodeReduceThresh, ex, 1131, 1132, true),
+        toggle(P::explodeSelectedOnly, ex, 1127),
+        combo(P::triggerSteps, pb, 1135, steps),
+        radio(P::explodeTo, ex, {1137, 1138, 1139, 1140}),
+        pick(P::explodeToNode, ex, 1141, L"Pick an object to use as source"),
+        with(toggle(P::recClearNodeList, kRecord, 1157), {},
+             L"Removes all the nodes from the list after recording"),
+        toggle(P::pb_recWriteTransform, kRecord, 2000, BK::CheckButton),
+        toggle(P::pb_recWriteDeform, kRecord, 2001, BK::CheckButton),
+        toggle(P::pb_recWriteTopology, kRecord, 2002, BK::CheckButton),
+        with(toggle(P::vpDeleteObjects, vr, 1159), {P::vpDisplayCache},
+             L"Forces invisible elements to be deleted instead of just hidden. This can be useful "
+             L"when using WK Cache in conjunction with FumeFX. Note that enabling this option has "
+             L"a negative impact on viewport performance"),
+    };
+}
+
+} // namespace
+
+std::span<const RolloutInfo> rollouts() {
+    return kRollouts;
+}
+
+const DialogTemplate& dialogTemplate(int id) {
+    static const std::map<int, DialogTemplate> templates = makeTemplates();
+    return templates.at(id);
+}
+
+std::span<const ParamBinding> parameterMaps() {
+    static const std::vector<ParamBinding> maps = makeMaps();
+    return maps;
+}
+
+} // namespace wkCacheDialogs

@@ -1,0 +1,218 @@
+// Groups, the element and node pickers and the name prompt, answered as a user answers them.
+#include "tests/panels/PanelFixture.h"
+
+#include "panels/wkCachePickers.h"
+
+using namespace paneltest;
+
+namespace {
+
+// The user types a name and confirms; or cancels when `name` is null.
+HeadlessPanelHost::DialogScript answerName(const wchar_t* name) {
+    return [name](PanelDriver& d) {
+        if (name == nullptr)
+            return;
+        d.type(1068, name);
+        d.press(IDC_OK);
+    };
+}
+
+class GroupPanelTest : public PanelTest {
+protected:
+    void SetUp() override {
+        PanelTest::SetUp();
+        loadTwoElements();
+    }
+    void newGroup(const wchar_t* name, bool shift = false) {
+        panels.QueueDialog(answerName(name));
+        user.press(1069, shift);
+    }
+};
+
+TEST_F(GroupPanelTest, NewGroupTakesTheSelectionUnlessShiftAndAsksUntilTheNameIsFree) {
+    object->setElementSelection({0, 1});
+    newGroup(L"Rocks");
+    object->setElementSelection({1});
+    newGroup(L"Dust");
+    newGroup(L"Empty", true);
+    // A name in use and an empty one are asked again; Cancel ends it.
+    panels.QueueDialog(answerName(L"Rocks"));
+    panels.QueueDialog(answerName(L""));
+    panels.QueueDialog(answerName(nullptr));
+    user.press(1069);
+    EXPECT_EQ(user.rows(1070),
+              (std::vector<WStr>{L"Rocks (2 nodes)", L"Dust (1 node)", L"Empty (0 nodes)"}));
+    EXPECT_EQ(user.selected(1070), 2);
+    EXPECT_EQ(lastUndo(), WStr(L"Add Group"));
+    EXPECT_EQ(params().Count(P::elementFrames), 3);
+    // The prompt starts at a free name.
+    panels.QueueDialog([](PanelDriver& d) { EXPECT_EQ(d.text(1068), WStr(L"Group001")); });
+    user.press(1069);
+
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(groups().count(), 2);
+}
+
+TEST_F(GroupPanelTest, TheActionAreaShowsTheControlsOfTheSelectedGroupsAction) {
+    newGroup(L"G");
+    const std::vector<std::pair<int, std::vector<int>>> layouts{
+        {0, {1151, 1149, 1146}}, {1, {}}, {3, {1143}}, {4, {1075, 1079}}, {5, {1077}}};
+    const int all[] = {1151, 1149, 1146, 1143, 1075, 1079, 1077};
+    for (const auto& [action, shown] : layouts) {
+        user.choose(1071, action);
+        EXPECT_EQ(static_cast<int>(groups().at(0).mode), action);
+        for (int id : all)
+            EXPECT_EQ(user.visible(id), std::find(shown.begin(), shown.end(), id) != shown.end())
+                << "action " << action << " control " << id;
+    }
+    user.drag(1077, 7);
+    EXPECT_EQ(groups().at(0).materialId, 6);
+    EXPECT_EQ(lastUndo(), WStr(L"Group MatID"));
+    const int steps = host.Hold().NumUndoSteps();
+    user.drag(1077, 9, false); // a cancelled drag holds nothing
+    EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    EXPECT_FALSE(host.Hold().Holding());
+
+    user.choose(1071, 4);
+    params().SetValue(P::elementFrames, 0, 12.0f, 0);
+    panel().refreshGroupControls(0);
+    EXPECT_EQ(user.value(1075), 12.0f);
+    user.type(1074, L"20");
+    EXPECT_EQ(params().GetFloat(P::elementFrames, 0, 0), 20.0f);
+}
+
+TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) {
+    object->setElementSelection({0, 1});
+    newGroup(L"A");
+    object->setElementSelection({});
+    newGroup(L"B");
+    object->setElementSelection({1});
+    user.press(1087, true); // add to B, and take from all others
+    EXPECT_EQ(groups().at(0).elements, (std::set<std::uint32_t>{0}));
+    EXPECT_EQ(groups().at(1).elements, (std::set<std::uint32_t>{1}));
+    user.press(1115);
+    EXPECT_TRUE(groups().at(1).elements.empty());
+    EXPECT_EQ(lastUndo(), WStr(L"Remove Group Nodes"));
+    user.press(1107);
+    EXPECT_FALSE(groups().at(1).enabled);
+    EXPECT_FALSE(user.checked(1107));
+    user.press(1155);
+    EXPECT_EQ(groups().at(0).name, WStr(L"B"));
+    panels.QueueDialog(answerName(L"C"));
+    user.press(1081);
+    EXPECT_EQ(user.rows(1070)[0], WStr(L"C (0 nodes)"));
+    // A script's rename without a name asks once; a cancelled dialog renames nothing.
+    panels.QueueDialog(answerName(nullptr));
+    EXPECT_FALSE(object->renameGroup(L"C", L""));
+    panels.QueueDialog(answerName(L"D"));
+    EXPECT_TRUE(object->renameGroup(L"C", L""));
+    EXPECT_EQ(groups().at(0).name, WStr(L"D"));
+    user.doubleClick(1070, 1);
+    EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0}));
+    user.press(1082, true);
+    EXPECT_TRUE(user.rows(1070).empty());
+    EXPECT_FALSE(user.enabled(1087));
+    user.press(1087); // nothing selected: nothing happens
+    EXPECT_EQ(lastUndo(), WStr(L"Remove All Groups"));
+}
+
+// The element dialog: each script acts and confirms; the result is what OK read.
+TEST_F(GroupPanelTest, ElementDialogFiltersMarksAndConfirms) {
+    struct Case {
+        const char* what;
+        std::set<std::uint32_t> start;
+        std::function<void(PanelDriver&)> act;
+        std::set<std::uint32_t> result;
+    };
+    const Case cases[] = {
+        {"a filter matching nothing clears the marks",
+         {0, 1},
+         [](PanelDriver& d) {
+             d.type(1085, L"zzz");
+             d.type(1085, L"");
+         },
+         {}},
+        {"rows hidden at OK are left out", {0, 1}, [](PanelDriver& d) { d.type(1085, L"b"); }, {1}},
+        {"OK on an empty list", {0}, [](PanelDriver& d) { d.type(1085, L"q*"); }, {}},
+        {"invert with some marked flips each", {0}, [](PanelDriver& d) { d.press(1118); }, {1}},
+        {"invert with none marks all", {}, [](PanelDriver& d) { d.press(1118); }, {0, 1}},
+        {"all then none",
+         {1},
+         [](PanelDriver& d) {
+             d.press(1116);
+             d.press(1117);
+         },
+         {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        object->setElementSelection(c.start);
+        panels.QueueDialog([&](PanelDriver& d) {
+            EXPECT_FALSE(panels.AcceleratorsOn()); // the filter has the focus
+            c.act(d);
+            d.press(IDC_OK);
+        });
+        user.press(1110);
+        EXPECT_EQ(object->elementSelection(), c.result);
+        EXPECT_TRUE(panels.AcceleratorsOn());
+    }
+    // Cancel changes nothing.
+    panels.QueueDialog([](PanelDriver& d) { d.press(1116); });
+    user.press(1110);
+    EXPECT_TRUE(object->elementSelection().empty());
+}
+
+TEST_F(GroupPanelTest, GroupElementsDialogEmptiesTheFilterAndReopensWhereItWasLeft) {
+    newGroup(L"G");
+    object->groupBrowseFilter = L"a";
+    panels.QueueDialog([&](PanelDriver& d) {
+        EXPECT_EQ(d.window(1053).Title(), WStr(L"Select group elements"));
+        EXPECT_EQ(d.rows(1053), std::vector<WStr>{L"a"});
+        d.press(1116);
+        d.window(1053).SetRect({10, 20, 300, 150}); // too low: held at 200
+        d.press(IDC_OK);
+    });
+    user.press(1086);
+    EXPECT_EQ(groups().at(0).elements, (std::set<std::uint32_t>{0}));
+    EXPECT_TRUE(object->groupBrowseFilter.IsEmpty());
+    EXPECT_EQ(lastDialogRect().rect, (PanelRect{10, 20, 300, 220}));
+    panels.QueueDialog([](PanelDriver& d) {
+        EXPECT_EQ(d.window(1053).GetRect(), (PanelRect{10, 20, 300, 220}));
+    });
+    user.press(1086);
+}
+
+TEST_F(PanelTest, PickModeAddsNodesUntilAClickHitsNothing) {
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    user.press(1005);
+    EXPECT_TRUE(user.checked(1005));
+    EXPECT_EQ(panels.Prompts().back(), WStr(L"Select objects to add"));
+    user.clickNode(a);
+    user.clickNode(a); // listed already: the filter lets nothing through, the mode ends
+    EXPECT_EQ(panels.PickMode(), nullptr);
+    user.press(1005);
+    user.clickNode(b);
+    user.clickNode(objectNode); // refused, ends the mode too
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
+    EXPECT_EQ(lastUndo(), WStr(L"Add node"));
+    EXPECT_FALSE(user.checked(1005));
+    EXPECT_TRUE(panels.Prompts().empty());
+}
+
+TEST_F(PanelTest, NodeDialogOffersOnlyWhatTheListTakesAndAppendsTheChoice) {
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    object->appendNodeEntry(a);
+    panels.QueueNodeAnswer(std::vector<INode*>{b, a});
+    user.press(1006);
+    EXPECT_EQ(panels.OfferedNodes(), std::vector<INode*>{b});
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
+    EXPECT_EQ(lastUndo(), WStr(L"Select Multiple"));
+    panels.QueueNodeAnswer(std::nullopt);
+    user.press(1006);
+    EXPECT_EQ(host.Hold().NumUndoSteps(), 1);
+    EXPECT_FALSE(host.Hold().Holding());
+}
+
+} // namespace

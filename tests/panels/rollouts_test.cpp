@@ -1,0 +1,271 @@
+// The rollouts driven as a user drives them: enabling rules, lists, SHIFT meanings, the status
+// line and its bar.
+#include "tests/panels/PanelFixture.h"
+
+#include "cachefile/wkCacheSizeText.h"
+#include "panels/wkCacheDialogs.h"
+
+using namespace paneltest;
+
+namespace {
+
+// Every rollout in map order, with its title and whether it starts closed.
+TEST_F(PanelTest, OpeningShowsTheEightRolloutsWithTheirFirstOpenDress) {
+    std::vector<std::tuple<int, std::wstring, bool>> shown;
+    for (const auto& w : panels.Rollouts())
+        shown.emplace_back(w->DialogId(), w->Title().str(), w->Closed());
+    const std::vector<std::tuple<int, std::wstring, bool>> expected{
+        {101, L"Cache File", false},
+        {109, L"File Info", true},
+        {103, L"Record", false},
+        {104, L"Playback", false},
+        {102, L"Viewport / Render", false},
+        {106, L"Per-Element Control", false},
+        {110, L"Explode to Objects", true},
+        {111, L"About", true}};
+    EXPECT_EQ(shown, expected);
+
+    EXPECT_EQ(user.text(1024), WStr(L"<None>"));
+    EXPECT_FALSE(user.control(1024).tooltip);
+    EXPECT_EQ(user.text(1025), WStr(L"No cache file."));
+    EXPECT_EQ(user.control(1158).image, (ButtonImage{1160, 1161, 24, 24, 4}));
+    EXPECT_EQ(user.control(1010).image, (ButtonImage{1164, 1165, 25, 25, 2}));
+    EXPECT_EQ(user.control(2001).tooltip, WStr(L"Record Deformations"));
+    EXPECT_EQ(user.control(1123).tooltip, WStr(L"Set to current time range"));
+    EXPECT_EQ(user.control(1107).kind, ControlKind::CheckButton);
+    const auto& about = panels.FindRollout(111)->Controls();
+    EXPECT_EQ(about.at(0).text, WStr(L"Welkard Cache"));
+    EXPECT_EQ(about.at(1).text, WStr(L"Version 1.3"));
+    // Nothing is selected: the group controls are off, no action shows.
+    EXPECT_FALSE(user.enabled(1087));
+    EXPECT_FALSE(user.visible(1075));
+    EXPECT_FALSE(user.visible(1149));
+}
+
+TEST_F(PanelTest, EnablingRulesFollowTheirParameters) {
+    struct Case {
+        int clicked; // a control the user clicks first, 0 for none
+        std::vector<std::pair<int, bool>> enabled;
+    };
+    const Case cases[] = {
+        {0,
+         {{1016, true},
+          {1039, false},
+          {1092, false},
+          {1108, false},
+          {1141, false},
+          {1130, true},
+          {1030, false},
+          {1036, false}}},
+        {1037, {{1016, false}, {1014, false}, {1054, false}, {1039, true}}}, // the graph on
+        {1091, {{1092, true}, {1108, true}, {1135, true}}},                  // trigger by omni
+        {1128, {{1130, false}, {1133, false}}},                              // reduction off
+        {1140, {{1141, true}}},                                              // explode to source
+        {1159, {{1030, true}, {1031, true}, {1159, true}}}, // delete faces off: hide faces on
+        {1043, {{1019, false}, {1067, false}, {1020, false}, {1159, false}}}, // no cache shown
+        {1050, {{1034, true}, {1036, false}}}, // don't delete enables only the check box
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.clicked);
+        if (c.clicked != 0)
+            user.press(c.clicked);
+        wkCachePanels::updatePanels(*object, false);
+        for (const auto& [id, on] : c.enabled)
+            EXPECT_EQ(user.enabled(id), on) << id;
+        if (c.clicked != 0) {
+            user.press(c.clicked == 1091 ? 1089 : c.clicked == 1140 ? 1137 : c.clicked);
+            wkCachePanels::updatePanels(*object, false);
+        }
+    }
+}
+
+TEST_F(PanelTest, TheSpeedSpinnerIsOffUnderTheGraphAndKeepsItsValue) {
+    user.drag(1016, 2.5f);
+    user.press(1037);
+    wkCachePanels::updatePanels(*object, false);
+    EXPECT_FALSE(user.enabled(1016));
+    user.drag(1016, 7.0f); // a disabled spinner ignores the mouse
+    EXPECT_EQ(params().GetFloat(P::playSpeed), 2.5f);
+    EXPECT_EQ(user.value(1016), 2.5f);
+}
+
+TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
+    const struct {
+        int from, to;
+        float scale;
+    } cases[] = {{1, 0, 1.0f / 12.0f}, {0, 1, 12.0f}, {0, 2, 160900.0f}, {5, 5, 1.0f}};
+    for (const auto& c : cases) {
+        user.choose(2014, c.from);
+        user.choose(2015, c.to);
+        EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), c.scale) << c.from << "->" << c.to;
+        EXPECT_FLOAT_EQ(user.value(2017), c.scale);
+    }
+}
+
+TEST_F(PanelTest, RefreshFunctionsDoNothingWithThePanelClosed) {
+    object->EndEditParams();
+    EXPECT_TRUE(panels.Rollouts().empty());
+    EXPECT_FALSE(object->hasPanel());
+    // A panel open for another object is left alone as well.
+    auto other = std::make_unique<wkCache_obj>();
+    other->BeginEditParams(&panels);
+    const std::vector<WStr> before{user.text(1025), user.text(1024)};
+    object->appendNodeEntry(boxNode("x"));
+    const WStr text = L"elsewhere";
+    wkCachePanels::updatePanels(*object, true);
+    wkCachePanels::refreshNodeList(*object);
+    wkCachePanels::refreshGroupList(*object);
+    wkCachePanels::refreshGroupControls(*object, 0);
+    wkCachePanels::refreshStatus(*object, &text);
+    wkCachePanels::refreshFileInfo(*object);
+    wkCachePanels::setProgress(*object, 1, 2);
+    EXPECT_EQ(before, (std::vector<WStr>{user.text(1025), user.text(1024)}));
+    EXPECT_TRUE(user.rows(1004).empty());
+    EXPECT_EQ(object->progressState().progressDone, -1);
+    other->EndEditParams();
+}
+
+TEST_F(PanelTest, RemoveObeysMarksAndShift) {
+    struct Case {
+        std::vector<int> marks;
+        bool shift;
+        std::vector<std::wstring> left;
+        std::wstring undo;
+    };
+    const Case cases[] = {
+        {{}, false, {L"a", L"b", L"c"}, L""},       {{}, true, {}, L"Empty node list"},
+        {{0, 2}, false, {L"b"}, L"Remove node(s)"}, {{0, 1, 2}, false, {}, L"Empty node list"},
+        {{1}, true, {}, L"Empty node list"},
+    };
+    HeadlessNode* nodes[] = {boxNode("a"), boxNode("b"), boxNode("c")};
+    for (const Case& c : cases) {
+        params().Delete(P::nodes, 0, params().Count(P::nodes));
+        for (HeadlessNode* n : nodes)
+            object->appendNodeEntry(n);
+        panel().refreshNodeList();
+        const int steps = host.Hold().NumUndoSteps();
+        user.mark(1004, c.marks);
+        user.press(1007, c.shift);
+        std::vector<std::wstring> left;
+        for (const WStr& row : user.rows(1004))
+            left.push_back(row.str());
+        EXPECT_EQ(left, c.left);
+        EXPECT_EQ(host.Hold().NumUndoSteps(), steps + (c.undo.empty() ? 0 : 1));
+        if (!c.undo.empty()) {
+            EXPECT_EQ(lastUndo(), WStr(c.undo.c_str()));
+        }
+    }
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(object->nodeCount(), 3);
+}
+
+TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    object->appendNodeEntry(a);
+    object->appendNodeEntry(b);
+    panel().refreshNodeList();
+    user.mark(1004, {1});
+    scene.DeleteNode(b);
+    panel().refreshNodeList();
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"<Deleted>"}));
+    EXPECT_EQ(user.control(1004).caret, 1);
+    EXPECT_EQ(user.marked(1004), std::vector<int>{1}); // replaced in place, not rebuilt
+    EXPECT_EQ(user.control(1004).extent, 9 * 6 + 24);
+    user.press(1007);
+    EXPECT_EQ(user.rows(1004), std::vector<WStr>{L"a"});
+    EXPECT_EQ(user.control(1004).caret, 0);
+    // A suspended list is left as it stands.
+    object->NodeListNotification(70);
+    object->appendNodeEntry(boxNode("c"));
+    panel().refreshNodeList();
+    EXPECT_EQ(user.rows(1004).size(), 1u);
+}
+
+TEST_F(PanelTest, AllNoneInvertAndShiftAdd) {
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    HeadlessNode* c = boxNode("c");
+    object->appendNodeEntry(a);
+    panel().refreshNodeList();
+    b->SetSelected(true);
+    c->SetSelected(true);
+    a->SetSelected(true);          // already listed: not added twice
+    objectNode->SetSelected(true); // the object's own node: refused
+    user.press(1006, true);
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b", L"c"}));
+    EXPECT_EQ(lastUndo(), WStr(L"Select Multiple"));
+    user.press(1008);
+    EXPECT_EQ(user.marked(1004), (std::vector<int>{0, 1, 2}));
+    user.mark(1004, {1});
+    user.press(1010);
+    EXPECT_EQ(user.marked(1004), (std::vector<int>{0, 2}));
+    user.press(1009);
+    EXPECT_TRUE(user.marked(1004).empty());
+}
+
+TEST_F(PanelTest, RangeButtonsAndDragStates) {
+    host.Time().SetAnimRange(Interval(320, 1600));
+    user.press(1100);
+    EXPECT_EQ(params().GetInt(P::recStart), 2);
+    EXPECT_EQ(params().GetInt(P::recEnd), 10);
+    user.press(1123);
+    EXPECT_EQ(params().GetInt(P::explodeEnd), 10);
+
+    EXPECT_EQ(lastUndo(), WStr(L"Set Record Range"));
+
+    // A drag pushes the other end along and lets it spring back to where the drag found it;
+    // a typed value pushes it for good.
+    user.drag(1045, {15.0f, 5.0f});
+    EXPECT_EQ(params().GetInt(P::recEnd), 10);
+    user.type(1044, L"12");
+    user.type(1044, L"3");
+    EXPECT_EQ(params().GetInt(P::recEnd), 12);
+    user.drag(1122, {-4.0f});
+    EXPECT_EQ(params().GetInt(P::explodeStart), -4);
+}
+
+TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
+    loadTwoElements("two.wkc");
+    panel().updatePanels(false);
+    panel().refreshStatus(nullptr);
+    panel().refreshFileInfo();
+    EXPECT_EQ(user.text(1024), WStr(L"two.wkc"));
+    EXPECT_EQ(user.control(1024).tooltip, wpath("two.wkc"));
+    EXPECT_EQ(user.text(1025).str().substr(0, 2), L"F:");
+    const auto size = std::filesystem::file_size(dir.file("two.wkc"));
+    EXPECT_EQ(user.text(1101), WelkardTools::FormatCacheSize(size));
+    EXPECT_EQ(user.text(1102), WStr(L"3"));
+    EXPECT_EQ(user.text(1103), WStr(L"160 ticks"));
+    EXPECT_EQ(user.text(1104), WStr(L"30 FPS"));
+    EXPECT_EQ(user.text(1105), WStr(L"2"));
+
+    const WStr busy = L"Busy";
+    wkCachePanels::refreshStatus(*object, &busy);
+    EXPECT_EQ(user.text(1025), busy);
+    object->setFileName(host.Assets().GetAsset(wpath("gone.wkc"), kAssetTypeCache));
+    object->updateCacheMesh(0);
+    panel().refreshStatus(nullptr);
+    panel().refreshFileInfo();
+    EXPECT_EQ(user.text(1101), WStr());
+    EXPECT_EQ(user.text(1105), WStr());
+}
+
+TEST_F(PanelTest, StatusBarPaintsDoneOverTotalWithARaisedFrame) {
+    panel().setProgress(1, 4);
+    const HeadlessBitmap* bar = panels.FindRollout(101)->Painted(1025);
+    ASSERT_NE(bar, nullptr);
+    const int end = bar->Width() / 4; // 40 of 160 pixels
+    EXPECT_EQ(bar->Pixel(10, 10), panels.GetUIColor(4));
+    EXPECT_EQ(bar->Pixel(10, 0), panels.GetUIColor(16));
+    EXPECT_EQ(bar->Pixel(0, 10), panels.GetUIColor(16));
+    EXPECT_EQ(bar->Pixel(10, bar->Height() - 2), 0x000000u);
+    EXPECT_EQ(bar->Pixel(10, bar->Height() - 1), panels.GetUIColor(20));
+    EXPECT_EQ(bar->Pixel(end - 1, 10), panels.GetUIColor(20));
+    EXPECT_EQ(bar->Pixel(end, 10), 0xFFFFFFu);
+    // Without progress numbers the field paints itself: no bar.
+    panel().setProgress(-1, -1);
+    EXPECT_EQ(panels.FindRollout(101)->Painted(1025)->Pixel(10, 10), 0xFFFFFFu);
+}
+
+} // namespace
