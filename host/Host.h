@@ -10,6 +10,7 @@
 #include "host/HostTime.h"
 #include "host/Listener.h"
 #include "host/Materials.h"
+#include "host/Notifications.h"
 #include "host/PanelControls.h"
 #include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
@@ -32,6 +33,7 @@ public:
     virtual PluginLoader& Plugins() = 0;
     // Where script output and reports are printed.
     virtual ::Listener& Listener() = 0;
+    virtual ::Notifications& Notify() = 0;
     virtual PanelControls& Panels() = 0;
 
     // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must

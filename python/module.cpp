@@ -17,8 +17,8 @@ node per sample, and optionally deformed vertex positions. Each recorded node is
 
 - Cache(path): a cache file read-only: its facts, element names, transforms and visibility per
   sample, and each element's mesh, as numpy arrays.
-- Scene(path=None): a headless host with a scene, empty or from a JSON scene file; its nodes,
-  clock and undo history. A scene's CacheObject plays a cache as one mesh: ``params`` by
+- Scene(path=None): a headless host with a scene, empty or from a JSON or binary scene file;
+  its nodes, clock and undo history; save(path) writes it back. A scene's CacheObject plays a cache as one mesh: ``params`` by
   internal name, ``mesh(time)`` as numpy arrays, and ``fns``, the script interface
   WK_Cache_Fns with its own function and property names.
 - BitArray: element sets as the script shows them, 1-based.

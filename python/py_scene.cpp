@@ -3,18 +3,24 @@
 #include "python/py_scene.h"
 
 #include "cachefile/wkCacheRegistry.h"
+#include "host/FileReplacement.h"
 #include "host/INode.h"
 #include "host/ScriptError.h"
 #include "python/py_long_call.h"
 #include "python/py_values.h"
 #include "script/wkCache_mxs.h"
 #include "tools/common/module_objects.h"
+#include "tools/common/scene_binary.h"
 #include "tools/common/scene_file.h"
+#include "tools/common/scene_json_writer.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <mutex>
 
@@ -397,6 +403,36 @@ void loadPluginFolder(HeadlessHost& host) {
         host.Modules().LoadFolder(folder.string());
 }
 
+void saveScene(SceneState& s, const std::string& path) {
+    std::string bytes;
+    withHost(s, [&] {
+        std::string lower = path;
+        std::transform(lower.begin(), lower.end(), lower.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        try {
+            if (lower.ends_with(".json")) {
+                bytes = wkcli::SceneToJsonText(s.host);
+            } else {
+                const std::vector<std::uint8_t> binary = wkcli::SaveSceneBinary(s.host);
+                bytes.assign(binary.begin(), binary.end());
+            }
+        } catch (const wkcli::SceneFileError& e) {
+            throw py::value_error(path + ": " + e.what());
+        }
+        return 0;
+    });
+    FileReplacement out{std::filesystem::path(path)};
+    {
+        std::ofstream file(out.temporary(), std::ios::binary);
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        file.close();
+        if (file && out.commit())
+            return;
+    }
+    PyErr_SetString(PyExc_OSError, (path + ": cannot be written").c_str());
+    throw py::error_already_set();
+}
+
 Scene makeScene(const std::optional<std::string>& path) {
     auto scene = std::make_shared<SceneState>();
     loadPluginFolder(scene->host);
@@ -422,7 +458,8 @@ Scene makeScene(const std::optional<std::string>& path) {
 void bindScene(py::module_& m) {
     py::class_<SceneState, Scene>(m, "Scene", R"(A headless host with one scene.
 
-``Scene()`` is empty; ``Scene(path)`` loads a JSON scene file (docs/scene-format.md). The scene
+``Scene()`` is empty; ``Scene(path)`` loads a JSON scene file (docs/scene-format.md) or a
+binary one (.wks, docs/scene-binary.md), and ``save(path)`` writes either. The scene
 has a clock (``fps``, ``anim_range`` and ``time``, in ticks of 1/4800 s), nodes by name, and an
 undo history in which each script call that changes an object is one step.)")
         .def(py::init(&makeScene), py::arg("path") = py::none())
@@ -498,6 +535,11 @@ undo history in which each script call that changes an object is one step.)")
         .def(
             "redo", [](SceneState& s) { return withHost(s, [&] { return s.host.Hold().Redo(); }); },
             "Redoes the step undone last; False when there is none.")
+        .def("save", &saveScene, py::arg("path"),
+             R"(Writes the scene to `path`: a JSON scene file when the name ends in ".json" (any
+case), else a binary scene file (.wks) that keeps everything, undo history aside. The file is
+written under a temporary name and renamed into place, so a failure leaves an old file as it
+was. ValueError for what the scene file cannot hold, OSError when it cannot be written.)")
         .def_property_readonly(
             "undo_steps",
             [](SceneState& s) {

@@ -29,6 +29,7 @@ public:
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
     HeadlessListener& Listener() override { return listener; }
+    Notifications& Notify() override { return notifications; }
     HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
@@ -52,6 +53,7 @@ private:
     HeadlessAssets assets;
     HeadlessUserInterface ui;
     HeadlessListener listener;
+    Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
     // Panels end first: a rollout's procedure may still refer to the scene's objects.

@@ -53,3 +53,21 @@ def test_object_mesh_and_params(recorded, tmp_path):
     assert mesh["faces"].dtype == np.int32 and mesh["faces"].max() < len(mesh["vertices"])
     assert len(mesh["material_ids"]) == len(mesh["faces"]) == len(mesh["hidden"])
     assert scene.node("Recorder").object.node == scene.node("Recorder")
+
+
+# The JSON form cannot name the recorded scene's two materials alike: refused, and nothing written.
+@pytest.mark.parametrize("name, refused", [("shot.wks", None), ("shot.JSON", "the JSON form")])
+def test_saved_scene_loads_the_same(recorded, tmp_path, name, refused):
+    scene, obj = recorded
+    obj.fns.addGroup("A")
+    obj.fns.setGroupElements("A", [2])
+    if refused:
+        with pytest.raises(ValueError, match=refused):
+            scene.save(str(tmp_path / name))
+        assert not (tmp_path / name).exists()
+        return
+    scene.save(str(tmp_path / name))
+    again = wkcache.Scene(str(tmp_path / name)).cache_objects[0]
+    assert list(again.fns.getGroupElements("A")) == [2]
+    t = 10 * scene.ticks_per_frame
+    assert np.array_equal(again.mesh(t)["vertices"], obj.mesh(t)["vertices"])
