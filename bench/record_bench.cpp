@@ -10,7 +10,7 @@
 #include "host/headless/HeadlessHost.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "object/wkCache_obj.h"
-#include "tools/module_objects.h"
+#include "tools/common/module_objects.h"
 #include "recording/RecordCache.h"
 
 #include <benchmark/benchmark.h>

@@ -8,6 +8,7 @@
 
 #include "host/Assets.h"
 #include "host/HostTime.h"
+#include "host/Listener.h"
 #include "host/Materials.h"
 #include "host/Notifications.h"
 #include "host/PanelControls.h"
@@ -30,6 +31,8 @@ public:
     virtual ::Assets& Assets() = 0;
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
+    // Where script output and reports are printed.
+    virtual ::Listener& Listener() = 0;
     virtual ::Notifications& Notify() = 0;
     virtual PanelControls& Panels() = 0;
 

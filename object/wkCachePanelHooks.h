@@ -37,6 +37,9 @@ public:
         return false;
     }
     virtual bool chooseCacheFileToOpen(wkCache_obj&, AssetUser& /*asset*/) { return false; }
+    // The Group Name dialog, showing `name` and giving back what the user typed; false when
+    // cancelled, and always without panels. Like the file dialogs, also with the panel closed.
+    virtual bool askGroupName(wkCache_obj&, WStr& /*name*/) { return false; }
 };
 
 // The installed hooks; a do-nothing version while none is installed.

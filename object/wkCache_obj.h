@@ -17,6 +17,7 @@
 #include "explode/wkCacheExplodeTarget.h"
 #include "host/CommandModes.h"
 #include "host/CreateMouseCallBack.h"
+#include "host/FPInterface.h"
 #include "host/GraphicsWindow.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
@@ -168,9 +169,11 @@ public:
     // per group, the frame of Set Frame) in step with the list. False for an unknown group, or
     // a name that is empty or in use; a change to what is already there holds nothing and
     // answers true.
-    bool addGroup(const WStr& name);
+    // withSelection: the new group takes the elements of the element selection.
+    bool addGroup(const WStr& name, bool withSelection = false);
     bool removeGroup(const WStr& name);
     void removeAllGroups();
+    // An empty newName asks the user for one (the Group Name dialog).
     bool renameGroup(const WStr& name, const WStr& newName);
     // direction < 0 moves the group up the list, > 0 down.
     bool moveGroup(const WStr& name, int direction);
@@ -178,6 +181,26 @@ public:
     bool setGroupMode(const WStr& name, int mode);
     bool setGroupByAge(const WStr& name, bool on);
     bool setGroupByDistance(const WStr& name, bool on);
+    // The settings of the Per-Element Control rollout and of scripts (wkCache_objGroupSettings).
+    bool setGroupEnabled(const WStr& name, bool on);
+    bool setGroupRespectActivation(const WStr& name, bool on);
+    bool setGroupOffset(const WStr& name, float frames);
+    bool setGroupDeleteAge(const WStr& name, float frames);
+    bool setGroupDeleteDistance(const WStr& name, float distance);
+    // The 0-based material id, clamped to 0..98 (ids 1 to 99 as users see them).
+    bool setGroupMaterial(const WStr& name, int materialIndex);
+    // add: merged into the group's elements; unique: taken from every other group.
+    bool setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements, bool add,
+                          bool unique);
+    bool removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements);
+    // Selects the group and refreshes an open panel's group controls; false if it does not
+    // exist or is selected already.
+    bool selectGroup(const WStr& name);
+
+    // ---- Script interfaces: the interface `id` of this object, made at the first request by
+    // the maker its implementation registered; null if there is none.
+    FPInterface* GetInterface(Interface_ID id);
+
     // Any change of the group list as one undoable step under `label`, inside the running hold
     // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
     bool groupOperation(const wchar_t* label, const std::function<bool()>& operation,
@@ -316,8 +339,11 @@ private:
     void invalidateClientsOf(const WStr& path, bool includeSelf);
 
     // A setting of one group: `change` applies it and answers whether anything changed.
+    // The mesh is made stale when `shows` says the changed group can show the change; by
+    // default when the group is enabled.
     bool setGroupSetting(const WStr& name, const wchar_t* label,
-                         const std::function<bool(wkCacheGroup&)>& change);
+                         const std::function<bool(wkCacheGroup&)>& change,
+                         const std::function<bool(const wkCacheGroup&)>& shows = {});
 
     void setRendering(bool on);
     // The status line's text for the cache at `path` (resolved already).
@@ -337,6 +363,7 @@ private:
     std::unique_ptr<IParamBlock2> parameters;
     std::unique_ptr<MatrixControl> gizmoControl;
     std::unique_ptr<wkCachePlaybackState> playback;
+    std::vector<std::pair<Interface_ID, std::unique_ptr<FPInterface>>> interfaces;
     wkCacheProgressState progress;
     Mesh mesh;
     Interval meshValid;

@@ -4,6 +4,7 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
 
@@ -42,7 +43,7 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
     return true;
 }
 
-bool wkCache_obj::addGroup(const WStr& name) {
+bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
     wkCacheGroupList& groups = playback->groups;
     if (name.IsEmpty() || groups.contains(name))
         return false;
@@ -51,6 +52,8 @@ bool wkCache_obj::addGroup(const WStr& name) {
         [&] {
             if (!groups.addGroup(name))
                 return false;
+            if (withSelection)
+                groups.at(groups.count() - 1).elements = selection;
             // The new group's entry of the Set Frame table, at 0 now.
             const int entry = groups.count() - 1;
             const int missing = groups.count() - parameters->Count(elementFrames);
@@ -98,10 +101,18 @@ void wkCache_obj::removeAllGroupsNoUndo() {
 
 bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     wkCacheGroupList& groups = playback->groups;
-    if (groups.contains(name) && name == newName)
+    WStr chosen = newName;
+    // No new name (a script's empty string): the user is asked once, starting from the old
+    // name. An unknown group asks nothing.
+    if (chosen.IsEmpty()) {
+        chosen = name;
+        if (!groups.contains(name) || !PanelHooks().askGroupName(*this, chosen))
+            return false;
+    }
+    if (groups.contains(name) && name == chosen)
         return true;
     return groupOperation(
-        kRenameGroup, [&] { return groups.renameGroup(name, newName); }, false);
+        kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
 }
 
 bool wkCache_obj::moveGroup(const WStr& name, int direction) {
@@ -128,7 +139,8 @@ bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
 }
 
 bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
-                                  const std::function<bool(wkCacheGroup&)>& change) {
+                                  const std::function<bool(wkCacheGroup&)>& change,
+                                  const std::function<bool(const wkCacheGroup&)>& shows) {
     wkCacheGroupList& groups = playback->groups;
     const int index = groups.find(name);
     if (index < 0)
@@ -136,14 +148,14 @@ bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
     wkCacheGroup changed = groups.at(index);
     if (!change(changed))
         return true; // the same value: nothing to hold
-    const bool shows = changed.enabled;
+    const bool visible = shows ? shows(changed) : changed.enabled;
     return groupOperation(
         label,
         [&] {
             groups.at(index) = std::move(changed);
             return true;
         },
-        shows);
+        visible);
 }
 
 bool wkCache_obj::setGroupMode(const WStr& name, int mode) {

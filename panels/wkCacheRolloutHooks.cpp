@@ -4,6 +4,7 @@
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheFileDialogs.h"
 #include "panels/wkCachePanel.h"
+#include "panels/wkCachePickers.h"
 
 namespace {
 
@@ -41,6 +42,7 @@ public:
     bool chooseCacheFileToOpen(wkCache_obj&, AssetUser& asset) override {
         return selectCacheFile(asset);
     }
+    bool askGroupName(wkCache_obj&, WStr& name) override { return promptGroupName(name); }
 };
 
 } // namespace

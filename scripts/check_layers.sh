@@ -3,9 +3,10 @@
 #
 # Each folder has a floor; a file may include headers of its own folder and of lower floors.
 # Folders on the same floor (recording/ and explode/, script/ and panels/) do not include each
-# other. host/headless/ implements host/ and is for the top floor alone: the tool, the
-# bindings, and tests/ and bench/, which may include anything; not for plugins/, whose
-# modules live in a host. A folder with sources that is
+# other. host/headless/ implements host/ and is for the programs' floors alone: tools/common/,
+# which the tool and the bindings share, the tool, the bindings, and tests/ and bench/, which
+# may include anything; not for plugins/, whose modules live in a host. A folder with sources
+# that is
 # not in the table fails too, so that a new folder is given its floor when it is made.
 #
 # Usage: check_layers.sh [ROOT]   (default: the repository this script belongs to)
@@ -25,10 +26,11 @@ explode 4
 object 5
 script 6
 panels 6
-tools 7
-python 7
-web 7
-plugins 7
+tools/common 7
+tools 8
+python 8
+web 8
+plugins 8
 '
 # Folders outside the layers: they may include any folder.
 free='tests bench third_party'
@@ -44,11 +46,12 @@ awk -v floors="$floors" -v free="$free" '
             isFree[list[i]] = 1
         bad = 0
     }
-    # The layer of a path: host/headless stands apart from host.
+    # The layer of a path: host/headless stands apart from host, tools/common below tools.
     function layerOf(path,    parts) {
         split(path, parts, "/")
-        if (parts[1] == "host" && parts[2] == "headless")
-            return "host/headless"
+        if ((parts[1] == "host" && parts[2] == "headless") ||
+            (parts[1] == "tools" && parts[2] == "common"))
+            return parts[1] "/" parts[2]
         return parts[1]
     }
     FNR == 1 {
@@ -70,7 +73,7 @@ awk -v floors="$floors" -v free="$free" '
         if (target == layer || !(target in floor || target == "host/headless"))
             next
         if (target == "host/headless") {
-            if (!(layer in floor) || floor[layer] < floor["tools"] || layer == "plugins") {
+            if (!(layer in floor) || floor[layer] < floor["tools/common"] || layer == "plugins") {
                 printf "%s:%d: includes %s: host/headless/ is for tools, bindings and tests only\n", FILENAME, FNR, line
                 bad = 1
             }

@@ -12,6 +12,10 @@ PACKAGES=(
     libpng-dev         # the pictures of wkcache render
     libgtest-dev       # unit tests
     libbenchmark-dev   # benchmarks
+    python3-dev        # the Python module wkcache
+    pybind11-dev
+    python3-numpy
+    python3-pytest     # its tests
 )
 
 installed() {

@@ -6,7 +6,7 @@
 #include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "tools/cli_common.h"
-#include "tools/input_file.h"
+#include "tools/common/input_file.h"
 
 #include <CLI/CLI.hpp>
 

@@ -2,7 +2,7 @@
 
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
-#include "tools/module_objects.h"
+#include "tools/common/module_objects.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,9 +6,9 @@
 // "scale", "visibility"}}], "keyTimes": [...], "reduced": bool}, key counts after reduction.
 #include "explode/ExplodeToObjects.h"
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 #include "tools/frame_session.h"
-#include "tools/scene_controllers.h"
+#include "tools/common/scene_controllers.h"
 #include "tools/scene_output.h"
 
 #include <CLI/CLI.hpp>

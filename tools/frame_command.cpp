@@ -14,7 +14,7 @@
 #include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheRegistry.h"
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 #include "tools/frame_session.h"
 #include "tools/obj_writer.h"
 

@@ -4,10 +4,10 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
-#include "tools/input_file.h"
-#include "tools/module_objects.h"
-#include "tools/scene_file.h"
+#include "tools/common/cli_json.h"
+#include "tools/common/input_file.h"
+#include "tools/common/module_objects.h"
+#include "tools/scene_choice.h"
 
 #include <climits>
 #include <filesystem>

@@ -3,7 +3,7 @@
 // level: whether the object is hit. At the elements level: each element hit, with its distance
 // (nearer is smaller), in element order.
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 #include "tools/viewport_session.h"
 
 #include <CLI/CLI.hpp>

@@ -7,7 +7,7 @@
 // on the terminal. Prints "Recorded N nodes into FILE" on success.
 #include "tools/cli_common.h"
 #include "tools/record_session.h"
-#include "tools/scene_file.h"
+#include "tools/scene_choice.h"
 
 #include <CLI/CLI.hpp>
 

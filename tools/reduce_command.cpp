@@ -4,9 +4,9 @@
 // reduced controllers and reports the key counts before and after.
 #include "explode/ReduceKeys.h"
 #include "tools/cli_common.h"
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 #include "tools/registry_scope.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 #include "tools/scene_output.h"
 
 #include <CLI/CLI.hpp>

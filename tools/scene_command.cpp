@@ -13,10 +13,10 @@
 #include "host/Utf8.h"
 #include "host/headless/HeadlessChunkFile.h"
 #include "tools/cli_common.h"
-#include "tools/input_file.h"
+#include "tools/common/input_file.h"
 #include "tools/output_file.h"
-#include "tools/scene_binary.h"
-#include "tools/scene_json_writer.h"
+#include "tools/common/scene_binary.h"
+#include "tools/common/scene_json_writer.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

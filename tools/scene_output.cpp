@@ -2,9 +2,9 @@
 
 #include "tools/cli_common.h"
 #include "tools/frame_session.h"
-#include "tools/input_file.h"
+#include "tools/common/input_file.h"
 #include "tools/output_file.h"
-#include "tools/scene_controllers.h"
+#include "tools/common/scene_controllers.h"
 
 #include <nlohmann/json.hpp>
 

@@ -8,6 +8,7 @@
 #include "host/Host.h"
 #include "host/headless/HeadlessAssets.h"
 #include "host/headless/HeadlessKeyControl.h"
+#include "host/headless/HeadlessListener.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
 #include "host/headless/HeadlessPanels.h"
@@ -28,6 +29,7 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    HeadlessListener& Listener() override { return listener; }
     Notifications& Notify() override { return notifications; }
     HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
@@ -58,6 +60,7 @@ private:
     HeadlessMaterials materials;
     HeadlessAssets assets;
     HeadlessUserInterface ui;
+    HeadlessListener listener;
     Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};

@@ -7,7 +7,7 @@
 #include "tests/cachefile/AllocationProbe.h"
 #ifdef WKCACHE_SOURCE_DIR
 #include "host/headless/HeadlessHost.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 #endif
 
 #include <gtest/gtest.h>

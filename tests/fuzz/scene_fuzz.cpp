@@ -5,7 +5,7 @@
 // The unit tests replay tests/fuzz/scene_corpus through FuzzSceneInput; the libFuzzer target
 // scene_fuzz (scripts/fuzz.sh) defines WKCACHE_FUZZ_ENTRY to get the entry point.
 #include "host/headless/HeadlessHost.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 
 #include <cstdint>
 #include <string>

@@ -5,7 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessHost.h"
 #include "object/wkCache_obj.h"
-#include "tools/module_objects.h"
+#include "tools/common/module_objects.h"
 #include "tests/cachefile/CacheBuilder.h"
 
 #include <gtest/gtest.h>

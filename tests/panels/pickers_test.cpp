@@ -101,6 +101,12 @@ TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) 
     panels.QueueDialog(answerName(L"C"));
     user.press(1081);
     EXPECT_EQ(user.rows(1070)[0], WStr(L"C (0 nodes)"));
+    // A script's rename without a name asks once; a cancelled dialog renames nothing.
+    panels.QueueDialog(answerName(nullptr));
+    EXPECT_FALSE(object->renameGroup(L"C", L""));
+    panels.QueueDialog(answerName(L"D"));
+    EXPECT_TRUE(object->renameGroup(L"C", L""));
+    EXPECT_EQ(groups().at(0).name, WStr(L"D"));
     user.doubleClick(1070, 1);
     EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0}));
     user.press(1082, true);

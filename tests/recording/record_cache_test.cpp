@@ -5,7 +5,7 @@
 #include "panels/wkCacheFileDialogs.h"
 #include "recording/RecordCache.h"
 #include "tests/recording/RecordTestScene.h"
-#include "tools/module_objects.h"
+#include "tools/common/module_objects.h"
 
 #include <filesystem>
 #include <fstream>

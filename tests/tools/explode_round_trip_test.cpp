@@ -6,8 +6,8 @@
 #include "recording/RecordCache.h"
 #include "tests/cachefile/CacheBuilder.h"
 #include "tools/demo_scene.h"
-#include "tools/scene_controllers.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_controllers.h"
+#include "tools/common/scene_file.h"
 
 #include <gtest/gtest.h>
 

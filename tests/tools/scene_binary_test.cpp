@@ -1,12 +1,12 @@
 // Binary scene files: a scene saved and loaded again writes the same JSON, and damaged files
 // end in an error that says what is wrong.
-#include "tools/scene_binary.h"
+#include "tools/common/scene_binary.h"
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/headless/HeadlessChunkFile.h"
 #include "tests/cachefile/CacheBuilder.h"
 #include "tools/demo_scene.h"
-#include "tools/scene_json_writer.h"
+#include "tools/common/scene_json_writer.h"
 
 #include <gtest/gtest.h>
 

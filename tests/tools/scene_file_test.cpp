@@ -1,6 +1,6 @@
 // Scene files of the tool: what a file builds, and the error that names the key of each
 // problem.
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 
 #include "host/headless/HeadlessObjects.h"
 #include "tests/host/string_printers.h"

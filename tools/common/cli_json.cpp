@@ -1,4 +1,4 @@
-#include "tools/cli_json.h"
+#include "tools/common/cli_json.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,6 +1,6 @@
-// Scene files of the wkcache tool: a JSON description of a headless scene (nodes, their
-// animation, their objects and materials, and cache objects with their record parameters),
-// built into a HeadlessHost. The format is described in docs/scene-format.md.
+// Scene files of the wkcache tool and the Python module: a JSON description of a headless scene
+// (nodes, their animation, their objects and materials, and cache objects with their record
+// parameters), built into a HeadlessHost. The format is described in docs/scene-format.md.
 //
 // Every problem is reported by a SceneFileError whose message names the key, as a path from
 // the top of the file: "nodes[2].object.keys[0].vertices: expected 9 points, got 8".
@@ -31,14 +31,9 @@ struct LoadedScene {
 
 // Builds the scene of `text` into `host`, which should be fresh: the clock is set, the
 // materials, nodes and objects are added to its scene. `text` is JSON or, when it starts as
-// one, a binary scene file (tools/scene_binary.h). Throws SceneFileError.
+// one, a binary scene file (tools/common/scene_binary.h). Throws SceneFileError.
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host);
 // The same from a file; a file that cannot be read is a SceneFileError too.
 LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host);
-
-// The cache object held by the node named `nodeName`, or the scene's only one when the name is
-// empty. Throws CommandError: bad input when there is none, usage when several need a choice.
-wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,
-                               const std::string& nodeName);
 
 } // namespace wkcli

@@ -1,4 +1,4 @@
-#include "tools/input_file.h"
+#include "tools/common/input_file.h"
 
 #include <filesystem>
 #include <fstream>

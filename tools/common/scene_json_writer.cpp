@@ -1,11 +1,11 @@
-#include "tools/scene_json_writer.h"
+#include "tools/common/scene_json_writer.h"
 
 #include "host/Utf8.h"
 #include "host/headless/HeadlessObjects.h"
 #include "object/wkCacheParams.h"
 #include "object/wkCache_obj.h"
-#include "tools/scene_controllers.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_controllers.h"
+#include "tools/common/scene_file.h"
 
 #include <nlohmann/json.hpp>
 

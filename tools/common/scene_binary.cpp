@@ -1,4 +1,4 @@
-#include "tools/scene_binary.h"
+#include "tools/common/scene_binary.h"
 
 #include "host/Utf8.h"
 #include "host/headless/HeadlessChunkFile.h"

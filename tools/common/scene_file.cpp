@@ -1,13 +1,12 @@
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessParamBlock.h"
 #include "host/headless/HeadlessPrimitives.h"
-#include "tools/cli_common.h"
-#include "tools/input_file.h"
-#include "tools/module_objects.h"
-#include "tools/scene_binary.h"
-#include "tools/scene_controllers.h"
+#include "tools/common/input_file.h"
+#include "tools/common/module_objects.h"
+#include "tools/common/scene_binary.h"
+#include "tools/common/scene_controllers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -907,28 +906,6 @@ LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host) {
         throw SceneFileError(e.what());
     }
     return LoadSceneText(text, host);
-}
-
-wkCache_obj& ChooseCacheObject(const LoadedScene& loaded, const std::string& scenePath,
-                               const std::string& nodeName) {
-    const auto& caches = loaded.cacheObjects;
-    if (!nodeName.empty()) {
-        for (const LoadedScene::CacheObject& cache : caches) {
-            if (cache.nodeName == nodeName)
-                return *cache.object;
-        }
-        throw CommandError(kExitBadInput,
-                           scenePath + ": no node named \"" + nodeName + "\" holds a cache object");
-    }
-    if (caches.size() == 1)
-        return *caches.front().object;
-    if (caches.empty())
-        throw CommandError(kExitBadInput, scenePath + ": the scene has no cache object");
-    std::string names;
-    for (const LoadedScene::CacheObject& cache : caches)
-        names += (names.empty() ? "" : ", ") + cache.nodeName;
-    throw CommandError(kExitUsage, scenePath + " has " + std::to_string(caches.size()) +
-                                       " cache objects (" + names + "): choose one with --object");
 }
 
 } // namespace wkcli

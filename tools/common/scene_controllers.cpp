@@ -1,9 +1,9 @@
-#include "tools/scene_controllers.h"
+#include "tools/common/scene_controllers.h"
 
 #include "host/Host.h"
 #include "host/headless/HeadlessKeyControl.h"
 #include "host/headless/HeadlessObjects.h"
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 
 #include <cmath>
 

@@ -8,7 +8,7 @@
 // referred to by their place in the file.
 #pragma once
 
-#include "tools/scene_file.h"
+#include "tools/common/scene_file.h"
 
 #include <cstdint>
 #include <span>

@@ -1,0 +1,76 @@
+// The description and dispatcher of WK_Cache_Fns at the level the host sees them: ids, types,
+// keyword defaults, the ids that are dispatched but hidden, and the host's argument checks.
+#include "host/OutOfRangeException.h"
+#include "host/ScriptError.h"
+#include "script/wkCache_mxs.h"
+#include "tests/object/CacheObjectFixture.h"
+
+namespace {
+
+using objtest::CacheObjectTest;
+
+TEST(WkCacheFnsDesc, IdsTypesAndKeywordDefaults) {
+    const FPInterfaceDesc& d = wkCache_mxs::Desc();
+    EXPECT_EQ(d.id, (Interface_ID{0x4306492F, 0x5C20F67C}));
+    EXPECT_EQ(d.flags, FP_MIXIN);
+    ASSERT_EQ(d.functions.size(), 34u);
+    ASSERT_EQ(d.props.size(), 10u);
+    for (std::size_t i = 0; i < d.functions.size(); ++i)
+        EXPECT_EQ(d.functions[i].id, static_cast<FunctionID>(i < 30 ? i : i + 2));
+    for (std::size_t i = 0; i < d.props.size(); ++i) {
+        EXPECT_EQ(d.props[i].getter, static_cast<FunctionID>(36 + i));
+        EXPECT_EQ(d.props[i].setter, FP_NO_FUNCTION);
+    }
+    const FPFunctionDef& explode = *d.findFunction(L"EXPLODE");
+    ASSERT_EQ(explode.params.size(), 7u);
+    EXPECT_FALSE(explode.params[1].keyword);
+    EXPECT_EQ(explode.params[3].defaultValue, Value(std::int32_t{1}));
+    EXPECT_EQ(explode.params[5].defaultValue, Value(0.02f));
+    EXPECT_TRUE(explode.params[6].defaultValue.isUndefined());
+    EXPECT_EQ(d.findFunction(L"getGroupRespectActivation"), nullptr);
+}
+
+TEST_F(CacheObjectTest, ScriptDispatchByIdAndHostChecks) {
+    FPInterface& fp = *object->GetInterface(WK_CACHE_FNS_INTERFACE);
+    EXPECT_EQ(object->GetInterface(Interface_ID{1, 2}), nullptr);
+    FPValue result;
+    const FPParams none;
+    for (FunctionID outside : {-1, 46})
+        EXPECT_EQ(fp.Invoke(outside, 0, result, none), FPS_NO_SUCH_FUNCTION);
+    // The host's array raises for a missing argument: the functions count nothing.
+    EXPECT_THROW(fp.Invoke(wkCache_mxs::fnDeleteGroup, 0, result, none),
+                 MaxSDK::Util::OutOfRangeException);
+
+    ASSERT_TRUE(object->addGroup(L"A"));
+    const FPParams nameAndOff({{FPT_STRING, Value(WStr(L"A"))}, {FPT_BOOL, std::int32_t{2}}});
+    // Hidden ids 30 and 31: Respect Activation; a boolean counts only when it is 1.
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnSetGroupRespectActivation, 0, result, nameAndOff), FPS_OK);
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnGetGroupRespectActivation, 0, result, nameAndOff), FPS_OK);
+    EXPECT_EQ(result.type, FPT_BOOL);
+    EXPECT_EQ(result.value, Value(std::int32_t{0}));
+    const FPParams unknown({{FPT_STRING, Value(WStr(L"B"))}});
+    EXPECT_THROW(fp.Invoke(wkCache_mxs::fnGetGroupRespectActivation, 0, result, unknown),
+                 ScriptError);
+}
+
+TEST(ScriptValueText, AsTheScriptPrintsIt) {
+    const struct {
+        Value value;
+        const wchar_t* text;
+    } cases[] = {
+        {Value(Value::Array{Value(std::int32_t{1}), Value(WStr(L"a"))}), L"#(1, \"a\")"},
+        {Value(Value::Array{Value(std::int32_t{1}), Value(std::int32_t{2}), Value(std::int32_t{3}),
+                            Value(std::int32_t{5})})
+             .toBitArray(),
+         L"#{1..3, 5}"},
+        {Value(ScriptName{L"delete"}), L"#delete"},
+        {Value(2.5f), L"2.5"},
+        {Value(), L"undefined"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.value.ToScriptText(), WStr(c.text));
+    EXPECT_THROW(Value(WStr(L"x")).toInt(), ScriptError);
+    EXPECT_THROW(Value(Value::Array{Value(std::int32_t{0})}).toBitArray(), ScriptError);
+}
+
+} // namespace
