@@ -23,6 +23,7 @@ const Matrix3& elementFrameTransformFromRows(wkCacheRowLookup& rows, std::int32_
     blend.nextSample = at.nextSample;
     blend.interpolate = at.interpolate;
     blend.rigid = false;
+    blend.tmStale = false;
     const Matrix3 first = rows.sampleRows().transformAt(rows.row(at.sample), element);
     if (!at.interpolate) {
         blend.tm = first;

@@ -27,8 +27,9 @@ struct wkCacheElementBlend {
     std::int32_t nextSample = 0;
     float fraction = 0.0f;
     bool interpolate = false;
-    bool rigid = false; // `pair` holds the factors of (sample, nextSample)
-    Matrix3 tm;         // the transform at the key, without scale
+    bool rigid = false;   // `pair` holds the factors of (sample, nextSample)
+    bool tmStale = false; // `tm` is not yet the rigid blend at `fraction`
+    Matrix3 tm;           // the transform at the key, without scale
     RigidBlend pair;
 };
 
@@ -67,13 +68,19 @@ inline void elementFrameTransform(wkCacheRowLookup& rows, std::int32_t element,
         // Fractions by their bits: -0 and +0 are not the same fraction to every blend.
         if (!at.interpolate || std::bit_cast<std::uint32_t>(blend.fraction) ==
                                    std::bit_cast<std::uint32_t>(at.fraction)) {
+            if (blend.tmStale) {
+                blend.pair.at(blend.tm, blend.fraction);
+                blend.tmStale = false;
+            }
             out = blend.tm;
             return;
         }
+        // A moving element is blended straight into the frame's matrix; `tm` is written only
+        // when the element stands still, so that a move costs no 48-byte store and reload.
         if (blend.rigid && std::isfinite(at.fraction)) {
             blend.fraction = at.fraction;
+            blend.tmStale = true;
             blend.pair.at(out, at.fraction);
-            blend.tm = out;
             return;
         }
     }
