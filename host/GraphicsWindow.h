@@ -138,6 +138,11 @@ public:
     virtual HitLog& GetSubObjHitList() = 0;
     // The part of the window that needs drawing again.
     virtual Rect GetDamageRect() const = 0;
+    // The 3D point under the mouse, snapped; a viewport without snaps answers the mouse
+    // position on the construction plane.
+    virtual Point3 SnapPoint(const IPoint2& m) {
+        return Point3(static_cast<float>(m.x), static_cast<float>(m.y), 0.0f);
+    }
     void LogHit(INode* node, ModContext* context, std::uint32_t distance, std::uint32_t info) {
         GetSubObjHitList().LogHit(node, context, distance, info);
     }

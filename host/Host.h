@@ -9,6 +9,7 @@
 #include "host/Assets.h"
 #include "host/HostTime.h"
 #include "host/Materials.h"
+#include "host/Notifications.h"
 #include "host/PanelControls.h"
 #include "host/ParamBlock.h"
 #include "host/PluginLoader.h"
@@ -29,6 +30,7 @@ public:
     virtual ::Assets& Assets() = 0;
     virtual UserInterface& UI() = 0;
     virtual PluginLoader& Plugins() = 0;
+    virtual ::Notifications& Notify() = 0;
     virtual PanelControls& Panels() = 0;
 
     // A new block of `desc` at its defaults, telling `owner` of its changes. `desc` must

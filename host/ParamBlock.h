@@ -11,6 +11,7 @@
 #include "host/Assets.h"
 #include "host/Control.h"
 #include "host/Reference.h"
+#include "host/Strings.h"
 #include "host/Time.h"
 
 #include <cstdint>
@@ -46,6 +47,13 @@ public:
     virtual bool Validate(INode* node) = 0;
 };
 
+// Names the entries of a table for the track view; one static object per class.
+class PBAccessor {
+public:
+    virtual ~PBAccessor() = default;
+    virtual WStr GetLocalName(ReferenceMaker* owner, ParamID id, int tabIndex) = 0;
+};
+
 // The option tag that installs a validator.
 inline constexpr std::uint32_t p_validator = 0xC0000004;
 
@@ -64,8 +72,9 @@ struct ParamDef {
     float rangeHighFloat = 0.0f;
     int rangeLowInt = 0;
     int rangeHighInt = 0;
-    int assetType = 0; // TYPE_FILENAME only
+    int assetType = 0;                // TYPE_FILENAME only
     PBValidator* validator = nullptr; // TYPE_INODE and TYPE_INODE_TAB, installed at run time
+    PBAccessor* accessor = nullptr;   // the names of a table's entries
 
     bool IsAnimatable() const { return (flags & P_ANIMATABLE) != 0; }
     bool IsTable() const { return type == TYPE_INODE_TAB || type == TYPE_FLOAT_TAB; }
@@ -95,6 +104,8 @@ class IParamBlock2 : public ReferenceTarget {
 public:
     virtual const ParamBlockDesc2& GetDesc() const = 0;
     BlockID ID() const { return GetDesc().id; }
+    // The name of an entry of a table as the accessor of its row gives it; empty without one.
+    virtual WStr GetLocalName(ParamID id, int tabIndex) const = 0;
 
     // Values at t. Reading a parameter of another kind, an unknown id or an entry outside a
     // table gives 0 (null, the null asset); a float read as int is truncated, an int read as

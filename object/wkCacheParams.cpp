@@ -126,6 +126,12 @@ ParamBlockDesc2 makeDesc() {
 } // namespace
 
 ParamBlockDesc2& wkCacheParamBlockDesc() {
-    static ParamBlockDesc2 desc = makeDesc();
+    static ParamBlockDesc2 desc = [] {
+        ParamBlockDesc2 made = makeDesc();
+        for (ParamDef& def : made.params)
+            if (def.id == wkCacheParam::elementFrames)
+                def.accessor = &wkCacheElementFramesAccessor();
+        return made;
+    }();
     return desc;
 }

@@ -72,3 +72,6 @@ inline constexpr int kParamCount = 52;
 // The block description: block id 0, "params", in the order of declaration (which is not the
 // order of the ids). One instance for the process, made on first use.
 ParamBlockDesc2& wkCacheParamBlockDesc();
+// The accessor of elementFrames (wkCache_objAccessor.cpp): entry i is named after group i,
+// "Group001_Frame", and an entry without its group has no name.
+PBAccessor& wkCacheElementFramesAccessor();

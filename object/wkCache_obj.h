@@ -15,6 +15,7 @@
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
 #include "host/CommandModes.h"
+#include "host/CreateMouseCallBack.h"
 #include "host/GraphicsWindow.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
@@ -36,6 +37,8 @@ inline constexpr std::uint32_t A_RENDER = 0x400000;
 // restore record of the object is in the hold.
 inline constexpr std::uint32_t A_OBJ_CREATING = 0x20;
 inline constexpr std::uint32_t A_HELD = 0x1000;
+// Snapping skips the object while the mouse creates it. The bit is this system's choice.
+inline constexpr std::uint32_t A_SNAP_SUSPEND = 0x2000000;
 // Change messages the object sends besides REFMSG_CHANGE.
 inline constexpr RefMessage REFMSG_CONTROLREF_CHANGE = 250;
 
@@ -80,6 +83,9 @@ public:
     void EndEditParams();
     // The host's time moved (while the panel is open): the Set Frame spinner follows it.
     void TimeChanged(TimeValue t);
+    // The one creation callback, holding this object (wkCache_objCreate.cpp): the first point
+    // places the node, the second sets iconSize to twice its distance from the first.
+    CreateMouseCallBack* GetCreateMouseCallBack();
     // Host notifications while the panel is open: 70 starts a bulk change of the node list,
     // 71 ends it; 97 and 98 change the scene's nodes.
     void NodeListNotification(int code);
@@ -100,6 +106,9 @@ public:
     // on the same file); the number of nodes changed.
     int reloadMaterial(bool replaceOwn, bool otherObjects, bool replaceOthers, bool selectedOnly,
                        bool undoable);
+    // The Reload Material button (wkCache_objMaterial.cpp): without SHIFT the selected nodes of
+    // this object, with SHIFT every node of every object on the file; redraws when any changed.
+    int reloadMaterialClicked(bool shiftHeld);
 
     // ---- Element selection and scene files (wkCache_objSave.cpp)
     using ElementSet = wkCacheGroupList::ElementSet;
@@ -260,6 +269,9 @@ public:
     const std::vector<std::pair<std::uint32_t, int>>& notifications() const { return sent; }
 
 private:
+    friend class wkCache_objCreateCallBack;
+    // The node list notifications, registered while the panel is open.
+    static void nodeListNotify(void* object, int code);
     class NodeListRestore;
     class Restore_Groups;
     class Restore_Selection;

@@ -7,6 +7,11 @@
 
 using namespace wkCacheParam;
 
+namespace {
+// Bulk changes of the node list start and end (70, 71); nodes were added or deleted (97, 98).
+constexpr int kNodeListCodes[] = {70, 71, 97, 98};
+} // namespace
+
 IObjParam* wkCache_obj::panelInterface = nullptr;
 
 std::unique_ptr<wkCache_obj> wkCache_obj::Clone() const {
@@ -40,6 +45,8 @@ void wkCache_obj::BeginEditParams(IObjParam* ip) {
     desc.ParamOption(nodes, p_validator, &nodesValidator);
     desc.ParamOption(triggerOmni, p_validator, &helperValidator);
     desc.ParamOption(explodeToNode, p_validator, &explodeNodeValidator);
+    for (const int code : kNodeListCodes)
+        GetHost().Notify().RegisterNotification(nodeListNotify, this, code);
     PanelHooks().opened(*this);
     PanelHooks().updatePanels(*this, true);
     PanelHooks().refreshNodeList(*this);
@@ -51,6 +58,8 @@ void wkCache_obj::BeginEditParams(IObjParam* ip) {
 void wkCache_obj::EndEditParams() {
     PanelHooks().closing(*this);
     DeleteCommandModes();
+    for (const int code : kNodeListCodes)
+        GetHost().Notify().UnRegisterNotification(nodeListNotify, this, code);
     panelOpen = false;
     nodeListSuspended = false;
     panelInterface = nullptr;
@@ -67,6 +76,10 @@ void wkCache_obj::TimeChanged(TimeValue t) {
     const Control* track = parameters->GetControllerByID(elementFrames, index);
     PanelHooks().showGroupFrame(*this, parameters->GetFloat(elementFrames, t, index),
                                 track != nullptr && track->IsKeyAtTime(t));
+}
+
+void wkCache_obj::nodeListNotify(void* object, int code) {
+    static_cast<wkCache_obj*>(object)->NodeListNotification(code);
 }
 
 void wkCache_obj::NodeListNotification(int code) {

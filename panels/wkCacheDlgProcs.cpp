@@ -146,6 +146,9 @@ bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m
     case 1028:
         object.reloadCacheFile();
         return true;
+    case 1158:
+        object.reloadMaterialClicked(GetHost().Panels().ShiftHeld());
+        return true;
     default:
         return false;
     }

@@ -52,5 +52,6 @@ void addFrameCommand(CLI::App& app);  // frame_command.cpp
 void addFramesCommand(CLI::App& app); // frames_command.cpp
 void addRenderCommand(CLI::App& app); // render_command.cpp
 void addPickCommand(CLI::App& app);   // pick_command.cpp
+void addSceneCommand(CLI::App& app);  // scene_command.cpp
 
 } // namespace wkcli

@@ -18,8 +18,10 @@ namespace wkcli {
 
 void addFrameOptions(CLI::App& command, FrameOptions& options) {
     command.add_option("CACHE", options.cache, "The .wkc file (or give --scene)");
-    command.add_option("--scene", options.scene,
-                       "Evaluate a cache object of this scene file instead (docs/scene-format.md)");
+    command.add_option(
+        "--scene", options.scene,
+        "Evaluate a cache object of this scene file instead: JSON (docs/scene-format.md) "
+        "or binary (.wks)");
     command.add_option("--object", options.object,
                        "With --scene: the node holding the cache object (needed when the scene "
                        "has several)");

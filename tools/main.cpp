@@ -26,6 +26,7 @@ void addCommands(CLI::App& app) {
     addFramesCommand(app);
     addRenderCommand(app);
     addPickCommand(app);
+    addSceneCommand(app);
 }
 
 int run(int argc, char** argv) {

@@ -56,7 +56,9 @@ void addRecordCommand(CLI::App& app) {
     auto options = std::make_shared<RecordOptions>();
     CLI::App* command =
         app.add_subcommand("record", "Record a cache object of a scene file into a .wkc cache");
-    command->add_option("SCENE", options->scene, "The scene file (JSON, see docs/scene-format.md)")
+    command
+        ->add_option("SCENE", options->scene,
+                     "The scene file: JSON (docs/scene-format.md) or binary (.wks)")
         ->required();
     command->add_option("--object", options->object,
                         "The node holding the cache object to record (needed when the scene "

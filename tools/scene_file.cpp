@@ -6,6 +6,7 @@
 #include "tools/cli_common.h"
 #include "tools/input_file.h"
 #include "tools/module_objects.h"
+#include "tools/scene_binary.h"
 
 #include <nlohmann/json.hpp>
 
@@ -148,9 +149,12 @@ Quat rotation(const Json& j, const std::string& path) {
             fail(qpath, "expected an array of 4 numbers");
         Quat value(single((*q)[0], element(qpath, 0)), single((*q)[1], element(qpath, 1)),
                    single((*q)[2], element(qpath, 2)), single((*q)[3], element(qpath, 3)));
-        if (QuatDot(value, value) == 0.0f)
+        const float lengthSquared = QuatDot(value, value);
+        if (lengthSquared == 0.0f)
             fail(qpath, "a rotation cannot be all zero");
-        return Normalize(value);
+        // A rotation of unit length to float precision is kept as written: normalising it again
+        // could move its last bit, and a written scene must read back as it was.
+        return std::fabs(lengthSquared - 1.0f) <= 4.0f * FLT_EPSILON ? value : Normalize(value);
     }
     expectKeys(j, path, {"axis", "angle"});
     const Point3 axis = point(require(j, path, "axis"), member(path, "axis"));
@@ -560,8 +564,12 @@ private:
                                host.Assets().GetAsset(WStr::FromUTF8(name), kAssetTypeCache));
             } else if (key == "nodes") {
                 pendingLists.push_back({cache, &item.value(), at});
-            } else if (key == "triggerOmni") {
-                pendingOmnis.push_back({cache, &item.value(), at});
+            } else if (key == "triggerOmni" || key == "explodeToNode") {
+                pendingNodeParams.push_back({cache, &item.value(), at,
+                                             key == "triggerOmni" ? wkCacheParam::triggerOmni
+                                                                  : wkCacheParam::explodeToNode});
+            } else if (key == "selection") {
+                readSelection(*cache, item.value(), at);
             } else if (key == "groups") {
                 readGroups(*cache, item.value(), at);
             } else if (key == "gizmo") {
@@ -630,6 +638,15 @@ private:
                 }
             }
         }
+    }
+
+    // The element selection: element indices, as the binary scene file keeps it.
+    static void readSelection(wkCache_obj& cache, const Json& list, const std::string& path) {
+        wkCache_obj::ElementSet elements;
+        for (std::size_t e = 0; e < array(list, path).size(); ++e)
+            elements.insert(
+                static_cast<std::uint32_t>(integer(list[e], element(path, e), 0, 2147483647)));
+        cache.setElementSelection(std::move(elements));
     }
 
     // A mode by its label ("Delete", "Hold In", ...) or its number.
@@ -727,8 +744,8 @@ private:
                 withParent.emplace_back(node, i);
         }
         linkParents(list, withParent);
-        for (const PendingList& pending : pendingOmnis)
-            pending.cache->params().SetValue(wkCacheParam::triggerOmni, 0,
+        for (const PendingList& pending : pendingNodeParams)
+            pending.cache->params().SetValue(pending.param, 0,
                                              nodeNamed(*pending.list, pending.path));
         for (const PendingList& pending : pendingLists) {
             for (std::size_t k = 0; k < array(*pending.list, pending.path).size(); ++k) {
@@ -829,6 +846,7 @@ private:
         wkCache_obj* cache;
         const Json* list;
         std::string path;
+        ParamID param = wkCacheParam::nodes;
     };
 
     HeadlessHost& host;
@@ -838,13 +856,16 @@ private:
     std::map<std::string, std::shared_ptr<Mtl>> materials;
     std::map<std::string, HeadlessNode*> nodes;
     std::vector<PendingList> pendingLists;
-    std::vector<PendingList> pendingOmnis;
+    std::vector<PendingList> pendingNodeParams;
     LoadedScene loaded;
 };
 
 } // namespace
 
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
+    if (IsBinaryScene(text))
+        return LoadSceneBinary(
+            std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), host);
     Json root;
     try {
         root = Json::parse(text);

@@ -30,7 +30,8 @@ struct LoadedScene {
 };
 
 // Builds the scene of `text` into `host`, which should be fresh: the clock is set, the
-// materials, nodes and objects are added to its scene. Throws SceneFileError.
+// materials, nodes and objects are added to its scene. `text` is JSON or, when it starts as
+// one, a binary scene file (tools/scene_binary.h). Throws SceneFileError.
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host);
 // The same from a file; a file that cannot be read is a SceneFileError too.
 LoadedScene LoadSceneFile(const std::string& path, HeadlessHost& host);

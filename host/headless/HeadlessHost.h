@@ -27,6 +27,7 @@ public:
     HeadlessAssets& Assets() override { return assets; }
     HeadlessUserInterface& UI() override { return ui; }
     HeadlessPluginLoader& Plugins() override { return plugins; }
+    Notifications& Notify() override { return notifications; }
     HeadlessPanelHost& Panels() override { return panels; }
     // The plug-in modules and their classes: scene objects of plug-in classes are made here.
     HeadlessPluginManager& Modules() { return modules; }
@@ -49,6 +50,7 @@ private:
     HeadlessMaterials materials;
     HeadlessAssets assets;
     HeadlessUserInterface ui;
+    Notifications notifications;
     HeadlessUndoHold hold;
     HeadlessScene scene{hold};
     // Panels end first: a rollout's procedure may still refer to the scene's objects.

@@ -28,6 +28,12 @@ public:
     void AddKey(TimeValue time, std::vector<Point3> positions);
     int NumKeys() const { return static_cast<int>(keys.size()); }
     Mesh MeshAt(TimeValue t) const;
+    // What a scene file saves: the base mesh and the keys in time order.
+    const Mesh& BaseMesh() const { return base; }
+    TimeValue KeyTime(int i) const { return keys[static_cast<std::size_t>(i)].time; }
+    const std::vector<Point3>& KeyPositions(int i) const {
+        return keys[static_cast<std::size_t>(i)].positions;
+    }
 
     SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
     Class_ID ClassID() const override { return kDeformingMeshClassID; }
@@ -52,6 +58,8 @@ public:
     // A state at the time of an existing one replaces it.
     void AddState(TimeValue time, Mesh mesh);
     int NumStates() const { return static_cast<int>(states.size()); }
+    TimeValue StateTime(int i) const { return states[static_cast<std::size_t>(i)].time; }
+    const Mesh& StateMesh(int i) const { return states[static_cast<std::size_t>(i)].mesh; }
     // An empty mesh while there is no state.
     const Mesh& MeshAt(TimeValue t) const;
 
@@ -83,6 +91,11 @@ public:
     void SetDispRenderMesh(bool on) { dispRenderMesh = on; }
     // Thickness above 0 and at least 3 sides, else std::invalid_argument.
     void SetTube(float thickness, int sides);
+
+    const std::vector<Point3>& Points() const { return points; }
+    bool IsClosed() const { return closed; }
+    float Thickness() const { return thickness; }
+    int Sides() const { return sides; }
 
     Mesh TubeMesh() const;
     Mesh CapMesh() const;

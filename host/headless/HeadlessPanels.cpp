@@ -1,5 +1,6 @@
 #include "host/headless/HeadlessPanels.h"
 
+#include "host/FileReplacement.h"
 #include "host/Host.h"
 #include "host/INode.h"
 #include "host/headless/HeadlessScene.h"
@@ -677,9 +678,16 @@ void HeadlessPanelHost::SaveHistory(const WStr& name, const std::vector<WStr>& f
         if (!line.starts_with(key))
             kept.push_back(line);
     in.close();
-    std::ofstream out(historyFile, std::ios::trunc);
-    for (const std::string& other : kept)
-        out << other << '\n';
-    for (const WStr& folder : folders)
-        out << key << folder.ToCStr().str() << '\n';
+    // Written beside and renamed over, so a failed write keeps the other lists.
+    FileReplacement replacement(historyFile);
+    {
+        std::ofstream out(replacement.temporary(), std::ios::trunc);
+        for (const std::string& other : kept)
+            out << other << '\n';
+        for (const WStr& folder : folders)
+            out << key << folder.ToCStr().str() << '\n';
+        if (!out.flush())
+            return;
+    }
+    replacement.commit();
 }

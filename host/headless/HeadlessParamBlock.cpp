@@ -48,6 +48,13 @@ HeadlessParamBlock::HeadlessParamBlock(const ParamBlockDesc2& desc_, ReferenceMa
     }
 }
 
+WStr HeadlessParamBlock::GetLocalName(ParamID id, int tabIndex) const {
+    const Param* param = find(id);
+    if (param == nullptr || param->def->accessor == nullptr)
+        return WStr();
+    return param->def->accessor->GetLocalName(&owner, id, tabIndex);
+}
+
 // ---- Lookup
 
 const HeadlessParamBlock::Param* HeadlessParamBlock::find(ParamID id) const {

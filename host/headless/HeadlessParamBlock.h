@@ -30,6 +30,7 @@ public:
 
     // ---- IParamBlock2
     const ParamBlockDesc2& GetDesc() const override { return desc; }
+    WStr GetLocalName(ParamID id, int tabIndex) const override;
     int GetInt(ParamID id, TimeValue t = 0, int tabIndex = 0) const override;
     float GetFloat(ParamID id, TimeValue t = 0, int tabIndex = 0) const override;
     INode* GetINode(ParamID id, TimeValue t = 0, int tabIndex = 0) const override;

@@ -22,6 +22,16 @@ for round in $(seq 0 99); do
     pid=$!
     sleep "$(printf '0.%03d' $((RANDOM % 700)))"
     kill -s "$signal" "$pid" 2>/dev/null
+    # A recording that does not stop after the signal is a fault of its own, named as such
+    # rather than left to the test's time limit.
+    for _ in $(seq 600); do
+        kill -0 "$pid" 2>/dev/null || break
+        sleep 0.1
+    done
+    if kill -0 "$pid" 2>/dev/null; then
+        kill -s KILL "$pid"
+        fail "round $round: the recording still ran 60 s after SIG$signal"
+    fi
     wait "$pid"
     if cmp -s target.wkc "$old"; then
         kept=$((kept + 1))

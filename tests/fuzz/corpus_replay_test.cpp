@@ -5,6 +5,10 @@
 // for it.
 #include "cachefile/wkCacheReader.h"
 #include "tests/cachefile/AllocationProbe.h"
+#ifdef WKCACHE_SOURCE_DIR
+#include "host/headless/HeadlessHost.h"
+#include "tools/scene_file.h"
+#endif
 
 #include <gtest/gtest.h>
 
@@ -80,18 +84,16 @@ int replay(const std::filesystem::path& corpus, int (*run)(const std::uint8_t*, 
 
 TEST(ReaderFuzzCorpus, EveryInputRunsCleanAndEndsInItsStatusWithoutLargeAllocations) {
     std::size_t named = 0;
-    const int inputs = replay(WKCACHE_FUZZ_CORPUS, LLVMFuzzerTestOneInput,
-                              [&](const std::filesystem::path& path) {
-                                  allocprobe::LargestAllocation probe;
-                                  wkCacheReader reader(WStr(path.c_str()));
-                                  const auto expected =
-                                      expectedStatus().find(path.filename().string());
-                                  named += expected != expectedStatus().end();
-                                  EXPECT_EQ(reader.status(), expected != expectedStatus().end()
-                                                                 ? expected->second
-                                                                 : kStatusOk);
-                                  EXPECT_LT(probe.bytes(), kSmallAllocation);
-                              });
+    const int inputs =
+        replay(WKCACHE_FUZZ_CORPUS, LLVMFuzzerTestOneInput, [&](const std::filesystem::path& path) {
+            allocprobe::LargestAllocation probe;
+            wkCacheReader reader(WStr(path.c_str()));
+            const auto expected = expectedStatus().find(path.filename().string());
+            named += expected != expectedStatus().end();
+            EXPECT_EQ(reader.status(),
+                      expected != expectedStatus().end() ? expected->second : kStatusOk);
+            EXPECT_LT(probe.bytes(), kSmallAllocation);
+        });
     EXPECT_EQ(named, expectedStatus().size());
     EXPECT_GE(inputs, 20);
 }
@@ -99,9 +101,43 @@ TEST(ReaderFuzzCorpus, EveryInputRunsCleanAndEndsInItsStatusWithoutLargeAllocati
 #ifdef WKCACHE_SOURCE_DIR // built with the tool's scene loader
 TEST(SceneFuzzCorpus, EveryInputRunsClean) {
     // The example scenes are the fuzzer's seeds; what it found since lives in scene_corpus.
-    EXPECT_GE(replay(WKCACHE_SCENE_CORPUS, FuzzSceneInput) +
-                  replay(std::filesystem::path(WKCACHE_SOURCE_DIR) / "tests/cli/scenes",
-                         FuzzSceneInput),
-              3);
+    EXPECT_GE(
+        replay(WKCACHE_SCENE_CORPUS, FuzzSceneInput) +
+            replay(std::filesystem::path(WKCACHE_SOURCE_DIR) / "tests/cli/scenes", FuzzSceneInput),
+        3);
+}
+
+// Binary scene files, damaged in each way a chunk can be: each loads or is refused as its
+// name says, and none asks for memory its bytes could not fill.
+TEST(SceneFuzzCorpus, BinaryScenesLoadOrAreRefusedWithoutLargeAllocations) {
+    const std::map<std::string, bool> loads = {
+        {"binary_scene.wks", true},
+        {"binary_truncated_half.wks", false},
+        {"binary_truncated_header.wks", false},
+        {"binary_mesh_count_huge.wks", false},
+        {"binary_parent_loop.wks", false},
+        {"binary_chunk_size_small.wks", false},
+        {"binary_param_entries_huge.wks", false},
+        {"binary_group_count_huge.wks", false},
+        {"binary_selection_bits_huge.wks", false},
+        {"binary_deep_nesting.wks", true}, // unknown chunks inside the node list are skipped
+    };
+    for (const auto& [name, expected] : loads) {
+        SCOPED_TRACE(name);
+        std::ifstream in(std::filesystem::path(WKCACHE_SCENE_CORPUS) / name, std::ios::binary);
+        const std::string bytes((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
+        ASSERT_FALSE(bytes.empty());
+        HeadlessHost host;
+        allocprobe::LargestAllocation probe;
+        bool loaded = true;
+        try {
+            (void)wkcli::LoadSceneText(bytes, host);
+        } catch (const wkcli::SceneFileError&) {
+            loaded = false;
+        }
+        EXPECT_EQ(loaded, expected);
+        EXPECT_LT(probe.bytes(), kSmallAllocation);
+    }
 }
 #endif
