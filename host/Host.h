@@ -39,6 +39,11 @@ public:
                                                            ReferenceMaker& owner) = 0;
     // A new transform controller at the identity, referenced by `owner`.
     virtual std::unique_ptr<MatrixControl> NewDefaultMatrix3Controller(ReferenceMaker& owner) = 0;
+    // A new controller of the class (superclass and class id, see KeyControl.h), or null for
+    // one the host does not know.
+    virtual std::unique_ptr<Control> CreateControl(SClass_ID superClass, Class_ID classID) = 0;
+    // A new transform controller made of a position, a rotation and a scale controller.
+    virtual std::unique_ptr<MatrixControl> CreatePRSControl() = 0;
 };
 
 // The installed host. Throws std::logic_error when none is installed: a silent default would

@@ -10,6 +10,7 @@
 // viewports, and its visibility is untouched.
 #pragma once
 
+#include "host/Control.h"
 #include "host/Materials.h"
 #include "host/Matrix3.h"
 #include "host/Quat.h"
@@ -67,6 +68,19 @@ public:
     virtual ObjectState EvalWorldState(TimeValue t, bool evalHidden = true) = 0;
     // The object the node references, evaluated or not.
     virtual SceneObject* GetObjectRef() const = 0;
+
+    // ---- Controllers. The node owns what it is given; a node that takes none (a wrapper
+    // around another node) answers null and drops them.
+    // The transform controller; null while the node is placed by its own fixed transform.
+    virtual MatrixControl* GetTMController() { return nullptr; }
+    virtual void SetTMController(std::unique_ptr<MatrixControl>) {}
+    // The visibility controller, a float controller; null for none (visibility 1).
+    virtual Control* GetVisController() { return nullptr; }
+    virtual void SetVisController(std::unique_ptr<Control>) {}
+    // Places the node at t by `tm` (its node transform, parent included).
+    virtual void SetNodeTM(TimeValue, const Matrix3&) {}
+    // Takes the display properties of `from`: wire colour and visibility inheritance.
+    virtual void CopyProperties(INode*) {}
 };
 
 using INodeTab = Tab<INode*>;

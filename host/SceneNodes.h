@@ -27,6 +27,21 @@ public:
     virtual int TestForLoop(INode* node, const SceneObject* maker) = 0;
     // Whether `node` depends on `object`, that is references it.
     virtual bool DependsOn(INode* node, const SceneObject* object) = 0;
+
+    // ---- Making many nodes (explode). Inside a hold, a new node is undone by a Cancel.
+    // A node instancing an object that a node of this scene holds, or that CreatePointHelper
+    // made; null for any other object.
+    virtual INode* CreateInstanceNode(SceneObject* object) = 0;
+    // A new point helper object for nodes to instance; the scene keeps it.
+    virtual SceneObject* CreatePointHelper() = 0;
+    // The first node of that name in the scene, or null.
+    virtual INode* GetINodeByName(const WStr& name) = 0;
+    // Makes `name` unique among the scene's node names: a name in use gets a number.
+    virtual void MakeNameUnique(WStr& name) = 0;
+    virtual void ClearSelection() = 0;
+    virtual void SelectNode(INode* node) = 0;
+    // The views are to be drawn again at t.
+    virtual void RedrawViews(TimeValue t) = 0;
     // The selected nodes, in scene order.
     virtual std::vector<INode*> SelectedNodes() = 0;
 };

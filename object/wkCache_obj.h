@@ -14,6 +14,7 @@
 #include "elements/wkCacheActivation.h"
 #include "elements/wkCacheGroupActions.h"
 #include "elements/wkCachePlaybackState.h"
+#include "explode/wkCacheExplodeTarget.h"
 #include "host/CommandModes.h"
 #include "host/CreateMouseCallBack.h"
 #include "host/GraphicsWindow.h"
@@ -44,7 +45,10 @@ inline constexpr RefMessage REFMSG_CONTROLREF_CHANGE = 250;
 
 class IObjParam;
 
-class wkCache_obj final : public GeomObject, public ReferenceMaker, public wkCacheRecordTarget {
+class wkCache_obj final : public GeomObject,
+                          public ReferenceMaker,
+                          public wkCacheRecordTarget,
+                          public wkCacheExplodeTarget {
 public:
     static constexpr Class_ID kClassID{0x74131F4A, 0x5C615BBA};
 
@@ -239,6 +243,27 @@ public:
     void showStatus(const WStr* text) override;
     void progressChanged() override;
     wkCacheProgressState& progressState() override { return progress; }
+
+    // ---- wkCacheExplodeTarget (wkCache_objExplode.cpp)
+    void beginOperation(const WStr& progressFormat, const WStr& statusText) override;
+    bool reportProgress(std::int32_t done, std::int32_t total) override;
+    void endOperation() override;
+    SceneObject& sceneObject() override { return *this; }
+    WStr cacheFilePath() const override { return resolvedFilePath(); }
+    wkCacheExplodeSettings explodeSettings() const override;
+    void clearElementValidity() override { elementValid.SetEmpty(); }
+    void evaluateForExplode(TimeValue t, WelkardTools::wkCacheReader& reader) override {
+        evaluateElements(t, reader, true);
+    }
+    wkCachePlaybackState& explodePlayback() override { return *playback; }
+    bool elementSelected(int element) const override {
+        return selection.count(static_cast<std::uint32_t>(element)) != 0;
+    }
+    bool objectDeleted() const override { return (animFlags & A_IS_DELETED) != 0; }
+    bool panelsOpen() const override { return panelOpen; }
+    // Explode with the object's explode parameters, as its Explode button does; answers 1 on
+    // success (ExplodeToObjects).
+    int explodeWithSettings();
 
     // ---- Settings as tools and tests give them
     // The user chose units in the two lists (parameters 8 and 9): scaleUnits becomes their

@@ -499,6 +499,10 @@ bool wkCacheDlgProc_explode::DlgProc(TimeValue, PanelWindow& w, const PanelMessa
             setRangeToAnimation(object, explodeStart, explodeEnd);
             return true;
         }
+        if (m.id == 1126) {
+            object.explodeWithSettings();
+            return true;
+        }
         return false;
     default:
         return false;

@@ -24,6 +24,8 @@ void addCommands(CLI::App& app) {
     addCheckCommand(app);
     addFrameCommand(app);
     addFramesCommand(app);
+    addExplodeCommand(app);
+    addReduceCommand(app);
     addRenderCommand(app);
     addPickCommand(app);
     addSceneCommand(app);

@@ -77,6 +77,9 @@ public:
     std::uint16_t id() const { return r.CurChunkID(); }
     bool isContainer() const { return r.CurChunkIsContainer(); }
     void expectContainer(bool container) const {
+        // A chunk of chunks that holds none is marked as neither: it is empty.
+        if (container && r.Remaining() == 0)
+            return;
         if (isContainer() != container)
             damaged(container ? "a chunk of chunks holds data" : "a data chunk holds chunks");
     }

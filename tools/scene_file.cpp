@@ -7,6 +7,7 @@
 #include "tools/input_file.h"
 #include "tools/module_objects.h"
 #include "tools/scene_binary.h"
+#include "tools/scene_controllers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -728,7 +729,7 @@ private:
             expectKeys(j, path,
                        {"name", "parent", "position", "rotation", "scale", "objectOffset",
                         "visibility", "inheritVisibility", "hidden", "selected", "frozen",
-                        "wireColor", "material", "object"});
+                        "wireColor", "material", "object", "controllers"});
             const std::string name = text(require(j, path, "name"), member(path, "name"));
             if (name.empty())
                 fail(member(path, "name"), "a node needs a name");
@@ -808,6 +809,8 @@ private:
 
     void readNodeSettings(HeadlessNode& node, const Json& j, const std::string& path) {
         readPRS(node.Position(), node.Rotation(), node.Scale(), j, path);
+        if (const Json* v = find(j, "controllers"))
+            ReadNodeControllers(*v, member(path, "controllers"), node);
         if (const Json* v = find(j, "visibility"))
             readFloatTrack(node.Visibility(), *v, member(path, "visibility"));
         if (const Json* v = find(j, "objectOffset")) {

@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessObjects.h"
 #include "object/wkCacheParams.h"
 #include "object/wkCache_obj.h"
+#include "tools/scene_controllers.h"
 #include "tools/scene_file.h"
 
 #include <nlohmann/json.hpp>
@@ -147,6 +148,9 @@ private:
         writePRS(j, node.Position(), node.Rotation(), node.Scale());
         if (node.HasVisibilityTrack())
             j["visibility"] = track(node.Visibility(), floatValue);
+        // Key controllers (as explode makes them) take the place of the tracks above on reading.
+        if (Json keyed = WriteNodeControllers(node); !keyed.empty())
+            j["controllers"] = std::move(keyed);
         const ScaleValue offsetScale = node.GetObjOffsetScale();
         j["objectOffset"] = {{"position", point(node.GetObjOffsetPos())},
                              {"rotation", rotation(node.GetObjOffsetRot())},

@@ -6,6 +6,9 @@
 
 class HeadlessFloatControl final : public Control {
 public:
+    void GetValue(TimeValue t, void* val, Interval&) const override {
+        *static_cast<float*>(val) = track.GetValue(t);
+    }
     float GetFloatValue(TimeValue t) const override { return track.GetValue(t); }
     bool IsKeyAtTime(TimeValue t) const override;
 

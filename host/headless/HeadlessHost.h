@@ -7,6 +7,7 @@
 
 #include "host/Host.h"
 #include "host/headless/HeadlessAssets.h"
+#include "host/headless/HeadlessKeyControl.h"
 #include "host/headless/HeadlessMaterials.h"
 #include "host/headless/HeadlessPRSControl.h"
 #include "host/headless/HeadlessPanels.h"
@@ -39,6 +40,13 @@ public:
         auto control = std::make_unique<HeadlessPRSControl>();
         control->SetDependent(&owner);
         return control;
+    }
+
+    std::unique_ptr<Control> CreateControl(SClass_ID superClass, Class_ID classID) override {
+        return CreateHeadlessKeyControl(superClass, classID);
+    }
+    std::unique_ptr<MatrixControl> CreatePRSControl() override {
+        return std::make_unique<HeadlessPRSControl>();
     }
 
 private:

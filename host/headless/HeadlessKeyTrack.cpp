@@ -17,30 +17,6 @@ Point3 lerp(const Point3& a, const Point3& b, float u) {
 
 // ---- Kochanek-Bartels tangents for values that add and scale (float, Point3)
 
-struct TangentWeights {
-    // Outgoing tangent: prevWeight * (P - Pprev) + nextWeight * (Pnext - P); incoming alike.
-    float outPrev, outNext, inPrev, inNext;
-};
-
-// Weights of key i with neighbours at the given spacings (ticks to the previous and next key).
-TangentWeights tcbWeights(const TCBParams& k, float before, float after) {
-    const float t = 1.0f - k.tension;
-    TangentWeights w{t * (1.0f + k.continuity) * (1.0f + k.bias) * 0.5f,
-                     t * (1.0f - k.continuity) * (1.0f - k.bias) * 0.5f,
-                     t * (1.0f - k.continuity) * (1.0f + k.bias) * 0.5f,
-                     t * (1.0f + k.continuity) * (1.0f - k.bias) * 0.5f};
-    // Uneven spacing: a tangent is measured per segment, so it is scaled to the segment it
-    // belongs to (the outgoing one to the next segment, the incoming one to the previous).
-    const float sum = before + after;
-    const float outScale = 2.0f * after / sum;
-    const float inScale = 2.0f * before / sum;
-    w.outPrev *= outScale;
-    w.outNext *= outScale;
-    w.inPrev *= inScale;
-    w.inNext *= inScale;
-    return w;
-}
-
 template <class T> struct Tangents {
     T in{};
     T out{};
@@ -60,8 +36,8 @@ template <class T> Tangents<T> valueTangents(const std::vector<TrackKey<T>>& key
     }
     const T back = key.value - keys[i - 1].value;
     const T ahead = keys[i + 1].value - key.value;
-    const TangentWeights w = tcbWeights(key.tcb, static_cast<float>(key.time - keys[i - 1].time),
-                                        static_cast<float>(keys[i + 1].time - key.time));
+    const TCBTangentWeights w = TCBWeights(key.tcb, static_cast<float>(key.time - keys[i - 1].time),
+                                           static_cast<float>(keys[i + 1].time - key.time));
     return {back * w.inPrev + ahead * w.inNext, back * w.outPrev + ahead * w.outNext};
 }
 
@@ -110,8 +86,8 @@ Tangents<Quat> rotationControls(const std::vector<TrackKey<Quat>>& keys, const s
         return {here, here};
     const Point3 back = relativeLog(q[i - 1 - first], here);
     const Point3 ahead = relativeLog(here, q[i + 1 - first]);
-    const TangentWeights w =
-        tcbWeights(keys[i].tcb, static_cast<float>(keys[i].time - keys[i - 1].time),
+    const TCBTangentWeights w =
+        TCBWeights(keys[i].tcb, static_cast<float>(keys[i].time - keys[i - 1].time),
                    static_cast<float>(keys[i + 1].time - keys[i].time));
     const Point3 inTangent = back * w.inPrev + ahead * w.inNext;
     const Point3 outTangent = back * w.outPrev + ahead * w.outNext;
@@ -151,6 +127,24 @@ Quat tcbSegment(const std::vector<TrackKey<Quat>>& keys, std::size_t i, float u)
 }
 
 } // namespace
+
+TCBTangentWeights TCBWeights(const TCBParams& k, float before, float after) {
+    const float t = 1.0f - k.tension;
+    TCBTangentWeights w{t * (1.0f + k.continuity) * (1.0f + k.bias) * 0.5f,
+                        t * (1.0f - k.continuity) * (1.0f - k.bias) * 0.5f,
+                        t * (1.0f - k.continuity) * (1.0f + k.bias) * 0.5f,
+                        t * (1.0f + k.continuity) * (1.0f - k.bias) * 0.5f};
+    // Uneven spacing: a tangent is measured per segment, so it is scaled to the segment it
+    // belongs to (the outgoing one to the next segment, the incoming one to the previous).
+    const float sum = before + after;
+    const float outScale = 2.0f * after / sum;
+    const float inScale = 2.0f * before / sum;
+    w.outPrev *= outScale;
+    w.outNext *= outScale;
+    w.inPrev *= inScale;
+    w.inNext *= inScale;
+    return w;
+}
 
 float EaseCurve(float u, float easeFrom, float easeTo) {
     float a = std::clamp(easeFrom, 0.0f, 1.0f);

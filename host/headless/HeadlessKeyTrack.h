@@ -91,6 +91,13 @@ extern template class HeadlessKeyTrack<float>;
 extern template class HeadlessKeyTrack<Point3>;
 extern template class HeadlessKeyTrack<Quat>;
 
+// Kochanek-Bartels weights of the tangents at a key whose neighbours lie `before` and `after`
+// ticks away: outgoing tangent = outPrev * (P - Pprev) + outNext * (Pnext - P), incoming alike.
+struct TCBTangentWeights {
+    float outPrev, outNext, inPrev, inNext;
+};
+TCBTangentWeights TCBWeights(const TCBParams& k, float before, float after);
+
 // The ease curve of a TCB segment: the fraction u of the way from a key whose ease-out is
 // `easeFrom` to one whose ease-in is `easeTo`, slowed at either end. Both 0: u itself.
 float EaseCurve(float u, float easeFrom, float easeTo);

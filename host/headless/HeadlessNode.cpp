@@ -9,6 +9,11 @@ HeadlessNode::HeadlessNode(WStr name_, SceneObject* object_)
     : name(std::move(name_)), object(object_) {}
 
 Matrix3 HeadlessNode::GetLocalTM(TimeValue t) const {
+    if (tmControl) {
+        Matrix3 tm(true);
+        tmControl->GetValue(t, tm);
+        return tm;
+    }
     return ComposePRS(scale.GetValue(t), rotation.GetValue(t), position.GetValue(t));
 }
 
@@ -37,6 +42,8 @@ void HeadlessNode::updateOffset() {
 }
 
 float HeadlessNode::GetLocalVisibility(TimeValue t) {
+    if (visControl)
+        return visControl->GetFloatValue(t);
     return visibility ? visibility->GetValue(t) : 1.0f;
 }
 
@@ -71,4 +78,27 @@ void HeadlessNode::SetParent(HeadlessNode* newParent) {
     parent = newParent;
     if (parent != nullptr)
         parent->children.push_back(this);
+}
+
+void HeadlessNode::SetNodeTM(TimeValue t, const Matrix3& tm) {
+    Matrix3 local = tm;
+    if (parent != nullptr)
+        local = tm * Inverse(parent->GetNodeTM(t));
+    AffineParts parts;
+    decomp_affine(local, &parts);
+    tmControl.reset();
+    // Set, not keyed: one key holds the value at every time.
+    position.ClearKeys();
+    position.AddKey(t, parts.t);
+    rotation.ClearKeys();
+    rotation.AddKey(t, parts.q);
+    scale.ClearKeys();
+    scale.AddKey(t, parts.k * parts.f);
+}
+
+void HeadlessNode::CopyProperties(INode* from) {
+    if (from == nullptr)
+        return;
+    wireColor = from->GetWireColor();
+    inheritVisibility = from->GetInheritVisibility();
 }

@@ -3,7 +3,9 @@
 //
 // The node transform is built from the three tracks of the node's transform controller:
 // scale (factors along the node's axes), then rotation, then position, times the parent's
-// node transform. The object offset applies in front of that, in the same order.
+// node transform. The object offset applies in front of that, in the same order. A transform
+// controller, once given, takes the place of the three tracks, and a visibility controller
+// that of the visibility track.
 #pragma once
 
 #include "host/INode.h"
@@ -38,6 +40,16 @@ public:
     std::uint32_t GetWireColor() const override { return wireColor; }
     ObjectState EvalWorldState(TimeValue t, bool evalHidden = true) override;
     SceneObject* GetObjectRef() const override { return object; }
+    MatrixControl* GetTMController() override { return tmControl.get(); }
+    void SetTMController(std::unique_ptr<MatrixControl> control) override {
+        tmControl = std::move(control);
+    }
+    Control* GetVisController() override { return visControl.get(); }
+    void SetVisController(std::unique_ptr<Control> control) override {
+        visControl = std::move(control);
+    }
+    void SetNodeTM(TimeValue t, const Matrix3& tm) override;
+    void CopyProperties(INode* from) override;
 
     // ---- The scene's settings
     // The local transform as the tracks give it, without the parent.
@@ -89,6 +101,8 @@ private:
     RotationTrack rotation{Quat()};
     Point3Track scale{Point3(1.0f, 1.0f, 1.0f)};
     std::optional<FloatTrack> visibility;
+    std::unique_ptr<MatrixControl> tmControl;
+    std::unique_ptr<Control> visControl;
 
     Point3 offsetPos;
     Quat offsetRot;

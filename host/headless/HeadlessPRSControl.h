@@ -5,6 +5,8 @@
 #include "host/Control.h"
 #include "host/headless/HeadlessKeyTrack.h"
 
+#include <memory>
+
 // p * S * R * T: the rows of the rotation scaled, the position as translation.
 Matrix3 ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position);
 
@@ -17,10 +19,30 @@ public:
     void SetValue(TimeValue t, const SetXFormPacket& packet, int commit, int method) override;
     std::unique_ptr<MatrixControl> Clone(ReferenceMaker& newOwner) const override;
 
+    HeadlessPRSControl() = default;
+    // The tracks copied, the key controllers cloned.
+    HeadlessPRSControl(const HeadlessPRSControl& other);
+    HeadlessPRSControl& operator=(const HeadlessPRSControl&) = delete;
+
     // The tracks, to key directly; NotifyChanged tells the dependent afterwards.
     Point3Track& Position() { return position; }
     RotationTrack& Rotation() { return rotation; }
     Point3Track& Scale() { return scale; }
+
+    // Key controllers in place of the tracks: a position, a rotation and a scale controller
+    // (superclasses 36875, 36876, 36877). A track whose controller is set is not read.
+    bool SetPositionController(std::unique_ptr<Control> c) override {
+        return take(positionControl, std::move(c), CTRL_POSITION_CLASS_ID);
+    }
+    bool SetRotationController(std::unique_ptr<Control> c) override {
+        return take(rotationControl, std::move(c), CTRL_ROTATION_CLASS_ID);
+    }
+    bool SetScaleController(std::unique_ptr<Control> c) override {
+        return take(scaleControl, std::move(c), CTRL_SCALE_CLASS_ID);
+    }
+    Control* GetPositionController() const override { return positionControl.get(); }
+    Control* GetRotationController() const override { return rotationControl.get(); }
+    Control* GetScaleController() const override { return scaleControl.get(); }
 
     // The maker that references this controller (none by default).
     void SetDependent(ReferenceMaker* maker) { dependent = maker; }
@@ -28,8 +50,16 @@ public:
     void NotifyChanged();
 
 private:
+    static bool take(std::unique_ptr<Control>& slot, std::unique_ptr<Control> c, SClass_ID kind) {
+        if (!c || c->SuperClassID() != kind)
+            return false;
+        slot = std::move(c);
+        return true;
+    }
+
     Point3Track position;
     RotationTrack rotation;
     Point3Track scale{Point3(1.0f, 1.0f, 1.0f)};
+    std::unique_ptr<Control> positionControl, rotationControl, scaleControl;
     ReferenceMaker* dependent = nullptr;
 };

@@ -2,7 +2,10 @@
 
 #include "host/UndoHold.h"
 
+#include "host/headless/HeadlessObjects.h"
+
 #include <algorithm>
+#include <cwchar>
 
 // Brings a deleted node back where it was: its place in the scene, its parent, its children.
 class HeadlessScene::DeleteRestore final : public RestoreObj {
@@ -33,6 +36,21 @@ private:
     std::vector<HeadlessNode*> children;
 };
 
+// Takes a new node out of the scene again, and puts it back on redo.
+class HeadlessScene::CreateRestore final : public RestoreObj {
+public:
+    CreateRestore(HeadlessScene& scene_, HeadlessNode& node_) : scene(scene_), node(node_) {}
+    void Restore(bool) override { scene.unlink(node); }
+    void Redo() override {
+        node.ClearAFlag(A_IS_DELETED);
+        scene.live.push_back(&node);
+    }
+
+private:
+    HeadlessScene& scene;
+    HeadlessNode& node;
+};
+
 HeadlessScene::HeadlessScene(UndoHold& hold_) : hold(hold_) {}
 
 // Nodes go before the objects they reference.
@@ -53,8 +71,53 @@ HeadlessNode* HeadlessScene::CreateNode(const WStr& name, SceneObject* object) {
 }
 
 INode* HeadlessScene::CreateObjectNode(std::unique_ptr<SceneObject> object) {
-    SceneObject* raw = object ? AddObject(std::move(object)) : nullptr;
-    return CreateNode(WStr(), raw);
+    return createHeld(object ? AddObject(std::move(object)) : nullptr);
+}
+
+HeadlessNode* HeadlessScene::createHeld(SceneObject* object) {
+    HeadlessNode* node = CreateNode(WStr(), object);
+    hold.Put(std::make_unique<CreateRestore>(*this, *node));
+    return node;
+}
+
+INode* HeadlessScene::CreateInstanceNode(SceneObject* object) {
+    const bool held = std::any_of(objects.begin(), objects.end(),
+                                  [object](const auto& o) { return o.get() == object; });
+    return held && object != nullptr ? createHeld(object) : nullptr;
+}
+
+SceneObject* HeadlessScene::CreatePointHelper() {
+    return AddObject(std::make_unique<HeadlessHelper>());
+}
+
+void HeadlessScene::MakeNameUnique(WStr& name) {
+    if (FindNode(name) == nullptr)
+        return;
+    // The trailing digits are the number to raise; the rest is the stem.
+    const std::wstring& text = name.str();
+    std::size_t stemEnd = text.size();
+    while (stemEnd > 0 && text[stemEnd - 1] >= L'0' && text[stemEnd - 1] <= L'9')
+        --stemEnd;
+    const std::wstring stem = text.substr(0, stemEnd);
+    for (unsigned n = 1;; ++n) {
+        wchar_t digits[16];
+        std::swprintf(digits, 16, L"%03u", n);
+        const WStr candidate(stem + digits);
+        if (FindNode(candidate) == nullptr) {
+            name = candidate;
+            return;
+        }
+    }
+}
+
+void HeadlessScene::ClearSelection() {
+    for (HeadlessNode* node : live)
+        node->SetSelected(false);
+}
+
+void HeadlessScene::SelectNode(INode* node) {
+    if (HeadlessNode* found = Find(node))
+        found->SetSelected(true);
 }
 
 void HeadlessScene::unlink(HeadlessNode& node) {

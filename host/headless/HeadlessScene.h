@@ -30,6 +30,13 @@ public:
     std::vector<INode*> NodesReferencing(const SceneObject* object) override;
     int TestForLoop(INode* node, const SceneObject* maker) override;
     bool DependsOn(INode* node, const SceneObject* object) override;
+    INode* CreateInstanceNode(SceneObject* object) override;
+    SceneObject* CreatePointHelper() override;
+    INode* GetINodeByName(const WStr& name) override { return FindNode(name); }
+    void MakeNameUnique(WStr& name) override;
+    void ClearSelection() override;
+    void SelectNode(INode* node) override;
+    void RedrawViews(TimeValue) override { ++redraws; }
     std::vector<INode*> SelectedNodes() override;
 
     // ---- Building
@@ -55,6 +62,9 @@ public:
 
 private:
     class DeleteRestore;
+    class CreateRestore;
+    // A new node, as an undoable step when the hold is holding.
+    HeadlessNode* createHeld(SceneObject* object);
     void unlink(HeadlessNode& node);
 
     UndoHold& hold;

@@ -116,6 +116,13 @@ TEST(SceneBinary, RoundTripsWriteTheSameJson) {
                  readText(std::string(WKCACHE_SOURCE_DIR) + "/tests/cli/scenes/falling_boxes.json"),
                  host);
          }},
+        // No material: the materials chunk is written empty and must read back.
+        {"no materials",
+         [](HeadlessHost& host) {
+             LoadSceneText(R"({"wkcacheScene": 1, "nodes": [{"name": "box", "object":
+                 {"type": "box", "width": 2, "length": 2, "height": 1}}]})",
+                           host);
+         }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
