@@ -10,6 +10,9 @@
 
 #include "host/Point.h"
 
+#include <cmath>
+#include <numbers>
+
 class Matrix3;
 
 struct Quat {
@@ -69,7 +72,29 @@ struct SlerpArc {
     float sinom = 0.0f;
 };
 SlerpArc MakeSlerpArc(const Quat& a, const Quat& b);
-Quat Slerp(const Quat& a, const Quat& b, float t, const SlerpArc& arc);
+
+// Below this the arc is too short (or too near a half turn) for sin(omega) to divide by.
+inline constexpr float kSlerpEpsilon = 1e-6f;
+
+// Inline: playback runs it once per element and frame, where a call and a Quat returned through
+// memory cost as much as the arithmetic.
+inline Quat Slerp(const Quat& a, const Quat& b, float t, const SlerpArc& arc) {
+    if (1.0f + arc.cosom > kSlerpEpsilon) {
+        float sa, sb;
+        if (1.0f - arc.cosom > kSlerpEpsilon) {
+            sa = std::sin((1.0f - t) * arc.omega) / arc.sinom;
+            sb = std::sin(t * arc.omega) / arc.sinom;
+        } else {
+            sa = 1.0f - t;
+            sb = t;
+        }
+        return a * sa + b * sb;
+    }
+    // b is -a: turn through a quaternion perpendicular to a.
+    const Quat perp(-a.y, a.x, -a.w, a.z);
+    constexpr float halfPi = std::numbers::pi_v<float> * 0.5f;
+    return a * std::sin((1.0f - t) * halfPi) + perp * std::sin(t * halfPi);
+}
 
 struct AngAxis {
     Point3 axis{0.0f, 0.0f, 1.0f};

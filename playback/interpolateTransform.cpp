@@ -15,28 +15,6 @@ TransformArcs TransformArcs::Between(const AffineParts& pa, const AffineParts& p
 
 namespace {
 
-// Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
-// identity. Q's rows are those of Quat::MakeMatrix, written out.
-Matrix3& composeAxisStretch(Matrix3& out, const Quat& q, const Point3& k, float f,
-                            const Point3& t) {
-    const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
-    const float xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
-    const float wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
-    const float r[3][3] = {{1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy)},
-                           {2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx)},
-                           {2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy)}};
-    const float kk[3] = {k.x, k.y, k.z};
-    float* m = out.GetAddr();
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            m[3 * i + j] = kk[i] * r[i][j] * f;
-    m[9] = t.x;
-    m[10] = t.y;
-    m[11] = t.z;
-    out.SetIdentFlags(0);
-    return out;
-}
-
 Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
                     const TransformArcs& arcs, float fraction) {
     const float a = fraction;
@@ -105,16 +83,6 @@ RigidBlend RigidBlend::Of(const AffineParts& pa, const AffineParts& pb, const Tr
     r.fa = pa.f;
     r.fb = pb.f;
     return r;
-}
-
-Matrix3& RigidBlend::at(Matrix3& out, float fraction) const {
-    const float a = fraction;
-    const float b = 1.0f - a;
-    const Point3 t = ta * b + tb * a;
-    const Quat rot = Slerp(qa, qTo, a, q);
-    const Point3 k = ka * b + kb * a;
-    const float f = fb * a + fa * b;
-    return composeAxisStretch(out, rot, k, f, t);
 }
 
 int TransformMemo::find(const Matrix3& m) const {

@@ -39,6 +39,39 @@ struct RigidBlend {
     Matrix3& at(Matrix3& out, float fraction) const;
 };
 
+// Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
+// identity. Q's rows are those of Quat::MakeMatrix, written out. Inline with RigidBlend::at:
+// playback writes an element's vertices right after, from the values still in registers.
+inline Matrix3& composeAxisStretch(Matrix3& out, const Quat& q, const Point3& k, float f,
+                                   const Point3& t) {
+    const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
+    const float xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
+    const float wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
+    const float r[3][3] = {{1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy)},
+                           {2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx)},
+                           {2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy)}};
+    const float kk[3] = {k.x, k.y, k.z};
+    float* m = out.GetAddr();
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            m[3 * i + j] = kk[i] * r[i][j] * f;
+    m[9] = t.x;
+    m[10] = t.y;
+    m[11] = t.z;
+    out.SetIdentFlags(0);
+    return out;
+}
+
+inline Matrix3& RigidBlend::at(Matrix3& out, float fraction) const {
+    const float a = fraction;
+    const float b = 1.0f - a;
+    const Point3 t = ta * b + tb * a;
+    const Quat rot = Slerp(qa, qTo, a, q);
+    const Point3 k = ka * b + kb * a;
+    const float f = fb * a + fa * b;
+    return composeAxisStretch(out, rot, k, f, t);
+}
+
 // The factors of the last two matrices one element blended, each kept with the matrix it came
 // from. Playback blends the same two samples of an element over several frames, and keeps one
 // of them when it moves on to the next pair, so most frames decompose nothing. A matrix is

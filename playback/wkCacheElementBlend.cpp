@@ -1,8 +1,5 @@
 #include "playback/wkCacheElementBlend.h"
 
-#include <bit>
-#include <cmath>
-
 namespace WelkardTools {
 
 std::int64_t wkCacheRowLookup::row(std::int32_t sample) {
@@ -16,27 +13,17 @@ std::int64_t wkCacheRowLookup::row(std::int32_t sample) {
     return held[k];
 }
 
-const Matrix3& elementFrameTransform(wkCacheRowLookup& rows, std::int32_t element,
-                                     const wkCacheSampleLocation& at, wkCacheElementBlend& blend,
-                                     TransformMemo& memo) {
+const Matrix3& elementFrameTransformFromRows(wkCacheRowLookup& rows, std::int32_t element,
+                                             const wkCacheSampleLocation& at,
+                                             wkCacheElementBlend& blend, TransformMemo& memo) {
     const std::uint64_t version = rows.sampleRows().version();
-    const bool samePair = blend.rowsVersion == version && blend.sample == at.sample &&
-                          blend.interpolate == at.interpolate &&
-                          (!at.interpolate || blend.nextSample == at.nextSample);
-    // Fractions by their bits: -0 and +0 are not the same fraction to every blend.
-    if (samePair && (!at.interpolate || std::bit_cast<std::uint32_t>(blend.fraction) ==
-                                            std::bit_cast<std::uint32_t>(at.fraction)))
-        return blend.tm;
-
     blend.fraction = at.fraction;
-    if (samePair && blend.rigid && std::isfinite(at.fraction))
-        return blend.pair.at(blend.tm, at.fraction);
-
     blend.rowsVersion = version;
     blend.sample = at.sample;
     blend.nextSample = at.nextSample;
     blend.interpolate = at.interpolate;
     blend.rigid = false;
+    blend.tmStale = false;
     const Matrix3 first = rows.sampleRows().transformAt(rows.row(at.sample), element);
     if (!at.interpolate) {
         blend.tm = first;

@@ -369,8 +369,8 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        Matrix3 tm =
-            elementFrameTransform(rows, i, e, state.elementBlends[at], state.transformMemos[at]);
+        Matrix3 tm;
+        elementFrameTransform(rows, i, e, state.elementBlends[at], state.transformMemos[at], tm);
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
