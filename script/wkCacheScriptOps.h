@@ -38,5 +38,10 @@ bool setGroupMatID(wkCache_obj& object, const WStr& name, std::int32_t matID);
 FPValue cacheFact(wkCache_obj& object, FunctionID getter);
 // Every open cache and the nodes that show it, to the listener.
 void debugPrint();
+// Explode with the script flag (the scene's selection stays); the new nodes as an array.
+Value explode(wkCache_obj& object, const FPParams& p);
+// Key reduction of a node's transform controllers, a controller, or an array of these; raises
+// for any other value.
+bool reduceKeys(wkCache_obj& object, const FPParams& p);
 
 } // namespace wkCacheScript

@@ -239,6 +239,12 @@ FPStatus wkCache_mxs::Invoke(FunctionID fid, TimeValue, FPValue& result, const F
         o.removeAllGroups();
         answer(FPT_VOID, Value());
         break;
+    case fnExplode:
+        answer(FPT_VALUE, explode(o, p));
+        break;
+    case fnReduceKeys:
+        yes(reduceKeys(o, p));
+        break;
     case fnDebugPrint:
         debugPrint();
         answer(FPT_VOID, Value());

@@ -177,3 +177,14 @@ def test_interface_errors(recorded):
     with pytest.raises(AttributeError):
         obj.fns.noSuchFunction
     assert "cacheHasSpecifiedNormals" in dir(obj.fns)
+
+
+def test_explode_and_reduce_keys(recorded):
+    scene, obj = recorded
+    nodes = obj.fns.explode((0, 3200), 320, reduceKeys=False)
+    assert len(nodes) == obj.fns.cacheNumNodes and all(isinstance(n, wkcache.Node) for n in nodes)
+    assert obj.fns.reduceKeys(nodes, (0, 3200), 160) is True
+    # Anything but nodes and controllers is refused, naming the value.
+    with pytest.raises(wkcache.ScriptError,
+                       match="controller parameter must be \\(an array of\\) nodes/controllers, got: 5"):
+        obj.fns.reduceKeys(5, (0, 3200), 160)
