@@ -28,7 +28,7 @@ command -v clang++ >/dev/null || die "clang++ is needed for libFuzzer (apt-get i
 target="${FUZZ_TARGET:-reader_fuzz}"
 case "$target" in
     reader_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/corpus" malloc_mb=64 ;;
-    # A scene may build up to a million vertices and faces; a mesh array is one allocation.
+    # A scene may build up to four million vertices and faces; a mesh array is one allocation.
     scene_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/scene_corpus $WKCACHE_ROOT/tests/cli/scenes" malloc_mb=256 ;;
     cli_fuzz) seeds="$WKCACHE_ROOT/tests/fuzz/cli_corpus" malloc_mb=256 ;;
     *) die "FUZZ_TARGET must be reader_fuzz, scene_fuzz or cli_fuzz, not '$target'" ;;

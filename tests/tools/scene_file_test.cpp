@@ -188,9 +188,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadScene{
             R"({"wkcacheScene": 1, "nodes": [{"name": "A", "position": {"keys": [{"frame": 1e12, "value": [0, 0, 0]}]}}]})",
             "nodes[0].position.keys[0].frame: beyond the range of time"},
-        BadScene{R"({"wkcacheScene": 1, "nodes": [{"name": "A", "object": {"type": "plane",
-                   "segments": [1000, 1000]}}]})",
-                 "nodes[0].object: the scene's meshes would hold more than 1000000 vertices"},
+        BadScene{R"({"wkcacheScene": 1, "nodes": [
+                   {"name": "A", "object": {"type": "plane", "segments": [1000, 1000]}},
+                   {"name": "B", "object": {"type": "plane", "segments": [1000, 1000]}}]})",
+                 "nodes[1].object: the scene's meshes would hold more than 4000000 vertices"},
         BadScene{R"({"wkcacheScene": 1, "nodes": [{"name": "A", "parent": "C"}, {"name": "B",
                    "parent": "A"}, {"name": "C", "parent": "B"}]})",
                  "linking here would make a loop of parents"},

@@ -165,7 +165,8 @@ Quat rotation(const Json& j, const std::string& path) {
 }
 
 // Bounds of what a scene file may build; see Builder::spend.
-constexpr std::int64_t kSceneGeometryLimit = 1'000'000;
+// Four million: room for a benchmark scene of a million vertices with their faces.
+constexpr std::int64_t kSceneGeometryLimit = 4'000'000;
 constexpr std::size_t kSceneNodeLimit = 100'000;
 
 class Builder {
