@@ -53,7 +53,6 @@ inline constexpr const wchar_t* kGroupDistance = L"Group Distance";        // 13
 inline constexpr const wchar_t* kGroupAge = L"Group Age";                  // 132
 inline constexpr const wchar_t* kGroupMatID = L"Group MatID";              // 134
 inline constexpr const wchar_t* kGroupOffset = L"Group Offset";            // 135
-inline constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes"; // 143
 
 // Pickers.
 inline constexpr const wchar_t* kSelectObjectsToAdd = L"Select objects to add";     // 9
