@@ -55,5 +55,6 @@ void addReduceCommand(CLI::App& app);  // reduce_command.cpp
 void addRenderCommand(CLI::App& app); // render_command.cpp
 void addPickCommand(CLI::App& app);   // pick_command.cpp
 void addSceneCommand(CLI::App& app);  // scene_command.cpp
+void addServeCommand(CLI::App& app);  // serve_command.cpp
 
 } // namespace wkcli

@@ -29,6 +29,7 @@ void addCommands(CLI::App& app) {
     addRenderCommand(app);
     addPickCommand(app);
     addSceneCommand(app);
+    addServeCommand(app);
 }
 
 int run(int argc, char** argv) {
