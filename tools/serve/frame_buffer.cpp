@@ -21,6 +21,31 @@ bool Drawable(const Face& face, std::uint32_t verts) {
     return !face.Hidden() && face.v[0] < verts && face.v[1] < verts && face.v[2] < verts;
 }
 
+// FNV-1a over the overlay's bytes, 0 for no overlay.
+std::uint32_t OverlayKey(const FrameContent& content) {
+    std::uint32_t key = 0x811c9dc5u;
+    const auto mix = [&key](const void* data, std::size_t bytes) {
+        for (std::size_t i = 0; i < bytes; ++i) {
+            key ^= static_cast<const unsigned char*>(data)[i];
+            key *= 0x01000193u;
+        }
+    };
+    std::size_t items = 0;
+    if (content.markers != nullptr) {
+        items += content.markers->size();
+        mix(content.markers->data(), content.markers->size() * sizeof(Point3));
+    }
+    if (content.segments != nullptr) {
+        items += content.segments->size();
+        for (const OverlayWindow::Segment& s : *content.segments) {
+            mix(&s.a, sizeof s.a);
+            mix(&s.b, sizeof s.b);
+            mix(&s.colour, sizeof s.colour);
+        }
+    }
+    return items == 0 ? 0 : key == 0 ? 1 : key;
+}
+
 } // namespace
 
 std::uint64_t TopologyKey(const Mesh& mesh) {
@@ -44,7 +69,8 @@ std::uint64_t TopologyKey(const Mesh& mesh) {
     return key == 0 ? 1 : key;
 }
 
-std::string EncodeFrame(const FrameContent& content, std::uint64_t knownTopology) {
+std::string EncodeFrame(const FrameContent& content, std::uint64_t knownTopology,
+                        std::uint32_t knownOverlay) {
     const Mesh* mesh =
         content.mesh != nullptr && content.mesh->getNumVerts() > 0 ? content.mesh : nullptr;
     const std::uint64_t key = mesh != nullptr ? TopologyKey(*mesh) : 0;
@@ -56,15 +82,19 @@ std::string EncodeFrame(const FrameContent& content, std::uint64_t knownTopology
     if (kind == kFrameFull)
         for (int f = 0; f < mesh->getNumFaces(); ++f)
             faces += Drawable(mesh->getFace(f), verts) ? 1 : 0;
-    const std::size_t markers = content.markers != nullptr ? content.markers->size() : 0;
-    const std::size_t segments = content.segments != nullptr ? content.segments->size() : 0;
+    const std::uint32_t overlay = OverlayKey(content);
+    const bool sendOverlay = overlay != knownOverlay;
+    const std::size_t markers =
+        sendOverlay && content.markers != nullptr ? content.markers->size() : 0;
+    const std::size_t segments =
+        sendOverlay && content.segments != nullptr ? content.segments->size() : 0;
 
     std::string out;
     out.reserve(kFrameHeaderBytes + verts * 12u + faces * 16u + markers * 12u + segments * 28u);
     for (const std::uint32_t word :
          {kFrameMagic, kind, static_cast<std::uint32_t>(content.time), verts, faces,
           static_cast<std::uint32_t>(markers), static_cast<std::uint32_t>(segments),
-          static_cast<std::uint32_t>(key), static_cast<std::uint32_t>(key >> 32), 0u})
+          static_cast<std::uint32_t>(key), static_cast<std::uint32_t>(key >> 32), overlay})
         PutWord(out, word);
     for (int row = 0; row < 4; ++row)
         PutPoint(out, content.objectTM.GetRow(row));

@@ -1,7 +1,7 @@
 // The binary frames the browser plays: little-endian 32-bit words, floats in single precision.
 //
 //   header   10 words: magic "WKF1", kind, time (ticks), vertex count, face count, marker
-//            count, segment count, topology key (low, high), 0
+//            count, segment count, topology key (low, high), overlay key
 //   tm       12 floats: object to world, rows x, y, z and the translation
 //   vertices 3 floats each, object space
 //   faces    (kind 1 only) 3 vertex indices each, then one material id each
@@ -39,7 +39,9 @@ struct FrameContent {
     const std::vector<Point3>* markers = nullptr;
 };
 
-// The frame for a page that holds the faces of `knownTopology` (0: none).
-std::string EncodeFrame(const FrameContent& content, std::uint64_t knownTopology);
+// The frame for a page that holds the faces of `knownTopology` and the overlay of
+// `knownOverlay` (0: none).
+std::string EncodeFrame(const FrameContent& content, std::uint64_t knownTopology,
+                        std::uint32_t knownOverlay);
 
 } // namespace wkserve

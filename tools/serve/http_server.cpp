@@ -137,7 +137,8 @@ void HttpServer::routes() {
     });
     s.Get("/api/frame", [this](const httplib::Request& req, httplib::Response& res) {
         Answer(res, [&] {
-            return session.frame(req.get_param_value("time"), req.get_param_value("topology"));
+            return session.frame(req.get_param_value("time"), req.get_param_value("topology"),
+                                 req.get_param_value("overlay"));
         });
     });
     s.Get("/api/files", [this](const httplib::Request&, httplib::Response& res) {

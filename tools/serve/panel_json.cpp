@@ -72,9 +72,9 @@ Json ControlState(const HeadlessWindow& window, const HeadlessControl& c) {
         out["tooltip"] = utf8(*c.tooltip);
     if (c.kind == ControlKind::CheckBox || c.kind == ControlKind::CheckButton ||
         c.kind == ControlKind::RadioButton || c.highlight)
-        out["checked"] = c.checked;
+        out["checked"] = window.GetCheck(c.id);
     if (c.kind == ControlKind::Spinner) {
-        out["value"] = c.value;
+        out["value"] = window.GetSpinnerValue(c.id);
         out["low"] = c.low;
         out["high"] = c.high;
         out["isFloat"] = c.isFloat;
@@ -87,7 +87,7 @@ Json ControlState(const HeadlessWindow& window, const HeadlessControl& c) {
         for (const HeadlessListRow& row : c.rows)
             rows.push_back({{"text", utf8(row.text)}, {"marked", row.marked}});
         out["rows"] = std::move(rows);
-        out["selected"] = c.curSel;
+        out["selected"] = window.ListCurSel(c.id);
     }
     // The parameter a bound control writes, by its internal name: the page's label for
     // controls that carry no caption of their own.
@@ -105,6 +105,7 @@ Json WindowState(const HeadlessWindow& window) {
         controls.push_back(ControlState(window, c));
     Json out = {{"dialogId", window.DialogId()},
                 {"title", utf8(window.Title())},
+                {"closed", window.Closed()},
                 {"ended", window.Result().has_value()},
                 {"controls", std::move(controls)}};
     if (window.fileRequest != nullptr)

@@ -22,23 +22,24 @@ void SceneThread::stop() {
 }
 
 Reply SceneThread::call(std::function<Reply()> job) {
-    Job entry{std::move(job), {}, false};
-    std::future<Reply> answer = entry.answer.get_future();
+    auto entry = std::make_shared<Job>();
+    entry->work = std::move(job);
+    std::future<Reply> answer = entry->answer.get_future();
     {
         std::lock_guard guard(lock);
         if (stopping)
             return {503, R"({"error":"the server is stopping"})"};
-        queue.push_back(&entry);
+        queue.push_back(std::move(entry));
     }
     wake.notify_all();
     return answer.get();
 }
 
-void SceneThread::run(Job& job) {
-    running.push_back(&job);
+void SceneThread::run(const std::shared_ptr<Job>& job) {
+    running.push_back(job);
     Reply reply;
     try {
-        reply = job.work();
+        reply = job->work();
     } catch (const nlohmann::json::exception& e) {
         reply = {400, nlohmann::json{{"error", e.what()}}.dump()};
     } catch (const std::invalid_argument& e) {
@@ -47,19 +48,19 @@ void SceneThread::run(Job& job) {
         reply = {500, nlohmann::json{{"error", e.what()}}.dump()};
     }
     running.pop_back();
-    if (!job.answered)
-        job.answer.set_value(std::move(reply));
+    if (!job->answered)
+        job->answer.set_value(std::move(reply));
 }
 
 void SceneThread::serve(const std::function<bool()>& done) {
     while (!done()) {
-        Job* job = nullptr;
+        std::shared_ptr<Job> job;
         {
             std::unique_lock guard(lock);
             wake.wait(guard, [&] { return stopping || !queue.empty(); });
             if (stopping) {
                 // Callers still queued get their refusal; the thread winds down.
-                for (Job* waiting : queue)
+                for (const std::shared_ptr<Job>& waiting : queue)
                     waiting->answer.set_value({503, R"({"error":"the server is stopping"})"});
                 queue.clear();
                 return;
@@ -67,15 +68,15 @@ void SceneThread::serve(const std::function<bool()>& done) {
             job = queue.front();
             queue.pop_front();
         }
-        run(*job);
+        run(job);
     }
 }
 
 bool SceneThread::runModal(const std::function<bool()>& done, const std::function<Reply()>& reply) {
-    for (Job* job : running)
+    for (const std::shared_ptr<Job>& job : running)
         if (!job->answered) {
-            job->answer.set_value(reply());
             job->answered = true;
+            job->answer.set_value(reply());
         }
     serve(done);
     return done();

@@ -12,6 +12,7 @@
 #include <deque>
 #include <functional>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -49,12 +50,14 @@ private:
         bool answered = false;
     };
     void serve(const std::function<bool()>& done);
-    void run(Job& job);
+    void run(const std::shared_ptr<Job>& job);
 
     std::mutex lock;
     std::condition_variable wake;
-    std::deque<Job*> queue;
-    std::vector<Job*> running; // the jobs on the scene thread now, outermost first
+    // Shared with nobody but kept alive by the thread: a caller answered early (a modal wait)
+    // returns while its job still runs.
+    std::deque<std::shared_ptr<Job>> queue;
+    std::vector<std::shared_ptr<Job>> running; // on the scene thread now, outermost first
     bool stopping = false;
     std::thread worker;
 };

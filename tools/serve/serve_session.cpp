@@ -266,21 +266,26 @@ Reply ServeSession::answer(const std::string& body) {
     });
 }
 
-Reply ServeSession::frame(const std::string& timeText, const std::string& topologyText) {
-    TimeValue t = 0;
-    std::uint64_t known = 0;
-    const auto parsedTime = std::from_chars(timeText.data(), timeText.data() + timeText.size(), t);
-    if (timeText.empty() || parsedTime.ec != std::errc() ||
-        parsedTime.ptr != timeText.data() + timeText.size())
-        throw std::invalid_argument("\"time\" must be a whole number of ticks");
-    if (!topologyText.empty()) {
-        const auto parsedKey = std::from_chars(
-            topologyText.data(), topologyText.data() + topologyText.size(), known, 16);
-        if (parsedKey.ec != std::errc() ||
-            parsedKey.ptr != topologyText.data() + topologyText.size())
-            throw std::invalid_argument("\"topology\" must be a hexadecimal key");
-    }
-    return thread->call([this, t, known] {
+// A whole number in `base` that fills the text; empty is 0.
+template <class T> T ParseNumber(const std::string& text, int base, const char* name) {
+    T value = 0;
+    if (text.empty())
+        return value;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value, base);
+    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size())
+        throw std::invalid_argument(std::string("\"") + name + "\" is not a number in base " +
+                                    std::to_string(base));
+    return value;
+}
+
+Reply ServeSession::frame(const std::string& timeText, const std::string& topologyText,
+                          const std::string& overlayText) {
+    if (timeText.empty())
+        throw std::invalid_argument("\"time\" is needed, in ticks");
+    const auto t = ParseNumber<TimeValue>(timeText, 10, "time");
+    const auto known = ParseNumber<std::uint64_t>(topologyText, 16, "topology");
+    const auto knownOverlay = ParseNumber<std::uint32_t>(overlayText, 16, "overlay");
+    return thread->call([this, t, known, knownOverlay] {
         host.Time().SetTime(t);
         object.TimeChanged(t);
         OverlayWindow overlay(&object.getMesh());
@@ -295,7 +300,7 @@ Reply ServeSession::frame(const std::string& timeText, const std::string& topolo
         content.time = t;
         content.segments = &overlay.Segments();
         content.markers = &overlay.Markers();
-        return Reply{200, EncodeFrame(content, known), "application/octet-stream"};
+        return Reply{200, EncodeFrame(content, known, knownOverlay), "application/octet-stream"};
     });
 }
 

@@ -40,8 +40,9 @@ public:
     Reply undo(bool redo);
     // {"answer": N}: the button of the open question (6 yes, 7 no, 1 OK).
     Reply answer(const std::string& body);
-    // The binary frame at `time` (ticks); `topology`: the key the page holds, in hex.
-    Reply frame(const std::string& time, const std::string& topology);
+    // The binary frame at `time` (ticks); `topology` and `overlay`: the keys the page holds,
+    // in hex.
+    Reply frame(const std::string& time, const std::string& topology, const std::string& overlay);
     // {"level": 0|1|2}
     Reply level(const std::string& body);
     // {"time", "width", "height", "view": 16 numbers (world to view, column-major),
