@@ -16,6 +16,10 @@ PACKAGES=(
     pybind11-dev
     python3-numpy
     python3-pytest     # its tests
+    libcpp-httplib-dev # wkcache serve
+    libjs-three        # its viewport, served with the page
+    chromium           # its browser test (headless)
+    nodejs             # runs the browser test
 )
 
 installed() {
@@ -31,9 +35,21 @@ missing=()
 for pkg in "${PACKAGES[@]}"; do
     installed "$pkg" || missing+=("$pkg")
 done
+# npm may come with another build of node than Debian's: only a missing command needs it.
+command -v npm >/dev/null || missing+=(npm)
+
+# The browser test's driver, from web/package-lock.json; it uses the installed chromium and
+# downloads no browser.
+npm_packages() {
+    if [ ! -d "$WKCACHE_ROOT/web/node_modules/puppeteer-core" ]; then
+        say "Installing the npm packages of web/"
+        (cd "$WKCACHE_ROOT/web" && PUPPETEER_SKIP_DOWNLOAD=1 npm ci --no-audit --no-fund)
+    fi
+}
 
 if [ ${#missing[@]} -eq 0 ]; then
     say "All required packages are installed"
+    npm_packages
     exit 0
 fi
 
@@ -46,3 +62,4 @@ say "Installing missing packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -q
 apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null
+npm_packages

@@ -1,0 +1,197 @@
+// wkcache serve through HTTP, with cpp-httplib's client: what is refused (and leaves the scene
+// as it was), two clients on one scene, a modal dialog answered over several requests, the
+// fast path of frames, and saving inside the served folder only.
+#include "tests/object/CacheObjectFixture.h"
+#include "tools/common/scene_file.h"
+#include "tools/serve/frame_buffer.h"
+#include "tools/serve/http_server.h"
+
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include <cstring>
+
+#include <thread>
+
+namespace {
+
+using Json = nlohmann::json;
+
+class ServeHttpTest : public objtest::CacheObjectTest {
+protected:
+    std::unique_ptr<wkserve::ServedFolder> folder;
+    std::unique_ptr<wkserve::ServeSession> session;
+    std::unique_ptr<wkserve::HttpServer> server;
+    std::thread serving;
+    int port = -1;
+    const std::string token = wkserve::NewToken();
+
+    void SetUp() override {
+        CacheObjectTest::SetUp();
+        object->setPanelOpen(false);
+        useFile(path);
+        folder = std::make_unique<wkserve::ServedFolder>(dir.path());
+        session = std::make_unique<wkserve::ServeSession>(host, *object, *node, *folder);
+        server = std::make_unique<wkserve::HttpServer>(
+            *session,
+            wkserve::ServerOptions{"127.0.0.1", 0, token, WKCACHE_SOURCE_DIR "/web", dir.path()});
+        port = server->bind();
+        ASSERT_GT(port, 0);
+        serving = std::thread([this] { server->listen(); });
+    }
+    void TearDown() override {
+        server->stop();
+        serving.join();
+        server.reset();
+        session.reset();
+        CacheObjectTest::TearDown();
+    }
+    httplib::Headers headers(const std::string& with = "") const {
+        return {{"X-Wkcache-Token", with.empty() ? token : with}};
+    }
+    httplib::Client client() const { return httplib::Client("127.0.0.1", port); }
+    Json post(const std::string& what, const Json& body, int status = 200) {
+        auto res = client().Post(what.c_str(), headers(), body.dump(), "application/json");
+        EXPECT_TRUE(res && res->status == status)
+            << what << " " << body << " " << (res ? res->body : "no answer");
+        return res ? Json::parse(res->body, nullptr, false) : Json();
+    }
+    Json state() {
+        auto res = client().Get("/api/state", headers());
+        return res ? Json::parse(res->body) : Json();
+    }
+    static const Json* control(const Json& state, int id) {
+        for (const char* list : {"dialogs", "rollouts"})
+            for (const Json& window : state[list])
+                for (const Json& c : window["controls"])
+                    if (c["id"] == id)
+                        return &c;
+        return nullptr;
+    }
+};
+
+TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
+    const Json before = state();
+    struct Case {
+        const char* what;
+        const char* method;
+        std::string path, body;
+        httplib::Headers extra;
+        int status;
+    };
+    const std::string host = "127.0.0.1:" + std::to_string(port);
+    const Case cases[] = {
+        {"no token", "GET", "/api/state", "", {{"X-Wkcache-Token", ""}}, 403},
+        {"wrong token", "GET", "/api/state", "", {{"X-Wkcache-Token", "0123"}}, 403},
+        {"another origin",
+         "POST",
+         "/api/action",
+         R"({"do":"press","id":1042})",
+         {{"Origin", "http://elsewhere.example"}},
+         403},
+        {"a rebound name",
+         "GET",
+         "/api/state",
+         "",
+         {{"Host", "elsewhere.example:" + std::to_string(port)}},
+         403},
+        {"not JSON", "POST", "/api/action", "{press", {}, 400},
+        {"no id", "POST", "/api/action", R"({"do":"press"})", {}, 400},
+        {"unknown verb", "POST", "/api/action", R"({"do":"paint","id":1042})", {}, 400},
+        {"unknown control", "POST", "/api/action", R"({"do":"press","id":424242})", {}, 400},
+        {"typing into a button",
+         "POST",
+         "/api/action",
+         R"({"do":"type","id":1026,"text":"x"})",
+         {},
+         400},
+        {"frame without time", "GET", "/api/frame", "", {}, 400},
+        {"frame at no time", "GET", "/api/frame?time=1e3", "", {}, 400},
+        {"a key that is not hex", "GET", "/api/frame?time=0&topology=zz", "", {}, 400},
+        {"a short camera",
+         "POST",
+         "/api/pick",
+         R"({"time":0,"width":10,"height":10,"view":[1,2],"fov":45,"x0":0,"y0":0,"x1":1,"y1":1})",
+         {},
+         400},
+        {"a level that is not", "POST", "/api/level", R"({"level":7})", {}, 400},
+        {"an answer without a question", "POST", "/api/answer", R"({"answer":6})", {}, 409},
+        {"saving above the folder", "POST", "/api/save", R"({"name":"../outside.wks"})", {}, 403},
+        {"saving elsewhere", "POST", "/api/save", R"({"name":"/tmp/outside.wks"})", {}, 403},
+        {"saving a text", "POST", "/api/save", R"({"name":"notes.txt"})", {}, 400},
+        {"a page above the pages", "GET", "/three/../../../../etc/passwd", "", {}, 404},
+    };
+    for (const Case& c : cases) {
+        httplib::Headers h = headers();
+        for (const auto& [key, value] : c.extra) {
+            h.erase(key);
+            if (!value.empty())
+                h.emplace(key, value);
+        }
+        auto res = std::string(c.method) == "GET"
+                       ? client().Get(c.path.c_str(), h)
+                       : client().Post(c.path.c_str(), h, c.body, "application/json");
+        ASSERT_TRUE(res) << c.what;
+        EXPECT_EQ(res->status, c.status) << c.what << ": " << res->body;
+    }
+    EXPECT_EQ(state().dump(), before.dump()); // nothing moved, not even the version
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "../outside.wks"));
+}
+
+TEST_F(ServeHttpTest, TwoClientsShareOneSceneAndADialogSpansRequests) {
+    const Json first = state();
+    post("/api/action", {{"do", "press"}, {"id", 1042}}); // Display Icon, in one client
+    const Json seen = state();                            // and read through another
+    EXPECT_NE((*control(seen, 1042))["checked"], (*control(first, 1042))["checked"]);
+    EXPECT_GT(seen["version"].get<int>(), first["version"].get<int>());
+    auto unchanged =
+        client().Get(("/api/state?since=" + seen["version"].dump()).c_str(), headers());
+    EXPECT_EQ(unchanged->status, 204);
+
+    // New Group opens the Group Name dialog, which waits for the next requests.
+    post("/api/action", {{"do", "press"}, {"id", 1069}});
+    ASSERT_EQ(state()["dialogs"].size(), 1u);
+    post("/api/undo", Json::object(), 409); // not while a dialog is open
+    post("/api/action", {{"do", "type"}, {"id", 1068}, {"text", "Rocks"}});
+    post("/api/action", {{"do", "press"}, {"id", IDC_OK}});
+    const Json grouped = state();
+    EXPECT_TRUE(grouped["dialogs"].empty());
+    ASSERT_EQ((*control(grouped, 1070))["rows"].size(), 1u);
+    EXPECT_EQ(grouped["undo"], "Add Group");
+    post("/api/undo", Json::object());
+    EXPECT_TRUE((*control(state(), 1070))["rows"].empty());
+}
+
+TEST_F(ServeHttpTest, FramesSendOnlyVerticesWhileTheFacesStay) {
+    auto full = client().Get("/api/frame?time=0", headers());
+    ASSERT_TRUE(full && full->status == 200);
+    const auto word = [](const std::string& b, int i) {
+        std::uint32_t w;
+        std::memcpy(&w, b.data() + 4 * i, 4);
+        return w;
+    };
+    ASSERT_EQ(word(full->body, 1), wkserve::kFrameFull);
+    const std::uint32_t verts = word(full->body, 3);
+    EXPECT_GT(verts, 0u);
+    char keys[64];
+    std::snprintf(keys, sizeof keys, "&topology=%08x%08x&overlay=%x", word(full->body, 8),
+                  word(full->body, 7), word(full->body, 9));
+    auto fast = client().Get(("/api/frame?time=320" + std::string(keys)).c_str(), headers());
+    ASSERT_TRUE(fast && fast->status == 200);
+    EXPECT_EQ(word(fast->body, 1), wkserve::kFramePositions);
+    EXPECT_EQ(fast->body.size(), wkserve::kFrameHeaderBytes + verts * 12u +
+                                     word(fast->body, 5) * 12u + word(fast->body, 6) * 28u);
+    EXPECT_NE(fast->body.substr(88, verts * 12), full->body.substr(88, verts * 12));
+}
+
+TEST_F(ServeHttpTest, SavesInsideTheFolderAndAsksBeforeReplacing) {
+    post("/api/save", {{"name", "scene.wks"}});
+    post("/api/save", {{"name", "scene.wks"}}, 409);
+    post("/api/save", {{"name", "scene.wks"}, {"overwrite", true}});
+    HeadlessHost other;
+    ScopedHost scope(other);
+    EXPECT_EQ(wkcli::LoadSceneFile((dir.path() / "scene.wks").string(), other).cacheObjects.size(),
+              1u);
+}
+
+} // namespace
