@@ -93,7 +93,7 @@ function update(wrap, c) {
   const focused = document.activeElement === input;
   switch (c.kind) {
     case 'button': case 'pickButton': case 'checkButton':
-      input.textContent = c.text || `#${c.id}`;
+      input.textContent = c.text || c.tooltip || `#${c.id}`;
       input.classList.toggle('on', c.checked === true);
       break;
     case 'checkBox': case 'radio':

@@ -25,7 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using wkcli::utf8;
 
-constexpr int kFolderDir = 3; // the folder the file dialogs fall back on
+constexpr int kFolderDir = 3;      // the folder the file dialogs fall back on
+constexpr int kStatusField = 1025; // the status line of the Cache File rollout
 
 Json Parse(const std::string& body) {
     Json parsed = Json::parse(body, nullptr, false);
@@ -213,6 +214,11 @@ Reply ServeSession::state() {
     return thread->call([this] { return stateReply(); });
 }
 
+WStr ServeSession::statusShown() const {
+    const HeadlessWindow* window = host.Panels().WindowOf(kStatusField);
+    return window != nullptr ? window->GetText(kStatusField) : WStr();
+}
+
 bool ServeSession::fileChoiceInside() const {
     const HeadlessWindow* dialog = host.Panels().Dialogs().back();
     const std::string name = utf8(dialog->GetText(kFileDialogNameEdit));
@@ -286,6 +292,7 @@ Reply ServeSession::frame(const std::string& timeText, const std::string& topolo
     const auto known = ParseNumber<std::uint64_t>(topologyText, 16, "topology");
     const auto knownOverlay = ParseNumber<std::uint32_t>(overlayText, 16, "overlay");
     return thread->call([this, t, known, knownOverlay] {
+        const WStr status = statusShown();
         host.Time().SetTime(t);
         object.TimeChanged(t);
         OverlayWindow overlay(&object.getMesh());
@@ -294,6 +301,10 @@ Reply ServeSession::frame(const std::string& timeText, const std::string& topolo
         const bool shown = !node.IsNodeHidden() &&
                            object.params().GetInt(wkCacheParam::vpDisplayCache) == 1 &&
                            object.isMeshReady();
+        // The object shows its file's state in the status line as it plays (a file found,
+        // loaded or lost): a change the other pages should see.
+        if (statusShown() != status)
+            ++changes;
         FrameContent content;
         content.mesh = shown ? &object.getMesh() : nullptr;
         content.objectTM = node.GetObjectTM(t);

@@ -66,6 +66,7 @@ private:
     void queueDialogAnswer();
     void refreshPanel();
     int askQuestion(const WStr& text, const WStr& title, unsigned style);
+    WStr statusShown() const;
     // The file a file dialog's OK would choose, when it is inside the folder.
     bool fileChoiceInside() const;
 
