@@ -38,6 +38,8 @@ function apply(state) {
   document.querySelectorAll('.levels button').forEach((b) =>
     b.classList.toggle('on', Number(b.dataset.level) === state.level));
   viewport.setLevel(state.level);
+  viewport.setGizmo(state.level === 2 ? state.gizmo : null);
+  $('gizmo-modes').hidden = state.level !== 2;
   $('undo').disabled = state.undo === null;
   $('undo').title = state.undo ? `Undo ${state.undo} (Ctrl-Z)` : 'Nothing to undo';
   $('redo').disabled = !state.redo;
@@ -167,6 +169,17 @@ canvas.addEventListener('pointerup', async (e) => {
   await refresh();
   requestFrame(wk.time);
 });
+
+// The gizmo's handles: a released drag is one change on the server.
+viewport.onGizmo = async (change) => {
+  await call('POST', '/api/gizmo', { time: wk.time, ...change }).catch((err) => console.warn(err.message));
+  await refresh();
+  requestFrame(wk.time);
+};
+document.querySelectorAll('#gizmo-modes button').forEach((b) => b.addEventListener('click', () => {
+  viewport.setGizmoMode(b.dataset.mode);
+  document.querySelectorAll('#gizmo-modes button').forEach((o) => o.classList.toggle('on', o === b));
+}));
 
 // ---- Undo, redo, save
 

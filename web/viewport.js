@@ -4,6 +4,7 @@
 // place.
 import * as THREE from '/three/build/three.module.js';
 import { OrbitControls } from '/three/examples/jsm/controls/OrbitControls.js';
+import { TransformControls } from '/three/examples/jsm/controls/TransformControls.js';
 import { decodeFrame, KIND_FULL, KIND_POSITIONS } from './frame.js';
 
 // Material ids have no colours of their own in the scene: each id gets a hue of its own, the
@@ -38,6 +39,18 @@ export class Viewport {
       new THREE.LineBasicMaterial({ vertexColors: THREE.VertexColors }));
     this.markers.frustumCulled = this.lines.frustumCulled = false;
     this.scene.add(this.markers, this.lines);
+    // The gizmo's handles: a stand-in object that the handles move; on release the change
+    // goes to the server (onGizmo), whose answer places the stand-in again.
+    this.gizmo = new THREE.Object3D();
+    this.handles = new TransformControls(this.camera, canvas);
+    this.handles.addEventListener('change', () => this.draw());
+    this.handles.addEventListener('dragging-changed', (e) => {
+      this.controls.enabled = !e.value;
+      const g = this.gizmo;
+      if (e.value) this.dragStart = { p: g.position.clone(), q: g.quaternion.clone(), s: g.scale.clone() };
+      else if (this.onGizmo) this.onGizmo(this.gizmoChange());
+    });
+    this.scene.add(this.gizmo, this.handles);
     new ResizeObserver(() => this.resize()).observe(canvas);
     this.resize();
   }
@@ -153,6 +166,42 @@ export class Viewport {
     this.controls.mouseButtons = level === 1
       ? { LEFT: -1, MIDDLE: THREE.MOUSE.ROTATE, RIGHT: THREE.MOUSE.PAN }
       : { LEFT: THREE.MOUSE.ROTATE, MIDDLE: THREE.MOUSE.DOLLY, RIGHT: THREE.MOUSE.PAN };
+  }
+
+  // The gizmo's world transform (12 numbers, rows x, y, z and the translation), or nothing
+  // away from the Gizmo level.
+  setGizmo(rows) {
+    if (!rows) {
+      this.handles.detach();
+      return;
+    }
+    const m = new THREE.Matrix4().set(rows[0], rows[3], rows[6], rows[9], rows[1], rows[4], rows[7], rows[10],
+                                      rows[2], rows[5], rows[8], rows[11], 0, 0, 0, 1);
+    m.decompose(this.gizmo.position, this.gizmo.quaternion, this.gizmo.scale);
+    if (this.handles.object !== this.gizmo) this.handles.attach(this.gizmo);
+    this.draw();
+  }
+
+  setGizmoMode(mode) {
+    this.handles.setMode(mode);
+    this.handles.setSpace(mode === 'scale' ? 'local' : 'world');
+    this.draw();
+  }
+
+  // The drag just ended, as the server takes it: a world move, a world rotation about the
+  // gizmo's centre, or factors along its own axes.
+  gizmoChange() {
+    const g = this.gizmo, s = this.dragStart;
+    if (this.handles.getMode() === 'translate')
+      return { move: g.position.clone().sub(s.p).toArray() };
+    if (this.handles.getMode() === 'rotate') {
+      const q = g.quaternion.clone().multiply(s.q.clone().inverse()).normalize();
+      const angle = 2 * Math.acos(Math.min(1, Math.abs(q.w)));
+      const sign = q.w < 0 ? -1 : 1;
+      const axis = new THREE.Vector3(q.x * sign, q.y * sign, q.z * sign);
+      return { rotate: { axis: axis.lengthSq() > 1e-12 ? axis.normalize().toArray() : [0, 0, 1], angle } };
+    }
+    return { scale: [g.scale.x / s.s.x, g.scale.y / s.s.y, g.scale.z / s.s.z] };
   }
 
   // What the server needs to hit test as this view shows it.

@@ -195,3 +195,27 @@ TEST_F(ServeHttpTest, SavesInsideTheFolderAndAsksBeforeReplacing) {
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(ServeHttpTest, TheGizmoMovesTurnsAndScalesAsOneUndoableStepEach) {
+    post("/api/gizmo", {{"time", 0}, {"move", {5, 0, 0}}}, 409); // only at the Gizmo level
+    post("/api/level", {{"level", 2}});
+    const auto gizmo = [this] { return state()["gizmo"].get<std::vector<float>>(); };
+    const std::vector<float> start = gizmo();
+    post("/api/gizmo", {{"time", 0}, {"move", {5, 0, 0}}});
+    EXPECT_FLOAT_EQ(gizmo()[9], start[9] + 5.0f);
+    post("/api/gizmo", {{"time", 0}, {"rotate", {{"axis", {0, 0, 1}}, {"angle", 1.5707964}}}});
+    EXPECT_NEAR(gizmo()[1], 1.0f, 1e-5f); // x turned onto y
+    post("/api/gizmo", {{"time", 0}, {"scale", {2, 2, 2}}});
+    EXPECT_NEAR(gizmo()[1], 2.0f, 1e-5f);
+    EXPECT_NEAR(gizmo()[9], start[9] + 5.0f, 1e-4f); // about its own centre
+    post("/api/gizmo", {{"time", 0}, {"scale", {0, 1, 1}}}, 400);
+    for (const char* step : {"Scale", "Rotate", "Move"}) {
+        EXPECT_EQ(state()["undo"], step);
+        post("/api/undo", Json::object());
+    }
+    EXPECT_EQ(gizmo(), start);
+}
+
+} // namespace

@@ -145,11 +145,10 @@ void HttpServer::routes() {
         Answer(res, [&] { return session.files(); });
     });
     using Call = Reply (ServeSession::*)(const std::string&);
-    const std::pair<const char*, Call> posts[] = {{"/api/action", &ServeSession::act},
-                                                  {"/api/answer", &ServeSession::answer},
-                                                  {"/api/level", &ServeSession::level},
-                                                  {"/api/pick", &ServeSession::pick},
-                                                  {"/api/save", &ServeSession::save}};
+    const std::pair<const char*, Call> posts[] = {
+        {"/api/action", &ServeSession::act},  {"/api/answer", &ServeSession::answer},
+        {"/api/level", &ServeSession::level}, {"/api/pick", &ServeSession::pick},
+        {"/api/gizmo", &ServeSession::gizmo}, {"/api/save", &ServeSession::save}};
     for (const auto& [path, call] : posts)
         s.Post(path, [this, call](const httplib::Request& req, httplib::Response& res) {
             Answer(res, [&] { return (session.*call)(req.body); });

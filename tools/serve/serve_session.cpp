@@ -1,5 +1,6 @@
 #include "tools/serve/serve_session.h"
 
+#include "host/UndoHold.h"
 #include "host/headless/HeadlessGraphicsWindow.h"
 #include "host/headless/PanelDriver.h"
 #include "object/wkCachePanelHooks.h"
@@ -88,6 +89,52 @@ void WriteReplacing(const fs::path& target, const std::string& bytes) {
     }
     fs::rename(temporary, target);
 }
+
+Point3 Vector(const Json& request, const char* name) {
+    const auto found = request.find(name);
+    if (found == request.end() || !found->is_array() || found->size() != 3)
+        throw std::invalid_argument(std::string("\"") + name + "\" must hold 3 numbers");
+    float v[3];
+    for (int i = 0; i < 3; ++i) {
+        if (!(*found)[i].is_number() || !std::isfinite((*found)[i].get<double>()) ||
+            std::fabs((*found)[i].get<double>()) > 1e7)
+            throw std::invalid_argument(std::string("\"") + name + "\" must hold 3 numbers");
+        v[i] = (*found)[i].get<float>();
+    }
+    return {v[0], v[1], v[2]};
+}
+
+TimeValue Time(const Json& request) {
+    const double time = Number(request, "time");
+    if (time < std::numeric_limits<TimeValue>::min() ||
+        time > std::numeric_limits<TimeValue>::max())
+        throw std::invalid_argument("\"time\" is out of range");
+    return static_cast<TimeValue>(time);
+}
+
+// The gizmo's controller as it was before a change made here, and as it became: the headless
+// controller holds no undo records of its own.
+class GizmoRestore final : public RestoreObj {
+public:
+    GizmoRestore(wkCache_obj& object_, std::unique_ptr<MatrixControl> before_)
+        : object(object_), before(std::move(before_)) {}
+    void Restore(bool) override {
+        after = object.gizmo().Clone(object);
+        put(*before);
+    }
+    void Redo() override {
+        if (after)
+            put(*after);
+    }
+
+private:
+    void put(const MatrixControl& control) {
+        object.SetReference(1, control.Clone(object));
+        object.invalidateElements(); // activation by the gizmo is found again
+    }
+    wkCache_obj& object;
+    std::unique_ptr<MatrixControl> before, after;
+};
 
 Reply Refused(int status, const std::string& message) {
     return {status, Json{{"error", message}}.dump()};
@@ -188,6 +235,14 @@ Reply ServeSession::stateReply() {
     state["ticksPerFrame"] = clock.GetTicksPerFrame();
     state["animRange"] = {clock.GetAnimRange().Start(), clock.GetAnimRange().End()};
     state["level"] = object.getSubObjectLevel();
+    if (object.getSubObjectLevel() == 2) {
+        const Matrix3 g = gizmoWorld(clock.GetTime());
+        Json rows = Json::array();
+        for (int row = 0; row < 4; ++row)
+            for (const float v : {g.GetRow(row).x, g.GetRow(row).y, g.GetRow(row).z})
+                rows.push_back(v);
+        state["gizmo"] = std::move(rows);
+    }
     state["selection"] = object.elementSelection().size();
     state["object"] = utf8(node.GetName());
     state["file"] = utf8(object.resolvedFilePath());
@@ -333,10 +388,7 @@ Reply ServeSession::pick(const std::string& body) {
         throw std::invalid_argument("\"width\" and \"height\" must be from 1 to 8192 pixels");
     const int w = static_cast<int>(width), h = static_cast<int>(height);
     const HeadlessCamera camera = PageCamera(request, w, h);
-    const double time = Number(request, "time");
-    if (time < std::numeric_limits<TimeValue>::min() ||
-        time > std::numeric_limits<TimeValue>::max())
-        throw std::invalid_argument("\"time\" is out of range");
+    const TimeValue t = Time(request);
     IPoint2 corners[2] = {{Pixel(request, "x0", w), Pixel(request, "y0", h)},
                           {Pixel(request, "x1", w), Pixel(request, "y1", h)}};
     const std::string mode = request.value("mode", "replace");
@@ -350,7 +402,6 @@ Reply ServeSession::pick(const std::string& body) {
             return Refused(409, "a dialog is open");
         if (object.getSubObjectLevel() != 1)
             return Refused(409, "elements are picked at the Elements level");
-        const auto t = static_cast<TimeValue>(time);
         host.Time().SetTime(t);
         HeadlessGraphicsWindow gw(w, h);
         gw.SetCamera(camera);
@@ -381,6 +432,72 @@ Reply ServeSession::pick(const std::string& body) {
         return Reply{
             200,
             Json{{"hits", chosen.Count()}, {"selection", object.elementSelection().size()}}.dump()};
+    });
+}
+
+Matrix3 ServeSession::gizmoWorld(TimeValue t) {
+    object.EnsureGizmoControl();
+    Matrix3 local(true);
+    object.gizmo().GetValue(t, local);
+    return local * node.GetObjectTM(t);
+}
+
+Reply ServeSession::gizmo(const std::string& body) {
+    const Json request = Parse(body);
+    const TimeValue t = Time(request);
+    enum class Op { Move, Rotate, Scale };
+    Op op = Op::Move;
+    Point3 value;
+    float angle = 0.0f;
+    if (request.contains("move")) {
+        value = Vector(request, "move");
+    } else if (request.contains("rotate") && request["rotate"].is_object()) {
+        op = Op::Rotate;
+        value = Vector(request["rotate"], "axis");
+        angle = static_cast<float>(Number(request["rotate"], "angle"));
+        if (value.Length() < 1e-6f || std::fabs(angle) > 100.0f)
+            throw std::invalid_argument("a rotation needs an axis and an angle in radians");
+    } else if (request.contains("scale")) {
+        op = Op::Scale;
+        value = Vector(request, "scale");
+        for (float f : {value.x, value.y, value.z})
+            if (!(f >= 1e-3f && f <= 1e3f))
+                throw std::invalid_argument("scale factors lie between 0.001 and 1000");
+    } else {
+        throw std::invalid_argument("a gizmo change is \"move\", \"rotate\" or \"scale\"");
+    }
+    return change([=, this] {
+        if (question || !host.Panels().Dialogs().empty())
+            return Refused(409, "a dialog is open");
+        if (object.getSubObjectLevel() != 2)
+            return Refused(409, "the gizmo is moved at the Gizmo level");
+        const Matrix3 parent = node.GetObjectTM(t);
+        const Matrix3 world = gizmoWorld(t);
+        UndoHold& hold = host.Hold();
+        hold.Begin();
+        std::unique_ptr<MatrixControl> before = object.gizmo().Clone(object);
+        const wchar_t* name = L"Move";
+        if (op == Op::Move) {
+            object.moveGizmo(t, parent, Matrix3(true), value);
+        } else if (op == Op::Rotate) {
+            // The host's rotations turn the other way round their axis than the page's
+            // (right-handed) ones.
+            object.rotateGizmo(t, parent, TransMatrix(world.GetTrans()),
+                               Quat(AngAxis(Normalize(value), -angle)), true);
+            name = L"Rotate";
+        } else {
+            // Along the gizmo's own axes: its rotation, without its scale, at its centre.
+            Matrix3 axes(true);
+            for (int row = 0; row < 3; ++row)
+                axes.SetRow(row, Normalize(world.GetRow(row)));
+            axes.SetRow(3, world.GetTrans());
+            object.scaleGizmo(t, parent, axes, value, true);
+            name = L"Scale";
+        }
+        hold.Put(std::make_unique<GizmoRestore>(object, std::move(before)));
+        hold.Accept(name);
+        refreshPanel();
+        return Reply{200, Json{{"version", changes.load()}}.dump()};
     });
 }
 

@@ -49,6 +49,10 @@ public:
     //  "fov": vertical degrees, "x0", "y0", "x1", "y1", "mode": "replace"|"add"|"remove",
     //  "crossing": bool}: selects the elements the click or box hits, one undoable step.
     Reply pick(const std::string& body);
+    // At the Gizmo level: {"time", and "move": [x, y, z] | "rotate": {"axis": [x, y, z],
+    // "angle": radians} | "scale": [x, y, z]}, in world space (scale along the gizmo's own
+    // axes, rotation and scale about its centre); one undoable step.
+    Reply gizmo(const std::string& body);
     // {"name": "scene.wks"|"scene.json", "overwrite": bool}: 409 when it exists and may not
     // be written over.
     Reply save(const std::string& body);
@@ -67,6 +71,8 @@ private:
     void refreshPanel();
     int askQuestion(const WStr& text, const WStr& title, unsigned style);
     WStr statusShown() const;
+    // The gizmo's transform in world space at t.
+    Matrix3 gizmoWorld(TimeValue t);
     // The file a file dialog's OK would choose, when it is inside the folder.
     bool fileChoiceInside() const;
 
