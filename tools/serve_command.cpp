@@ -14,6 +14,9 @@
 #include <filesystem>
 #include <iostream>
 #include <thread>
+#include <vector>
+
+#include <spawn.h>
 
 #ifndef WKCACHE_WEB_DIR
 #error "WKCACHE_WEB_DIR must come from the build"
@@ -34,6 +37,16 @@ struct ServeOptions {
     std::string web;
     std::string three = WKCACHE_THREE_DIR;
 };
+
+// The desktop's browser, without a shell between: the address goes as one argument.
+void OpenInBrowser(const std::string& url) {
+    const std::string program = "xdg-open";
+    std::vector<char*> argv = {const_cast<char*>(program.c_str()), const_cast<char*>(url.c_str()),
+                               nullptr};
+    pid_t child = 0;
+    if (posix_spawnp(&child, program.c_str(), nullptr, nullptr, argv.data(), environ) != 0)
+        std::cerr << "wkcache: could not run xdg-open; open the address yourself\n";
+}
 
 // The pages: given, else installed beside the tool, else those of the source tree it was
 // built from.
@@ -80,7 +93,7 @@ void runServe(const ServeOptions& options) {
     std::cout << "Serving " << options.file << " at " << server.url() << '\n'
               << "Press Ctrl-C to stop." << std::endl;
     if (options.open)
-        (void)std::system(("xdg-open '" + server.url() + "' >/dev/null 2>&1 &").c_str());
+        OpenInBrowser(server.url());
 
     // Ctrl-C reaches the terminal session; the watcher turns it into a clean stop.
     std::atomic<bool> done{false};
@@ -94,6 +107,7 @@ void runServe(const ServeOptions& options) {
     watcher.join();
     if (!served && !session.terminal().interrupted())
         throw CommandError(kExitBadInput, "the server stopped: " + options.bind);
+    // Ctrl-C is how a server ends: a clean stop, exit code 0.
     std::cout << "Stopped." << std::endl;
 }
 

@@ -42,6 +42,8 @@ template <class F> void Answer(httplib::Response& res, F&& request) {
         Send(res, request());
     } catch (const std::invalid_argument& e) {
         Send(res, {400, nlohmann::json{{"error", e.what()}}.dump()});
+    } catch (const nlohmann::json::exception& e) {
+        Send(res, {400, nlohmann::json{{"error", e.what()}}.dump()});
     } catch (const std::exception& e) {
         Send(res, {500, nlohmann::json{{"error", e.what()}}.dump()});
     }
