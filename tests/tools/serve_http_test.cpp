@@ -79,7 +79,8 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
         httplib::Headers extra;
         int status;
     };
-    const std::string host = "127.0.0.1:" + std::to_string(port);
+    std::filesystem::create_directory_symlink(std::filesystem::temp_directory_path(),
+                                              dir.path() / "out");
     const Case cases[] = {
         {"no token", "GET", "/api/state", "", {{"X-Wkcache-Token", ""}}, 403},
         {"wrong token", "GET", "/api/state", "", {{"X-Wkcache-Token", "0123"}}, 403},
@@ -118,6 +119,7 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
         {"an answer without a question", "POST", "/api/answer", R"({"answer":6})", {}, 409},
         {"saving above the folder", "POST", "/api/save", R"({"name":"../outside.wks"})", {}, 403},
         {"saving elsewhere", "POST", "/api/save", R"({"name":"/tmp/outside.wks"})", {}, 403},
+        {"saving through a link", "POST", "/api/save", R"({"name":"out/outside.wks"})", {}, 403},
         {"saving a text", "POST", "/api/save", R"({"name":"notes.txt"})", {}, 400},
         {"a page above the pages", "GET", "/three/../../../../etc/passwd", "", {}, 404},
     };
@@ -136,6 +138,7 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
     }
     EXPECT_EQ(state().dump(), before.dump()); // nothing moved, not even the version
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "../outside.wks"));
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "out/outside.wks"));
 }
 
 TEST_F(ServeHttpTest, TwoClientsShareOneSceneAndADialogSpansRequests) {
