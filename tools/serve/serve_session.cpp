@@ -155,13 +155,7 @@ ServeSession::ServeSession(HeadlessHost& host_, wkCache_obj& object_, INode& nod
             return askQuestion(text, title, style);
         });
         // A file dialog waits for the page like any modal dialog.
-        panels.SetFileDialogHandler([this](PanelDriver&) {
-            const HeadlessWindow* window = host.Panels().Dialogs().back();
-            ++changes;
-            thread->runModal([window] { return window->Result().has_value(); },
-                             [this] { return stateReply(); });
-            ++changes;
-        });
+        panels.SetFileDialogHandler([this](PanelDriver&) { waitForDialog(); });
         queueDialogAnswer();
         SetPanelHooks(&RolloutHooks());
         object.BeginEditParams(&panels);
@@ -172,6 +166,7 @@ ServeSession::ServeSession(HeadlessHost& host_, wkCache_obj& object_, INode& nod
 
 ServeSession::~ServeSession() {
     thread.reset();
+    lifetime.reset();
     // The scene thread has ended: the panel closes on this one.
     object.EndEditParams();
     SetPanelHooks(nullptr);
@@ -185,15 +180,22 @@ void ServeSession::stop() {
 
 void ServeSession::queueDialogAnswer() {
     // One answer stays queued for the next dialog: it queues the next before it waits, so a
-    // dialog opened from a dialog waits too.
-    host.Panels().QueueDialog([this](PanelDriver&) {
+    // dialog opened from a dialog waits too. The one left queued when the session ends leaves
+    // its dialog to be cancelled.
+    host.Panels().QueueDialog([this, alive = std::weak_ptr<int>(lifetime)](PanelDriver&) {
+        if (alive.expired())
+            return;
         queueDialogAnswer();
-        const HeadlessWindow* window = host.Panels().Dialogs().back();
-        ++changes;
-        thread->runModal([window] { return window->Result().has_value(); },
-                         [this] { return stateReply(); });
-        ++changes;
+        waitForDialog();
     });
+}
+
+void ServeSession::waitForDialog() {
+    const HeadlessWindow* window = host.Panels().Dialogs().back();
+    ++changes;
+    thread->runModal([window] { return window->Result().has_value(); },
+                     [this] { return stateReply(); });
+    ++changes;
 }
 
 int ServeSession::askQuestion(const WStr& text, const WStr& title, unsigned style) {

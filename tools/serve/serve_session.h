@@ -68,6 +68,8 @@ private:
     Reply change(std::function<Reply()> work);
     Reply stateReply();
     void queueDialogAnswer();
+    // On the scene thread, inside the innermost modal dialog: serves requests until it ends.
+    void waitForDialog();
     void refreshPanel();
     int askQuestion(const WStr& text, const WStr& title, unsigned style);
     WStr statusShown() const;
@@ -83,6 +85,7 @@ private:
     std::atomic<std::uint64_t> changes{1};
     std::optional<Question> question;
     std::unique_ptr<SceneThread> thread;
+    std::shared_ptr<int> lifetime = std::make_shared<int>(0); // watched by the queued answer
 };
 
 } // namespace wkserve
