@@ -4,24 +4,10 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
-
-namespace {
-
-// Undo labels, with their ids in the string table.
-constexpr const wchar_t* kAddGroup = L"Add Group";                // 141
-constexpr const wchar_t* kRemoveGroup = L"Remove Group";          // 138
-constexpr const wchar_t* kRemoveAllGroups = L"Remove All Groups"; // 137
-constexpr const wchar_t* kRenameGroup = L"Rename Group";          // 140
-constexpr const wchar_t* kMoveGroup = L"Move Group";              // 149
-constexpr const wchar_t* kGroupNodes = L"Group Nodes";            // 139
-constexpr const wchar_t* kGroupByAge = L"Group By Age";           // 133
-constexpr const wchar_t* kGroupByDistance = L"Group By Distance"; // 131
-constexpr const wchar_t* kGroupMode = L"Group Mode";              // 136
-
-} // namespace
 
 bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool()>& operation,
                                  bool invalidate) {
@@ -48,7 +34,7 @@ bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
     if (name.IsEmpty() || groups.contains(name))
         return false;
     return groupOperation(
-        kAddGroup,
+        ObjectTexts::kAddGroup,
         [&] {
             if (!groups.addGroup(name))
                 return false;
@@ -71,7 +57,7 @@ bool wkCache_obj::removeGroup(const WStr& name) {
     if (index < 0)
         return false;
     return groupOperation(
-        kRemoveGroup,
+        ObjectTexts::kRemoveGroup,
         [&] {
             if (!groups.deleteGroup(name))
                 return false;
@@ -84,7 +70,7 @@ bool wkCache_obj::removeGroup(const WStr& name) {
 
 void wkCache_obj::removeAllGroups() {
     groupOperation(
-        kRemoveAllGroups,
+        ObjectTexts::kRemoveAllGroups,
         [&] {
             playback->groups.clear();
             parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
@@ -112,7 +98,7 @@ bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     if (groups.contains(name) && name == chosen)
         return true;
     return groupOperation(
-        kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
+        ObjectTexts::kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
 }
 
 bool wkCache_obj::moveGroup(const WStr& name, int direction) {
@@ -124,60 +110,14 @@ bool wkCache_obj::moveGroup(const WStr& name, int direction) {
     if ((direction < 0 && index == 0) || (direction > 0 && index == groups.count() - 1))
         return true;
     return groupOperation(
-        kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
+        ObjectTexts::kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
 }
 
-bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
+bool wkCache_obj::selectGroup(const WStr& name) {
+    const int index = playback->groups.find(name);
+    if (index < 0 || !playback->groups.setSelected(index))
         return false;
-    const wkCacheGroup& group = groups.at(index);
-    const bool shows = group.enabled && !group.elements.empty();
-    return groupOperation(
-        kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
-}
-
-bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
-                                  const std::function<bool(wkCacheGroup&)>& change,
-                                  const std::function<bool(const wkCacheGroup&)>& shows) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
-        return false;
-    wkCacheGroup changed = groups.at(index);
-    if (!change(changed))
-        return true; // the same value: nothing to hold
-    const bool visible = shows ? shows(changed) : changed.enabled;
-    return groupOperation(
-        label,
-        [&] {
-            groups.at(index) = std::move(changed);
-            return true;
-        },
-        visible);
-}
-
-bool wkCache_obj::setGroupMode(const WStr& name, int mode) {
-    return setGroupSetting(name, kGroupMode, [mode](wkCacheGroup& g) {
-        const wkCacheGroupMode before = g.mode;
-        g.setMode(mode);
-        return g.mode != before;
-    });
-}
-
-bool wkCache_obj::setGroupByAge(const WStr& name, bool on) {
-    return setGroupSetting(name, kGroupByAge, [on](wkCacheGroup& g) {
-        const bool changed = g.byAge != on;
-        g.byAge = on;
-        return changed;
-    });
-}
-
-bool wkCache_obj::setGroupByDistance(const WStr& name, bool on) {
-    return setGroupSetting(name, kGroupByDistance, [on](wkCacheGroup& g) {
-        const bool changed = g.byDistance != on;
-        g.byDistance = on;
-        return changed;
-    });
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
+    return true;
 }

@@ -1,6 +1,7 @@
 #include "panels/wkCacheDlgProcs.h"
 
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheFileDialogs.h"
@@ -10,6 +11,7 @@
 #include "panels/wkCachePickers.h"
 #include "playback/wkCacheUnitScale.h"
 #include "recording/RecordCache.h"
+#include "recording/RecordTexts.h"
 
 #include <algorithm>
 #include <optional>
@@ -100,7 +102,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
-    const wchar_t* name = PanelTexts::kEmptyNodeList;
+    const wchar_t* name = RecordTexts::kEmptyNodeList;
     if (static_cast<int>(marked.size()) == count || shift) {
         block.Delete(nodes, 0, block.Count(nodes));
     } else {
@@ -227,11 +229,11 @@ struct GroupSpinner {
     const wchar_t* label; // the undo name
 };
 constexpr GroupSpinner kGroupSpinners[] = {
-    {1149, 1148, 0.0f, 9999999.0f, PanelTexts::kGroupAge},
-    {1146, 1145, 0.0f, 9999999.0f, PanelTexts::kGroupDistance},
-    {1143, 1142, -9999999.0f, 9999999.0f, PanelTexts::kGroupOffset},
+    {1149, 1148, 0.0f, 9999999.0f, ObjectTexts::kGroupAge},
+    {1146, 1145, 0.0f, 9999999.0f, ObjectTexts::kGroupDistance},
+    {1143, 1142, -9999999.0f, 9999999.0f, ObjectTexts::kGroupOffset},
     {1075, 1074, -9999999.0f, 9999999.0f, nullptr}, // the frame: elementFrames has its own undo
-    {1077, 1076, 1.0f, 99.0f, PanelTexts::kGroupMatID},
+    {1077, 1076, 1.0f, 99.0f, ObjectTexts::kGroupMatID},
 };
 
 const GroupSpinner* groupSpinnerOf(int id) {
@@ -293,7 +295,7 @@ void newGroup(wkCache_obj& object, bool empty) {
     if (!empty)
         groups.setGroupElements(name, object.elementSelection(), false);
     if (began)
-        hold.Accept(PanelTexts::kAddGroup);
+        hold.Accept(ObjectTexts::kAddGroup);
 }
 
 } // namespace
@@ -433,26 +435,11 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         case 1156:
             object.moveGroup(name, m.id == 1155 ? -1 : 1);
             break;
-        case 1106: {
-            const bool shows = group->enabled;
-            object.groupOperation(
-                PanelTexts::kToggleTrigger,
-                [&] {
-                    selectedGroup(object)->respectActivation =
-                        !selectedGroup(object)->respectActivation;
-                    return true;
-                },
-                shows);
+        case 1106:
+            object.setGroupRespectActivation(name, !group->respectActivation);
             break;
-        }
         case 1107:
-            object.groupOperation(
-                PanelTexts::kToggleGroup,
-                [&] {
-                    selectedGroup(object)->enabled = !selectedGroup(object)->enabled;
-                    return true;
-                },
-                true);
+            object.setGroupEnabled(name, !group->enabled);
             break;
         case 1151:
             object.setGroupByAge(name, w.GetCheck(1151));
