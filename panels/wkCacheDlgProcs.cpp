@@ -119,27 +119,27 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
 // ---- Cache File rollout
 
 template <> bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m) {
+    // The rollout's buttons: New.., Load.., Unload, Reload and Reload Material.
+    struct Button {
+        int id;
+        void (*press)(wkCache_obj&);
+    };
+    static constexpr Button kButtons[] = {
+        {1026, [](wkCache_obj& o) { o.newCacheFile(); }},
+        {1012, [](wkCache_obj& o) { o.loadCacheFile(); }},
+        {1027, [](wkCache_obj& o) { o.unloadCacheFile(); }},
+        {1028, [](wkCache_obj& o) { o.reloadCacheFile(); }},
+        {1158, [](wkCache_obj& o) { o.reloadMaterialClicked(GetHost().Panels().ShiftHeld()); }},
+    };
     if (!isCommand(m))
         return false;
-    switch (m.id) {
-    case 1012:
-        object.loadCacheFile();
-        return true;
-    case 1026:
-        object.newCacheFile();
-        return true;
-    case 1027:
-        object.unloadCacheFile();
-        return true;
-    case 1028:
-        object.reloadCacheFile();
-        return true;
-    case 1158:
-        object.reloadMaterialClicked(GetHost().Panels().ShiftHeld());
-        return true;
-    default:
-        return false;
+    for (const Button& button : kButtons) {
+        if (m.id == button.id) {
+            button.press(object);
+            return true;
+        }
     }
+    return false;
 }
 
 template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
