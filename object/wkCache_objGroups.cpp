@@ -9,6 +9,28 @@
 
 using namespace wkCacheParam;
 
+namespace {
+
+// The elementFrames table has one entry per group, the frame of Set Frame: a new group's
+// entry starts at 0, a removed group's goes with it.
+void addFrameEntry(IParamBlock2& block, int entry) {
+    const int missing = entry + 1 - block.Count(elementFrames);
+    if (missing > 0)
+        block.Insert(elementFrames, block.Count(elementFrames), missing);
+    block.SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
+}
+
+void removeFrameEntry(IParamBlock2& block, int entry) {
+    if (entry < block.Count(elementFrames))
+        block.Delete(elementFrames, entry, 1);
+}
+
+void removeFrameEntries(IParamBlock2& block) {
+    block.Delete(elementFrames, 0, block.Count(elementFrames));
+}
+
+} // namespace
+
 bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool()>& operation,
                                  bool invalidate) {
     UndoHold& hold = GetHost().Hold();
@@ -38,14 +60,10 @@ bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
         [&] {
             if (!groups.addGroup(name))
                 return false;
+            const int added = groups.count() - 1;
             if (withSelection)
-                groups.at(groups.count() - 1).elements = selection;
-            // The new group's entry of the Set Frame table, at 0 now.
-            const int entry = groups.count() - 1;
-            const int missing = groups.count() - parameters->Count(elementFrames);
-            if (missing > 0)
-                parameters->Insert(elementFrames, parameters->Count(elementFrames), missing);
-            parameters->SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
+                groups.at(added).elements = selection;
+            addFrameEntry(*parameters, added);
             return true;
         },
         true); // a new group is enabled
@@ -59,11 +77,10 @@ bool wkCache_obj::removeGroup(const WStr& name) {
     return groupOperation(
         ObjectTexts::kRemoveGroup,
         [&] {
-            if (!groups.deleteGroup(name))
-                return false;
-            if (index < parameters->Count(elementFrames))
-                parameters->Delete(elementFrames, index, 1);
-            return true;
+            const bool removed = groups.deleteGroup(name);
+            if (removed)
+                removeFrameEntry(*parameters, index);
+            return removed;
         },
         true);
 }
@@ -73,7 +90,7 @@ void wkCache_obj::removeAllGroups() {
         ObjectTexts::kRemoveAllGroups,
         [&] {
             playback->groups.clear();
-            parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+            removeFrameEntries(*parameters);
             return true;
         },
         true);
@@ -81,7 +98,7 @@ void wkCache_obj::removeAllGroups() {
 
 void wkCache_obj::removeAllGroupsNoUndo() {
     playback->groups.clear();
-    parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+    removeFrameEntries(*parameters);
     invalidateAll();
 }
 
