@@ -2,7 +2,10 @@
 
 #include "tools/gltf/gltf_accessor.h"
 
+#include "host/Time.h"
+
 #include <algorithm>
+#include <cmath>
 
 namespace wkgltf {
 
@@ -10,6 +13,18 @@ namespace {
 
 const tinygltf::Node& nodeAt(const tinygltf::Model& model, int node) {
     return model.nodes[static_cast<std::size_t>(node)];
+}
+
+// Key times are floats in seconds: a key meant for a frame lands a hair beside its tick, and a
+// step evaluated at that frame would still hold the key before. Times that near a tick are
+// taken as the tick (1/4800 s; their order stays, as float steps there are far finer).
+void snapToTicks(std::vector<double>& times) {
+    for (double& t : times) {
+        const double ticks = t * TICKS_PER_SECOND;
+        const double nearest = std::round(ticks);
+        if (std::fabs(ticks - nearest) < 1e-3 * std::max(1.0, std::fabs(nearest) * 1e-4))
+            t = nearest / TICKS_PER_SECOND;
+    }
 }
 
 } // namespace
@@ -74,6 +89,7 @@ GltfPose::GltfPose(const tinygltf::Model& model_, std::vector<std::string>& warn
             }
             *slot = ReadCurve(model, sampler, width, width == 4 && slot == &target.rotation,
                               at + ".sampler");
+            snapToTicks((*slot)->times);
             first = any ? std::min(first, (*slot)->times.front()) : (*slot)->times.front();
             last = any ? std::max(last, (*slot)->times.back()) : (*slot)->times.back();
             any = true;
