@@ -16,7 +16,23 @@ PACKAGES=(
     pybind11-dev
     python3-numpy
     python3-pytest     # its tests
+    libtinygltf-dev    # glTF import and export
+    nodejs             # runs the Khronos glTF validator of the glTF tests
 )
+
+# The glTF validator, at the version the lock file names, into tests/gltf/node_modules.
+install_validator() {
+    local dir
+    dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/tests/gltf"
+    [ -d "$dir/node_modules/gltf-validator" ] && return 0
+    # Debian's npm, unless a Node.js that brings its own is installed (they conflict).
+    if ! command -v npm >/dev/null; then
+        [ "$(id -u)" -eq 0 ] || die "npm is missing: install it as root (apt-get install npm)"
+        apt-get install -y -q --no-install-recommends npm </dev/null
+    fi
+    say "Installing the glTF validator into $dir"
+    (cd "$dir" && npm ci --no-audit --no-fund --loglevel=error)
+}
 
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'
@@ -34,6 +50,7 @@ done
 
 if [ ${#missing[@]} -eq 0 ]; then
     say "All required packages are installed"
+    install_validator
     exit 0
 fi
 
@@ -46,3 +63,4 @@ say "Installing missing packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -q
 apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null
+install_validator
