@@ -1,6 +1,7 @@
 // The proof of export and import together: the demo recorded, exported as a .glb, the asset
 // imported as a scene and recorded again gives the original element transforms at every sample,
-// with the hidden samples exactly where the original hides its elements.
+// with the hidden samples exactly where the original hides its elements, and the deforming
+// element's positions at every sample.
 #include "cachefile/wkCacheRegistry.h"
 #include "recording/RecordCache.h"
 #include "tests/cachefile/CacheBuilder.h"
@@ -55,6 +56,7 @@ TEST(GltfRoundTrip, RecordingTheImportedExportGivesTheCacheBack) {
     std::vector<std::string> warnings;
     wkgltf::ImportOptions options;
     options.fps = host.Time().GetFrameRate();
+    options.recDeform = true;
     const wkgltf::ImportResult imported =
         wkgltf::ImportGltf(wkgltf::LoadGltf(asset, warnings), options);
     const wkcli::LoadedScene loaded = wkcli::LoadSceneText(imported.scene.dump(), reread);
@@ -85,6 +87,28 @@ TEST(GltfRoundTrip, RecordingTheImportedExportGivesTheCacheBack) {
     }
     // The demo hides elements: the spans are part of what was compared.
     EXPECT_GT(hiddenSamples, 0);
+
+    // The deforming element's morph weights blend its key frames as playback does: the
+    // recording of the import stores the same positions at every sample.
+    WelkardTools::wkCacheElementFrames& fa = a.getFrameStore();
+    WelkardTools::wkCacheElementFrames& fb = b.getFrameStore();
+    ASSERT_TRUE(fa.parseBlockHead(original) && fb.parseBlockHead(again));
+    ASSERT_GT(fa.elementCount, 0);
+    ASSERT_EQ(fa.elementPointCounts, fb.elementPointCounts);
+    std::vector<float> pa, pb;
+    for (int s = 0; s < a.cacheNumSamples(); ++s) {
+        wkCacheFrameTimes times;
+        times.loadType = 2;
+        times.sampleTimes.assign(static_cast<std::size_t>(a.cacheNumNodes()),
+                                 static_cast<float>(s));
+        fa.fetchElementFrames(original, times, pa);
+        fb.fetchElementFrames(again, times, pb);
+        ASSERT_EQ(pa.size(), pb.size());
+        ASSERT_FALSE(pa.empty());
+        for (std::size_t i = 0; i < pa.size(); ++i)
+            ASSERT_NEAR(pa[i], pb[i], 1e-4f * std::max(1.0f, std::fabs(pa[i])))
+                << "sample " << s << ", float " << i;
+    }
     theCacheRegistry.evictAll();
     theCacheRegistry.setMaterials(nullptr);
 }

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <map>
 #include <tuple>
-#include <unordered_map>
 
 namespace wkgltf {
 
@@ -90,13 +89,13 @@ private:
 // channels; corners that agree share a glTF vertex.
 struct Corner {
     std::uint32_t v, uv, color;
-    bool operator==(const Corner&) const = default;
+    auto operator<=>(const Corner&) const = default;
 };
-struct CornerHash {
-    std::size_t operator()(const Corner& c) const {
-        return (std::size_t{c.v} * 0x9E3779B1u) ^ (std::size_t{c.uv} << 20) ^ c.color;
-    }
-};
+
+Corner cornerOf(const Mesh& mesh, int f, int c, bool uv, bool color) {
+    return {mesh.getFace(f).v[c], uv ? mesh.mapFaces(1)[f].t[c] : 0,
+            color ? mesh.mapFaces(0)[f].t[c] : 0};
+}
 
 void pushPoint(std::vector<float>& out, const Point3& host) {
     const Vec3 g = GltfPoint(host);
@@ -117,19 +116,20 @@ int addMesh(AssetBuilder& asset, const ExportNode& node) {
     tinygltf::Mesh out;
     out.name = node.name;
     for (const auto& [id, faces] : byId) {
-        std::unordered_map<Corner, std::uint32_t, CornerHash> corners;
+        // The corners in the order of their vertices, so that a mesh whose corners need no
+        // split keeps its vertex numbers (and a round trip its element's points).
         std::vector<Corner> order;
+        for (int f : faces)
+            for (int c = 0; c < 3; ++c)
+                order.push_back(cornerOf(mesh, f, c, uv, color));
+        std::sort(order.begin(), order.end());
+        order.erase(std::unique(order.begin(), order.end()), order.end());
         std::vector<std::uint32_t> index;
         for (int f : faces)
-            for (int c = 0; c < 3; ++c) {
-                const Corner corner{mesh.getFace(f).v[c], uv ? mesh.mapFaces(1)[f].t[c] : 0,
-                                    color ? mesh.mapFaces(0)[f].t[c] : 0};
-                const auto [it, added] =
-                    corners.emplace(corner, static_cast<std::uint32_t>(order.size()));
-                if (added)
-                    order.push_back(corner);
-                index.push_back(it->second);
-            }
+            for (int c = 0; c < 3; ++c)
+                index.push_back(static_cast<std::uint32_t>(
+                    std::lower_bound(order.begin(), order.end(), cornerOf(mesh, f, c, uv, color)) -
+                    order.begin()));
         std::vector<float> positions, uvs, colors;
         for (const Corner& c : order) {
             pushPoint(positions, mesh.getVert(static_cast<int>(c.v)));
