@@ -44,6 +44,11 @@ private:
     std::set<std::string> used;
 };
 
+constexpr int kLastFrame = 9999999;
+// Deformed points over all keyed frames (a skin of 100,000 vertices over 640 frames); beyond
+// it the scene would not fit in memory as text.
+constexpr std::size_t kMaxDeformedPoints = std::size_t{1} << 26;
+
 class Importer {
 public:
     Importer(const tinygltf::Model& model_, const ImportOptions& options_,
@@ -52,8 +57,14 @@ public:
         if (options.fps < 1 || options.fps > 4800)
             throw GltfError("the frame rate must be 1 to 4800");
         ticksPerFrame = TICKS_PER_SECOND / options.fps;
-        start = static_cast<int>(std::floor(pose.firstTime() * options.fps + 1e-9));
-        end = std::max(start, static_cast<int>(std::ceil(pose.lastTime() * options.fps - 1e-9)));
+        const double framesPerSecond = static_cast<double>(TICKS_PER_SECOND) / ticksPerFrame;
+        // The record range's limits, which also keep the frame numbers in an int.
+        if (pose.firstTime() < 0 || pose.lastTime() * framesPerSecond > kLastFrame)
+            throw GltfError("animation times must lie from 0 to frame " +
+                            std::to_string(kLastFrame));
+        start = static_cast<int>(std::floor(pose.firstTime() * framesPerSecond + 1e-9));
+        end =
+            std::max(start, static_cast<int>(std::ceil(pose.lastTime() * framesPerSecond - 1e-9)));
     }
 
     ImportResult run() {
@@ -118,7 +129,11 @@ private:
     std::set<std::string> meshWarnings;
     std::set<int> visited;
 
-    double seconds(double frame) const { return frame / options.fps; }
+    // A scene frame in seconds as the host's clock has it: whole ticks a frame, so that a frame
+    // rate that does not divide the ticks evaluates the asset where the host will play it.
+    double seconds(double frame) const {
+        return frame * ticksPerFrame / static_cast<double>(TICKS_PER_SECOND);
+    }
 
     void noteUncarried() {
         if (!model.textures.empty() || !model.images.empty())
@@ -159,7 +174,7 @@ private:
             return value(seconds(start));
         Json keys = Json::array();
         for (double f : keyFrames(*curve))
-            keys.push_back({{"frame", f}, {"value", value(f / options.fps)}});
+            keys.push_back({{"frame", f}, {"value", value(seconds(f))}});
         return {{"interpolation", "linear"}, {"keys", keys}};
     }
 
@@ -231,17 +246,18 @@ private:
             return MeshObjectJson(mesh, mesh.positions, ids);
         // Morph weights and skins are evaluated frame by frame; a mesh that turns out not to
         // move stays a plain mesh.
+        if (mesh.positions.size() * static_cast<std::size_t>(end - start + 1) > kMaxDeformedPoints)
+            throw GltfError("node \"" + name + "\": " + std::to_string(mesh.positions.size()) +
+                            " deforming vertices over " + std::to_string(end - start + 1) +
+                            " frames are too many to key");
         Json keys = Json::array();
         const std::vector<Vec3> first = DeformedPositions(model, pose, n, mesh, seconds(start));
         bool moves = false;
         for (int f = start; f <= end; ++f) {
             const std::vector<Vec3> at =
                 f == start ? first : DeformedPositions(model, pose, n, mesh, seconds(f));
-            moves = moves || std::any_of(at.begin(), at.end(),
-                                         [&, i = std::size_t{0}](const Vec3& p) mutable {
-                                             const Vec3& q = first[i++];
-                                             return p.x != q.x || p.y != q.y || p.z != q.z;
-                                         });
+            for (std::size_t v = 0; v < at.size() && !moves; ++v)
+                moves = at[v].x != first[v].x || at[v].y != first[v].y || at[v].z != first[v].z;
             keys.push_back({{"frame", f}, {"vertices", HostPointsJson(at)}});
         }
         Json base = MeshObjectJson(mesh, first, ids);
