@@ -61,7 +61,7 @@ void exportGlb() {
     host.Nodes().CreateObjectNode(std::move(made));
     object.setFileName(host.Assets().GetAsset(WStr::FromUTF8(movingCache()), kAssetTypeCache));
     wkgltf::ExportScene scene;
-    wkgltf::CollectPlayback(object, Interval(0, kFrames * 160), 160, {}, scene);
+    wkgltf::CollectPlayback(object, Interval(0, kFrames * 160), 160, 1.0f, {}, scene);
     const tinygltf::Model model = wkgltf::BuildGltf(scene);
     std::ofstream out(glbPath(), std::ios::binary);
     tinygltf::TinyGLTF writer;

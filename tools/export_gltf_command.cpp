@@ -63,7 +63,7 @@ void runExport(const ExportOptions& options) {
                              interval, step, scene);
     } else {
         const bool done = wkgltf::CollectPlayback(
-            object, interval, step,
+            object, interval, step, object.params().GetFloat(wkCacheParam::scaleUnits, 0),
             [&](std::int64_t at, std::int64_t total) {
                 terminal.showProgress("Sampling", at, total);
                 return !terminal.interrupted();

@@ -39,7 +39,7 @@ TEST(GltfRoundTrip, RecordingTheImportedExportGivesTheCacheBack) {
     const int tpf = host.Time().GetTicksPerFrame();
     wkgltf::ExportScene scene;
     ASSERT_TRUE(wkgltf::CollectPlayback(demo, Interval(rec.recStart * tpf, rec.recEnd * tpf), tpf,
-                                        {}, scene));
+                                        1.0f, {}, scene));
     const tinygltf::Model model = wkgltf::BuildGltf(scene);
     const std::string asset = dir.file("demo.glb").string();
     {

@@ -36,10 +36,11 @@ struct ExportScene {
 // Says how far the work is (done of total); false stops it.
 using ExportProgress = std::function<bool(std::int64_t done, std::int64_t total)>;
 
-// The elements of `object` as it plays over `interval`, a sample every `stepTicks`. Answers
-// false when the object has no file it can play, or when `progress` stopped it.
+// The elements of `object` as it plays over `interval`, a sample every `stepTicks`, their
+// transforms times `unitScale` as playback scales them (the object's scaleUnits at time 0).
+// Answers false when the object has no file it can play, or when `progress` stopped it.
 bool CollectPlayback(wkCacheExplodeTarget& object, Interval interval, std::int32_t stepTicks,
-                     const ExportProgress& progress, ExportScene& out);
+                     float unitScale, const ExportProgress& progress, ExportScene& out);
 
 // The nodes explode made (their meshes, materials and controllers), sampled at the same times.
 void CollectNodes(const std::vector<INode*>& nodes, Interval interval, std::int32_t stepTicks,

@@ -93,7 +93,7 @@ std::vector<double> sampleSeconds(const std::vector<TimeValue>& times) {
 } // namespace
 
 bool CollectPlayback(wkCacheExplodeTarget& object, Interval interval, std::int32_t stepTicks,
-                     const ExportProgress& progress, ExportScene& out) {
+                     float unitScale, const ExportProgress& progress, ExportScene& out) {
     const WStr path = object.cacheFilePath();
     if (path.IsEmpty())
         return false;
@@ -134,7 +134,10 @@ bool CollectPlayback(wkCacheExplodeTarget& object, Interval interval, std::int32
         const Matrix3 world = reference != nullptr ? reference->GetObjectTM(t) : Matrix3(true);
         for (std::size_t i = 0; i < out.nodes.size() && i < transforms.size(); ++i) {
             ExportNode& node = out.nodes[i];
-            node.transforms.push_back(transforms[i] * world);
+            Matrix3 tm = transforms[i];
+            if (unitScale != 1.0f)
+                tm *= unitScale;
+            node.transforms.push_back(tm * world);
             node.hidden.push_back(ExplodeElementHidden(playback, static_cast<int>(i)) ? 1 : 0);
             if (!node.morphs.empty())
                 node.weights.push_back(morphWeights(reader, playback.elements[i]));
