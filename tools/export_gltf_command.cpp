@@ -82,7 +82,9 @@ void runExport(const ExportOptions& options) {
         throw CommandError(kExitBadInput, options.out + ": cannot be written");
     out.commit();
     std::cout << "Exported " << scene.nodes.size() << (scene.nodes.size() == 1 ? " node" : " nodes")
-              << " over " << scene.seconds.size() << " samples into " << options.out << '\n';
+              << " over " << scene.seconds.size()
+              << (scene.seconds.size() == 1 ? " sample" : " samples") << " into " << options.out
+              << '\n';
 }
 
 } // namespace
