@@ -1,8 +1,10 @@
 // `wkcache import-gltf IN.gltf|IN.glb [-o SCENE.json] [--fps N] [--record OUT.wkc [--step FRAMES]
 // [--deform]]`: a glTF asset as a scene file (docs/gltf.md), and with --record the scene's
 // cache object recorded at once. What the asset holds that the scene cannot carry is named on
-// stderr as a warning. Without -o and --record the scene goes to stdout.
+// stderr as a warning. Without -o and --record the scene goes to stdout. Ctrl-C or Escape stops
+// the import, writing nothing.
 #include "tools/cli_common.h"
+#include "tools/cli_terminal.h"
 #include "tools/gltf/gltf_accessor.h"
 #include "tools/gltf/gltf_import.h"
 #include "tools/output_file.h"
@@ -44,7 +46,21 @@ void runImport(const ImportOptions& options) {
     }
     try {
         const tinygltf::Model model = wkgltf::LoadGltf(options.in, warnings);
-        result = wkgltf::ImportGltf(model, settings);
+        // A host of its own for the terminal: Ctrl-C and Escape stop a long import.
+        HeadlessHost terminalHost;
+        TerminalSession terminal(terminalHost.UI(), terminalHost.Panels());
+        settings.progress = [&](std::size_t done, std::size_t total) {
+            terminal.showProgress("Importing", static_cast<long long>(done),
+                                  static_cast<long long>(total));
+            return !terminal.interrupted();
+        };
+        try {
+            result = wkgltf::ImportGltf(model, settings);
+        } catch (const wkgltf::ImportCancelled&) {
+            terminal.endProgress();
+            throw CommandError(kExitCancelled, "cancelled: nothing was written");
+        }
+        terminal.endProgress();
     } catch (const wkgltf::GltfError& e) {
         std::string message = e.what();
         while (!message.empty() && message.back() == '\n')

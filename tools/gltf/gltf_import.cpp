@@ -129,6 +129,11 @@ private:
     std::set<std::string> meshWarnings;
     std::set<int> visited;
 
+    void report() const {
+        if (options.progress && !options.progress(visited.size(), model.nodes.size()))
+            throw ImportCancelled();
+    }
+
     // A scene frame in seconds as the host's clock has it: whole ticks a frame, so that a frame
     // rate that does not divide the ticks evaluates the asset where the host will play it.
     double seconds(double frame) const {
@@ -259,6 +264,7 @@ private:
             for (std::size_t v = 0; v < at.size() && !moves; ++v)
                 moves = at[v].x != first[v].x || at[v].y != first[v].y || at[v].z != first[v].z;
             keys.push_back({{"frame", f}, {"vertices", HostPointsJson(at)}});
+            report();
         }
         Json base = MeshObjectJson(mesh, first, ids);
         if (!moves)
@@ -308,6 +314,7 @@ private:
             entry["objectOffset"] = kLookOffset;
         }
         nodes.push_back(entry);
+        report();
         for (int child : node.children)
             addNode(child, name);
     }

@@ -8,6 +8,8 @@
 #include <tiny_gltf.h>
 
 #include <cstdint>
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,14 @@ struct ImportOptions {
     double recStep = 1.0;   // the cache object's record step, in frames
     bool recDeform = false; // the cache object stores deformation
     std::string cacheFile;  // the cache object's file name, or empty
+    // Told the nodes done of all after each node and each deformed frame; false stops the
+    // import with ImportCancelled.
+    std::function<bool(std::size_t done, std::size_t total)> progress;
+};
+
+class ImportCancelled : public std::runtime_error {
+public:
+    ImportCancelled() : std::runtime_error("cancelled") {}
 };
 
 struct ImportResult {
@@ -34,7 +44,8 @@ tinygltf::Model LoadGltf(const std::string& path, std::vector<std::string>& warn
 
 // The scene of the asset's default scene (or its first). Times are seconds in glTF; the scene
 // runs at `fps` over the animations' extent, whole frames that hold every key. Throws GltfError
-// for data the import cannot use (bad indices, accessors outside their buffers).
+// for data the import cannot use (bad indices, accessors outside their buffers), ImportCancelled
+// when the progress callback says stop.
 ImportResult ImportGltf(const tinygltf::Model& model, const ImportOptions& options);
 
 } // namespace wkgltf
