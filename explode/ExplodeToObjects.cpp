@@ -13,8 +13,9 @@ namespace {
 
 constexpr std::uint32_t kDeepCopyChannels = 0x800027FF;
 
-// The settings of a clean evaluation, the same at every key time.
-void explodeSetup(wkCachePlaybackState& playback, bool boxes) {
+} // namespace
+
+void ExplodeEvaluationSetup(wkCachePlaybackState& playback, bool boxes) {
     playback.boxMode = boxes;
     playback.isViewport = false;
     playback.deleteInvisible = false;
@@ -24,6 +25,8 @@ void explodeSetup(wkCachePlaybackState& playback, bool boxes) {
     playback.invisibleMaterial = -1;
     playback.applyMaterial = false;
 }
+
+namespace {
 
 bool bit(const BitArray& bits, int i) {
     return i < bits.GetSize() && bits[i];
@@ -37,12 +40,6 @@ struct MadeElement {
     std::unique_ptr<Control> position, rotation, scale;
     Quat previousRotation;
 };
-
-bool hiddenAt(const wkCachePlaybackState& playback, int i) {
-    const wkCacheElementState& e = playback.elements[static_cast<std::size_t>(i)];
-    return (e.beforeRange && playback.beforeORT == 0) || bit(playback.hiddenElements, i) ||
-           bit(playback.deletedElements, i);
-}
 
 bool goneForGood(const wkCachePlaybackState& playback, int i) {
     return !playback.elements[static_cast<std::size_t>(i)].beforeRange &&
@@ -90,6 +87,12 @@ struct ExplodeRun {
 };
 
 } // namespace
+
+bool ExplodeElementHidden(const wkCachePlaybackState& playback, int i) {
+    const wkCacheElementState& e = playback.elements[static_cast<std::size_t>(i)];
+    return (e.beforeRange && playback.beforeORT == 0) || bit(playback.hiddenElements, i) ||
+           bit(playback.deletedElements, i);
+}
 
 Interval ExplodeKeyRange(Interval interval, std::int32_t stepTicks) {
     const std::int64_t step = std::max<std::int32_t>(stepTicks, 1);
@@ -196,7 +199,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
     object.clearElementValidity();
     object.evaluateForExplode(start, reader);
     wkCachePlaybackState& playback = object.explodePlayback();
-    explodeSetup(playback, boxes);
+    ExplodeEvaluationSetup(playback, boxes);
     if (!WelkardTools::prepareFrame(reader, playback) ||
         !WelkardTools::refreshElementTransforms(reader, run.elementTransforms, playback))
         return 0;
@@ -267,7 +270,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
         }
         outNodes.Append(1, &node);
         if (hasVisibility)
-            AddVisibilityKey(*node, start, hiddenAt(playback, i));
+            AddVisibilityKey(*node, start, ExplodeElementHidden(playback, i));
         MadeElement element{i,
                             node,
                             hasVisibility,
@@ -302,7 +305,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
                 referenceNode != nullptr ? referenceNode->GetObjectTM(t) : Matrix3(true);
             if (k > 0) {
                 object.evaluateForExplode(t, reader);
-                explodeSetup(playback, boxes);
+                ExplodeEvaluationSetup(playback, boxes);
                 if (!WelkardTools::prepareFrame(reader, playback) ||
                     !WelkardTools::refreshElementTransforms(reader, run.elementTransforms,
                                                             playback)) {
@@ -318,7 +321,7 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
                 writeKeys(element, k, t,
                           run.elementTransforms[static_cast<std::size_t>(i)] * world);
                 if (element.hasVisibility)
-                    AddVisibilityKey(*element.node, t, hiddenAt(playback, i));
+                    AddVisibilityKey(*element.node, t, ExplodeElementHidden(playback, i));
                 if (goneForGood(playback, i)) {
                     // The tracks stop here; the node keeps its last state.
                     setKeyCount(element, k + 1);

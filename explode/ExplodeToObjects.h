@@ -31,6 +31,13 @@ int ExplodeToObjects(wkCacheExplodeTarget& object, Interval interval, std::int32
                      std::int32_t reduceStepTicks, float reduceThresh, bool quiet,
                      std::vector<int>* elements = nullptr);
 
+// The settings of a clean evaluation at a key time (render settings, hidden elements kept with
+// their faces flagged, no materials applied), the same at every key time.
+void ExplodeEvaluationSetup(wkCachePlaybackState& playback, bool boxes);
+// Whether element i is hidden at the evaluated time: before its range without a type that
+// shows it there, hidden, or deleted.
+bool ExplodeElementHidden(const wkCachePlaybackState& playback, int i);
+
 // The keyed range: the interval's end brought back to the last whole step from its start.
 Interval ExplodeKeyRange(Interval interval, std::int32_t stepTicks);
 // The key times over that range: every step from the start, then the end.

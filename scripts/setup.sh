@@ -19,7 +19,8 @@ PACKAGES=(
     libcpp-httplib-dev # wkcache serve
     libjs-three        # its viewport, served with the page
     chromium           # its browser test (headless)
-    nodejs             # runs the browser test
+    libtinygltf-dev    # glTF import and export
+    nodejs             # runs the browser test and the Khronos glTF validator
 )
 
 installed() {
@@ -38,13 +39,15 @@ done
 # npm may come with another build of node than Debian's: only a missing command needs it.
 command -v npm >/dev/null || missing+=(npm)
 
-# The browser test's driver, from web/package-lock.json; it uses the installed chromium and
-# downloads no browser.
+# The npm packages at the versions their lock files name: the browser test's driver in web/ (it
+# uses the installed chromium and downloads no browser) and the glTF validator in tests/gltf/.
 npm_packages() {
-    if [ ! -d "$WKCACHE_ROOT/web/node_modules/puppeteer-core" ]; then
-        say "Installing the npm packages of web/"
-        (cd "$WKCACHE_ROOT/web" && PUPPETEER_SKIP_DOWNLOAD=1 npm ci --no-audit --no-fund)
-    fi
+    local dir
+    for dir in web tests/gltf; do
+        [ -d "$WKCACHE_ROOT/$dir/node_modules" ] && continue
+        say "Installing the npm packages of $dir/"
+        (cd "$WKCACHE_ROOT/$dir" && PUPPETEER_SKIP_DOWNLOAD=1 npm ci --no-audit --no-fund --loglevel=error)
+    done
 }
 
 if [ ${#missing[@]} -eq 0 ]; then

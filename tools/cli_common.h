@@ -44,17 +44,19 @@ private:
 };
 
 // The subcommands, in the order the help lists them.
-void addDemoCommand(CLI::App& app);   // demo_command.cpp
-void addRecordCommand(CLI::App& app); // record_command.cpp
-void addInfoCommand(CLI::App& app);   // info_command.cpp
-void addCheckCommand(CLI::App& app);  // check_command.cpp
-void addFrameCommand(CLI::App& app);  // frame_command.cpp
-void addFramesCommand(CLI::App& app); // frames_command.cpp
-void addExplodeCommand(CLI::App& app); // explode_command.cpp
-void addReduceCommand(CLI::App& app);  // reduce_command.cpp
-void addRenderCommand(CLI::App& app); // render_command.cpp
-void addPickCommand(CLI::App& app);   // pick_command.cpp
-void addSceneCommand(CLI::App& app);  // scene_command.cpp
-void addServeCommand(CLI::App& app);  // serve_command.cpp
+void addDemoCommand(CLI::App& app);       // demo_command.cpp
+void addRecordCommand(CLI::App& app);     // record_command.cpp
+void addInfoCommand(CLI::App& app);       // info_command.cpp
+void addCheckCommand(CLI::App& app);      // check_command.cpp
+void addFrameCommand(CLI::App& app);      // frame_command.cpp
+void addFramesCommand(CLI::App& app);     // frames_command.cpp
+void addExplodeCommand(CLI::App& app);    // explode_command.cpp
+void addReduceCommand(CLI::App& app);     // reduce_command.cpp
+void addRenderCommand(CLI::App& app);     // render_command.cpp
+void addPickCommand(CLI::App& app);       // pick_command.cpp
+void addSceneCommand(CLI::App& app);      // scene_command.cpp
+void addImportGltfCommand(CLI::App& app); // import_gltf_command.cpp
+void addExportGltfCommand(CLI::App& app); // export_gltf_command.cpp
+void addServeCommand(CLI::App& app);        // serve_command.cpp
 
 } // namespace wkcli

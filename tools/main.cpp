@@ -29,6 +29,8 @@ void addCommands(CLI::App& app) {
     addRenderCommand(app);
     addPickCommand(app);
     addSceneCommand(app);
+    addImportGltfCommand(app);
+    addExportGltfCommand(app);
     addServeCommand(app);
 }
 
