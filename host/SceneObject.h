@@ -89,3 +89,8 @@ public:
 private:
     Mesh mesh;
 };
+
+// What an object hands back when it makes its mesh for the call: a new triangle object, or a
+// render mesh, that the caller owns.
+TriObjectConversion TemporaryTriObject(Mesh mesh);
+RenderMesh OwnedRenderMesh(Mesh mesh);

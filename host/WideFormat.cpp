@@ -169,6 +169,47 @@ void appendChar(std::wstring& out, Spec spec, va_list& ap) {
     }
 }
 
+// Whether c is one of `letters`.
+bool isOneOf(wchar_t c, const wchar_t* letters) {
+    return c != 0 && std::wcschr(letters, c) != nullptr;
+}
+
+// Appends the value of one conversion; an unknown conversion stands as it is written, `raw`.
+// False when the value cannot be formatted.
+bool appendConversion(std::wstring& out, Spec spec, std::wstring_view raw, va_list& ap) {
+    const wchar_t c = spec.conversion;
+    if (c == L'%') {
+        out += L'%';
+    } else if (isOneOf(c, L"di")) {
+        return appendSigned(out, spec, ap);
+    } else if (isOneOf(c, L"uoxX")) {
+        return appendUnsigned(out, spec, ap);
+    } else if (isOneOf(c, L"fFeEgGaA")) {
+        if (spec.length == Length::L) {
+            return appendNumber(out, spec, va_arg(ap, long double));
+        }
+        spec.length = Length::None; // %lf is a double as well
+        return appendNumber(out, spec, va_arg(ap, double));
+    } else if (c == L'p') {
+        spec.length = Length::None;
+        return appendNumber(out, spec, va_arg(ap, void*));
+    } else if (isOneOf(c, L"sScC")) {
+        // %s and %c are wide text unless h is given; %S and %C narrow unless l is.
+        const bool upper = c == L'S' || c == L'C';
+        spec.narrowText = upper ? spec.length != Length::l : spec.length == Length::h;
+        if (c == L'S' || c == L's') {
+            appendText(out, spec, ap);
+        } else {
+            appendChar(out, spec, ap);
+        }
+    } else if (c == L'n') {
+        (void)va_arg(ap, void*); // nothing is written through it
+    } else {
+        out.append(raw);
+    }
+    return true;
+}
+
 } // namespace
 
 bool FormatWide(std::wstring& out, const wchar_t* format, va_list args) {
@@ -221,59 +262,8 @@ bool FormatWide(std::wstring& out, const wchar_t* format, va_list args) {
         if (*p != 0) {
             ++p;
         }
-        switch (spec.conversion) {
-        case L'%':
-            out += L'%';
-            break;
-        case L'd':
-        case L'i':
-            ok = appendSigned(out, spec, ap);
-            break;
-        case L'u':
-        case L'o':
-        case L'x':
-        case L'X':
-            ok = appendUnsigned(out, spec, ap);
-            break;
-        case L'f':
-        case L'F':
-        case L'e':
-        case L'E':
-        case L'g':
-        case L'G':
-        case L'a':
-        case L'A':
-            if (spec.length == Length::L) {
-                ok = appendNumber(out, spec, va_arg(ap, long double));
-            } else {
-                spec.length = Length::None; // %lf is a double as well
-                ok = appendNumber(out, spec, va_arg(ap, double));
-            }
-            break;
-        case L'p':
-            spec.length = Length::None;
-            ok = appendNumber(out, spec, va_arg(ap, void*));
-            break;
-        case L'S':
-        case L's':
-        case L'C':
-        case L'c': {
-            // %s and %c are wide text unless h is given; %S and %C narrow unless l is.
-            const bool upper = spec.conversion == L'S' || spec.conversion == L'C';
-            spec.narrowText = upper ? spec.length != Length::l : spec.length == Length::h;
-            if (spec.conversion == L'S' || spec.conversion == L's')
-                appendText(out, spec, ap);
-            else
-                appendChar(out, spec, ap);
-            break;
-        }
-        case L'n':
-            (void)va_arg(ap, void*);
-            break;
-        default:
-            out.append(start, static_cast<std::size_t>(p - start));
-            break;
-        }
+        ok = appendConversion(out, spec,
+                              std::wstring_view(start, static_cast<std::size_t>(p - start)), ap);
     }
     va_end(ap);
     return ok;

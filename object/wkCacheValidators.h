@@ -7,22 +7,25 @@
 
 class wkCache_obj;
 
-class wkCacheNodesValidator final : public PBValidator {
+// A validator that judges nodes for one cache object.
+class wkCacheObjectNodeValidator : public PBValidator {
 public:
-    explicit wkCacheNodesValidator(wkCache_obj* object_) : object(object_) {}
-    bool Validate(INode* node) override;
+    explicit wkCacheObjectNodeValidator(wkCache_obj* object_) : object(object_) {}
 
-private:
+protected:
     wkCache_obj* object;
 };
 
-class wkCacheExplodeNodeValidator final : public PBValidator {
+class wkCacheNodesValidator final : public wkCacheObjectNodeValidator {
 public:
-    explicit wkCacheExplodeNodeValidator(wkCache_obj* object_) : object(object_) {}
+    using wkCacheObjectNodeValidator::wkCacheObjectNodeValidator;
     bool Validate(INode* node) override;
+};
 
-private:
-    wkCache_obj* object;
+class wkCacheExplodeNodeValidator final : public wkCacheObjectNodeValidator {
+public:
+    using wkCacheObjectNodeValidator::wkCacheObjectNodeValidator;
+    bool Validate(INode* node) override;
 };
 
 class wkCacheHelperValidator final : public PBValidator {

@@ -180,25 +180,26 @@ public:
     bool renameGroup(const WStr& name, const WStr& newName);
     // direction < 0 moves the group up the list, > 0 down.
     bool moveGroup(const WStr& name, int direction);
-    bool makeGroupElementsUnique(const WStr& name);
-    bool setGroupMode(const WStr& name, int mode);
-    bool setGroupByAge(const WStr& name, bool on);
-    bool setGroupByDistance(const WStr& name, bool on);
+    // Selects the group and refreshes an open panel's group controls; false if it does not
+    // exist or is selected already.
+    bool selectGroup(const WStr& name);
     // The settings of the Per-Element Control rollout and of scripts (wkCache_objGroupSettings).
     bool setGroupEnabled(const WStr& name, bool on);
     bool setGroupRespectActivation(const WStr& name, bool on);
+    bool setGroupMode(const WStr& name, int mode);
     bool setGroupOffset(const WStr& name, float frames);
+    bool setGroupByAge(const WStr& name, bool on);
+    bool setGroupByDistance(const WStr& name, bool on);
     bool setGroupDeleteAge(const WStr& name, float frames);
     bool setGroupDeleteDistance(const WStr& name, float distance);
     // The 0-based material id, clamped to 0..98 (ids 1 to 99 as users see them).
     bool setGroupMaterial(const WStr& name, int materialIndex);
-    // add: merged into the group's elements; unique: taken from every other group.
+    // The elements of a group (wkCache_objGroupElements). add: merged into the group's elements;
+    // unique: taken from every other group.
     bool setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements, bool add,
                           bool unique);
     bool removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements);
-    // Selects the group and refreshes an open panel's group controls; false if it does not
-    // exist or is selected already.
-    bool selectGroup(const WStr& name);
+    bool makeGroupElementsUnique(const WStr& name);
 
     // ---- Interfaces: the display interface is this object's own base; a script interface is
     // made at the first request by the maker its implementation registered. Null for an id

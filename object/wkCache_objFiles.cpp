@@ -5,15 +5,14 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
 
 namespace {
 
-constexpr const wchar_t* kSetFilename = L"Set Filename"; // 146
-constexpr const wchar_t* kUnloadCache = L"Unload Cache"; // 145
-constexpr const wchar_t* kDefaultName = L"WK_Cache";     // string 4
+constexpr const wchar_t* kDefaultName = L"WK_Cache"; // string 4
 
 // New and Load end alike: the chosen file becomes fileName as the step "Set Filename".
 void setFileNameStep(wkCache_obj& object, const AssetUser& chosen) {
@@ -21,7 +20,7 @@ void setFileNameStep(wkCache_obj& object, const AssetUser& chosen) {
     if (!hold.Holding())
         hold.Begin();
     object.params().SetValue(wkCacheParam::fileName, 0, chosen);
-    hold.Accept(kSetFilename);
+    hold.Accept(ObjectTexts::kSetFilename);
     object.notifyDependents(PART_GEOM, REFMSG_CHANGE);
 }
 
@@ -78,7 +77,7 @@ void wkCache_obj::unloadCacheFile() {
         hold.Begin();
     parameters->SetValue(wkCacheParam::fileName, 0, AssetUser());
     notifyDependents(PART_GEOM, REFMSG_CHANGE);
-    hold.Accept(kUnloadCache);
+    hold.Accept(ObjectTexts::kUnloadCache);
     if (panelOpen && panelInterface != nullptr)
         PanelHooks().refreshFileInfo(*this);
 }

@@ -3,118 +3,115 @@
 // show the change.
 #include "object/wkCache_obj.h"
 
-#include "host/Host.h"
-#include "object/wkCachePanelHooks.h"
+#include "object/wkCacheObjectTexts.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
-// Undo labels, with their ids in the string table.
-constexpr const wchar_t* kToggleGroup = L"Toggle Group";                // 128
-constexpr const wchar_t* kToggleGroupTrigger = L"Toggle Group Trigger"; // 129
-constexpr const wchar_t* kGroupDistance = L"Group Distance";            // 130
-constexpr const wchar_t* kGroupAge = L"Group Age";                      // 132
-constexpr const wchar_t* kGroupMatID = L"Group MatID";                  // 134
-constexpr const wchar_t* kGroupOffset = L"Group Offset";                // 135
-constexpr const wchar_t* kGroupNodes = L"Group Nodes";                  // 139
-constexpr const wchar_t* kRemoveGroupNodes = L"Remove Group Nodes";     // 143
-
-// Assigns and answers whether the value changed. NaN never equals itself, so a NaN is compared
-// by its bits to keep "the same value holds nothing" true for it as well.
-template <class T> bool assign(T& field, T value) {
-    bool same = field == value;
+// Whether a field holds the same value after a change. NaN never equals itself, so two NaNs
+// count as the same to keep "the same value holds nothing" true for it as well.
+template <class T> bool same(const T& before, const T& after) {
     if constexpr (std::is_floating_point_v<T>)
-        same = same || (std::isnan(field) && std::isnan(value));
-    field = value;
-    return !same;
+        return before == after || (std::isnan(before) && std::isnan(after));
+    else
+        return before == after;
+}
+
+// The change that stores `value` in `field` as it is.
+template <class T> auto assigning(T wkCacheGroup::*field, T value) {
+    return [field, value](wkCacheGroup& g) {
+        const bool changed = !same(g.*field, value);
+        g.*field = value;
+        return changed;
+    };
+}
+
+// The change that stores `value` through the record's setter, which keeps `field` in range.
+template <class T, class V>
+auto settingThrough(T wkCacheGroup::*field, void (wkCacheGroup::*setter)(V), V value) {
+    return [field, setter, value](wkCacheGroup& g) {
+        const T before = g.*field;
+        (g.*setter)(value);
+        return !same(before, g.*field);
+    };
+}
+
+// A delete criterion shows only while the group is enabled and deletes by it.
+auto deletingBy(bool wkCacheGroup::*criterion) {
+    return [criterion](const wkCacheGroup& g) { return g.enabled && g.*criterion; };
 }
 
 } // namespace
 
+bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
+                                  const std::function<bool(wkCacheGroup&)>& change,
+                                  const std::function<bool(const wkCacheGroup&)>& shows) {
+    wkCacheGroupList& groups = playback->groups;
+    const int index = groups.find(name);
+    if (index < 0)
+        return false;
+    wkCacheGroup changed = groups.at(index);
+    if (!change(changed))
+        return true; // the same value: nothing to hold
+    const bool visible = shows ? shows(changed) : changed.enabled;
+    return groupOperation(
+        label,
+        [&] {
+            groups.at(index) = std::move(changed);
+            return true;
+        },
+        visible);
+}
+
 bool wkCache_obj::setGroupEnabled(const WStr& name, bool on) {
-    return setGroupSetting(
-        name, kToggleGroup, [on](wkCacheGroup& g) { return assign(g.enabled, on); },
-        [](const wkCacheGroup&) { return true; });
+    // Switching a group on or off shows either way.
+    return setGroupSetting(name, ObjectTexts::kToggleGroup, assigning(&wkCacheGroup::enabled, on),
+                           [](const wkCacheGroup&) { return true; });
 }
 
 bool wkCache_obj::setGroupRespectActivation(const WStr& name, bool on) {
-    return setGroupSetting(name, kToggleGroupTrigger,
-                           [on](wkCacheGroup& g) { return assign(g.respectActivation, on); });
+    return setGroupSetting(name, ObjectTexts::kToggleGroupTrigger,
+                           assigning(&wkCacheGroup::respectActivation, on));
+}
+
+bool wkCache_obj::setGroupMode(const WStr& name, int mode) {
+    return setGroupSetting(name, ObjectTexts::kGroupMode,
+                           settingThrough(&wkCacheGroup::mode, &wkCacheGroup::setMode, mode));
 }
 
 bool wkCache_obj::setGroupOffset(const WStr& name, float frames) {
-    return setGroupSetting(name, kGroupOffset,
-                           [frames](wkCacheGroup& g) { return assign(g.offset, frames); });
+    return setGroupSetting(name, ObjectTexts::kGroupOffset,
+                           assigning(&wkCacheGroup::offset, frames));
+}
+
+bool wkCache_obj::setGroupByAge(const WStr& name, bool on) {
+    return setGroupSetting(name, ObjectTexts::kGroupByAge, assigning(&wkCacheGroup::byAge, on));
 }
 
 bool wkCache_obj::setGroupDeleteAge(const WStr& name, float frames) {
-    return setGroupSetting(
-        name, kGroupAge,
-        [frames](wkCacheGroup& g) {
-            const float before = g.age;
-            g.setAge(frames);
-            return g.age != before;
-        },
-        [](const wkCacheGroup& g) { return g.enabled && g.byAge; });
+    return setGroupSetting(name, ObjectTexts::kGroupAge,
+                           settingThrough(&wkCacheGroup::age, &wkCacheGroup::setAge, frames),
+                           deletingBy(&wkCacheGroup::byAge));
+}
+
+bool wkCache_obj::setGroupByDistance(const WStr& name, bool on) {
+    return setGroupSetting(name, ObjectTexts::kGroupByDistance,
+                           assigning(&wkCacheGroup::byDistance, on));
 }
 
 bool wkCache_obj::setGroupDeleteDistance(const WStr& name, float distance) {
     return setGroupSetting(
-        name, kGroupDistance,
-        [distance](wkCacheGroup& g) {
-            const float before = g.distance;
-            g.setDistance(distance);
-            return g.distance != before;
-        },
-        [](const wkCacheGroup& g) { return g.enabled && g.byDistance; });
+        name, ObjectTexts::kGroupDistance,
+        settingThrough(&wkCacheGroup::distance, &wkCacheGroup::setDistance, distance),
+        deletingBy(&wkCacheGroup::byDistance));
 }
 
 bool wkCache_obj::setGroupMaterial(const WStr& name, int materialIndex) {
     // The record keeps the 0-based id that faces take, 0..98; its own setter's 1..99 is the range
     // users see, one higher.
     const int stored = std::clamp(materialIndex, 0, 98);
-    return setGroupSetting(name, kGroupMatID,
-                           [stored](wkCacheGroup& g) { return assign(g.materialId, stored); });
-}
-
-bool wkCache_obj::setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements,
-                                   bool add, bool unique) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
-        return false;
-    std::set<std::uint32_t> result = elements;
-    if (add)
-        result.insert(groups.at(index).elements.begin(), groups.at(index).elements.end());
-    if (result == groups.at(index).elements && !unique)
-        return true;
-    return groupOperation(
-        kGroupNodes, [&] { return groups.setGroupElements(name, result, unique); },
-        groups.at(index).enabled);
-}
-
-bool wkCache_obj::removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
-        return false;
-    std::set<std::uint32_t> result;
-    std::ranges::set_difference(groups.at(index).elements, elements,
-                                std::inserter(result, result.end()));
-    if (result == groups.at(index).elements)
-        return true;
-    return groupOperation(
-        kRemoveGroupNodes, [&] { return groups.setGroupElements(name, result, false); },
-        groups.at(index).enabled);
-}
-
-bool wkCache_obj::selectGroup(const WStr& name) {
-    const int index = playback->groups.find(name);
-    if (index < 0 || !playback->groups.setSelected(index))
-        return false;
-    if (panelOpen && panelInterface != nullptr)
-        PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
-    return true;
+    return setGroupSetting(name, ObjectTexts::kGroupMatID,
+                           assigning(&wkCacheGroup::materialId, stored));
 }

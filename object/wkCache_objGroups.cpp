@@ -4,22 +4,30 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
 
 namespace {
 
-// Undo labels, with their ids in the string table.
-constexpr const wchar_t* kAddGroup = L"Add Group";                // 141
-constexpr const wchar_t* kRemoveGroup = L"Remove Group";          // 138
-constexpr const wchar_t* kRemoveAllGroups = L"Remove All Groups"; // 137
-constexpr const wchar_t* kRenameGroup = L"Rename Group";          // 140
-constexpr const wchar_t* kMoveGroup = L"Move Group";              // 149
-constexpr const wchar_t* kGroupNodes = L"Group Nodes";            // 139
-constexpr const wchar_t* kGroupByAge = L"Group By Age";           // 133
-constexpr const wchar_t* kGroupByDistance = L"Group By Distance"; // 131
-constexpr const wchar_t* kGroupMode = L"Group Mode";              // 136
+// The elementFrames table has one entry per group, the frame of Set Frame: a new group's
+// entry starts at 0, a removed group's goes with it.
+void addFrameEntry(IParamBlock2& block, int entry) {
+    const int missing = entry + 1 - block.Count(elementFrames);
+    if (missing > 0)
+        block.Insert(elementFrames, block.Count(elementFrames), missing);
+    block.SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
+}
+
+void removeFrameEntry(IParamBlock2& block, int entry) {
+    if (entry < block.Count(elementFrames))
+        block.Delete(elementFrames, entry, 1);
+}
+
+void removeFrameEntries(IParamBlock2& block) {
+    block.Delete(elementFrames, 0, block.Count(elementFrames));
+}
 
 } // namespace
 
@@ -48,18 +56,14 @@ bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
     if (name.IsEmpty() || groups.contains(name))
         return false;
     return groupOperation(
-        kAddGroup,
+        ObjectTexts::kAddGroup,
         [&] {
             if (!groups.addGroup(name))
                 return false;
+            const int added = groups.count() - 1;
             if (withSelection)
-                groups.at(groups.count() - 1).elements = selection;
-            // The new group's entry of the Set Frame table, at 0 now.
-            const int entry = groups.count() - 1;
-            const int missing = groups.count() - parameters->Count(elementFrames);
-            if (missing > 0)
-                parameters->Insert(elementFrames, parameters->Count(elementFrames), missing);
-            parameters->SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
+                groups.at(added).elements = selection;
+            addFrameEntry(*parameters, added);
             return true;
         },
         true); // a new group is enabled
@@ -71,23 +75,22 @@ bool wkCache_obj::removeGroup(const WStr& name) {
     if (index < 0)
         return false;
     return groupOperation(
-        kRemoveGroup,
+        ObjectTexts::kRemoveGroup,
         [&] {
-            if (!groups.deleteGroup(name))
-                return false;
-            if (index < parameters->Count(elementFrames))
-                parameters->Delete(elementFrames, index, 1);
-            return true;
+            const bool removed = groups.deleteGroup(name);
+            if (removed)
+                removeFrameEntry(*parameters, index);
+            return removed;
         },
         true);
 }
 
 void wkCache_obj::removeAllGroups() {
     groupOperation(
-        kRemoveAllGroups,
+        ObjectTexts::kRemoveAllGroups,
         [&] {
             playback->groups.clear();
-            parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+            removeFrameEntries(*parameters);
             return true;
         },
         true);
@@ -95,7 +98,7 @@ void wkCache_obj::removeAllGroups() {
 
 void wkCache_obj::removeAllGroupsNoUndo() {
     playback->groups.clear();
-    parameters->Delete(elementFrames, 0, parameters->Count(elementFrames));
+    removeFrameEntries(*parameters);
     invalidateAll();
 }
 
@@ -112,7 +115,7 @@ bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     if (groups.contains(name) && name == chosen)
         return true;
     return groupOperation(
-        kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
+        ObjectTexts::kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
 }
 
 bool wkCache_obj::moveGroup(const WStr& name, int direction) {
@@ -124,60 +127,14 @@ bool wkCache_obj::moveGroup(const WStr& name, int direction) {
     if ((direction < 0 && index == 0) || (direction > 0 && index == groups.count() - 1))
         return true;
     return groupOperation(
-        kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
+        ObjectTexts::kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
 }
 
-bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
+bool wkCache_obj::selectGroup(const WStr& name) {
+    const int index = playback->groups.find(name);
+    if (index < 0 || !playback->groups.setSelected(index))
         return false;
-    const wkCacheGroup& group = groups.at(index);
-    const bool shows = group.enabled && !group.elements.empty();
-    return groupOperation(
-        kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
-}
-
-bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
-                                  const std::function<bool(wkCacheGroup&)>& change,
-                                  const std::function<bool(const wkCacheGroup&)>& shows) {
-    wkCacheGroupList& groups = playback->groups;
-    const int index = groups.find(name);
-    if (index < 0)
-        return false;
-    wkCacheGroup changed = groups.at(index);
-    if (!change(changed))
-        return true; // the same value: nothing to hold
-    const bool visible = shows ? shows(changed) : changed.enabled;
-    return groupOperation(
-        label,
-        [&] {
-            groups.at(index) = std::move(changed);
-            return true;
-        },
-        visible);
-}
-
-bool wkCache_obj::setGroupMode(const WStr& name, int mode) {
-    return setGroupSetting(name, kGroupMode, [mode](wkCacheGroup& g) {
-        const wkCacheGroupMode before = g.mode;
-        g.setMode(mode);
-        return g.mode != before;
-    });
-}
-
-bool wkCache_obj::setGroupByAge(const WStr& name, bool on) {
-    return setGroupSetting(name, kGroupByAge, [on](wkCacheGroup& g) {
-        const bool changed = g.byAge != on;
-        g.byAge = on;
-        return changed;
-    });
-}
-
-bool wkCache_obj::setGroupByDistance(const WStr& name, bool on) {
-    return setGroupSetting(name, kGroupByDistance, [on](wkCacheGroup& g) {
-        const bool changed = g.byDistance != on;
-        g.byDistance = on;
-        return changed;
-    });
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
+    return true;
 }

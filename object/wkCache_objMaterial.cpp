@@ -4,12 +4,11 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 
 #include <memory>
 
 namespace {
-
-constexpr const wchar_t* kApplyMaterials = L"Apply Material(s)"; // 157
 
 // A node's material as it was before the reload, and the one it got.
 class MaterialRestore final : public RestoreObj {
@@ -61,7 +60,7 @@ int wkCache_obj::reloadMaterial(bool replaceOwn, bool otherObjects, bool replace
         }
     }
     if (changed > 0 && undoable)
-        hold.Accept(kApplyMaterials);
+        hold.Accept(ObjectTexts::kApplyMaterials);
     // The nodes share the material now; the reader keeps its library, so that the next
     // reload finds the same material rather than none.
     return changed;

@@ -19,10 +19,7 @@ enum LoadType : int { LOAD_STREAM = 0, LOAD_PER_SAMPLE = 1, LOAD_PRELOAD = 2 };
 
 TriObjectConversion wkCache_obj::ConvertToTriMesh(TimeValue t) {
     updateCacheMesh(t);
-    TriObjectConversion result;
-    result.temporary = std::make_unique<TriObject>(mesh);
-    result.object = result.temporary.get();
-    return result;
+    return TemporaryTriObject(mesh);
 }
 
 RenderMesh wkCache_obj::GetRenderMesh(TimeValue t, INode*, View&) {

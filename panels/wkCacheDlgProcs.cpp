@@ -1,6 +1,7 @@
 #include "panels/wkCacheDlgProcs.h"
 
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheFileDialogs.h"
@@ -10,6 +11,7 @@
 #include "panels/wkCachePickers.h"
 #include "playback/wkCacheUnitScale.h"
 #include "recording/RecordCache.h"
+#include "recording/RecordTexts.h"
 
 #include <algorithm>
 #include <optional>
@@ -100,7 +102,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
-    const wchar_t* name = PanelTexts::kEmptyNodeList;
+    const wchar_t* name = RecordTexts::kEmptyNodeList;
     if (static_cast<int>(marked.size()) == count || shift) {
         block.Delete(nodes, 0, block.Count(nodes));
     } else {
@@ -117,27 +119,27 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
 // ---- Cache File rollout
 
 template <> bool wkCacheDlgProc_main::DlgProc(TimeValue, PanelWindow&, const PanelMessage& m) {
+    // The rollout's buttons: New.., Load.., Unload, Reload and Reload Material.
+    struct Button {
+        int id;
+        void (*press)(wkCache_obj&);
+    };
+    static constexpr Button kButtons[] = {
+        {1026, [](wkCache_obj& o) { o.newCacheFile(); }},
+        {1012, [](wkCache_obj& o) { o.loadCacheFile(); }},
+        {1027, [](wkCache_obj& o) { o.unloadCacheFile(); }},
+        {1028, [](wkCache_obj& o) { o.reloadCacheFile(); }},
+        {1158, [](wkCache_obj& o) { o.reloadMaterialClicked(GetHost().Panels().ShiftHeld()); }},
+    };
     if (!isCommand(m))
         return false;
-    switch (m.id) {
-    case 1012:
-        object.loadCacheFile();
-        return true;
-    case 1026:
-        object.newCacheFile();
-        return true;
-    case 1027:
-        object.unloadCacheFile();
-        return true;
-    case 1028:
-        object.reloadCacheFile();
-        return true;
-    case 1158:
-        object.reloadMaterialClicked(GetHost().Panels().ShiftHeld());
-        return true;
-    default:
-        return false;
+    for (const Button& button : kButtons) {
+        if (m.id == button.id) {
+            button.press(object);
+            return true;
+        }
     }
+    return false;
 }
 
 template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) {
@@ -227,11 +229,11 @@ struct GroupSpinner {
     const wchar_t* label; // the undo name
 };
 constexpr GroupSpinner kGroupSpinners[] = {
-    {1149, 1148, 0.0f, 9999999.0f, PanelTexts::kGroupAge},
-    {1146, 1145, 0.0f, 9999999.0f, PanelTexts::kGroupDistance},
-    {1143, 1142, -9999999.0f, 9999999.0f, PanelTexts::kGroupOffset},
+    {1149, 1148, 0.0f, 9999999.0f, ObjectTexts::kGroupAge},
+    {1146, 1145, 0.0f, 9999999.0f, ObjectTexts::kGroupDistance},
+    {1143, 1142, -9999999.0f, 9999999.0f, ObjectTexts::kGroupOffset},
     {1075, 1074, -9999999.0f, 9999999.0f, nullptr}, // the frame: elementFrames has its own undo
-    {1077, 1076, 1.0f, 99.0f, PanelTexts::kGroupMatID},
+    {1077, 1076, 1.0f, 99.0f, ObjectTexts::kGroupMatID},
 };
 
 const GroupSpinner* groupSpinnerOf(int id) {
@@ -293,7 +295,7 @@ void newGroup(wkCache_obj& object, bool empty) {
     if (!empty)
         groups.setGroupElements(name, object.elementSelection(), false);
     if (began)
-        hold.Accept(PanelTexts::kAddGroup);
+        hold.Accept(ObjectTexts::kAddGroup);
 }
 
 } // namespace
@@ -433,26 +435,11 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         case 1156:
             object.moveGroup(name, m.id == 1155 ? -1 : 1);
             break;
-        case 1106: {
-            const bool shows = group->enabled;
-            object.groupOperation(
-                PanelTexts::kToggleTrigger,
-                [&] {
-                    selectedGroup(object)->respectActivation =
-                        !selectedGroup(object)->respectActivation;
-                    return true;
-                },
-                shows);
+        case 1106:
+            object.setGroupRespectActivation(name, !group->respectActivation);
             break;
-        }
         case 1107:
-            object.groupOperation(
-                PanelTexts::kToggleGroup,
-                [&] {
-                    selectedGroup(object)->enabled = !selectedGroup(object)->enabled;
-                    return true;
-                },
-                true);
+            object.setGroupEnabled(name, !group->enabled);
             break;
         case 1151:
             object.setGroupByAge(name, w.GetCheck(1151));

@@ -38,21 +38,12 @@ inline constexpr const wchar_t* kTipInvert = L"Invert Selected";
 inline constexpr const wchar_t* kTipAddFromList = L"Add Node From List";
 inline constexpr const wchar_t* kTipRemoveSelected = L"Remove Selected";
 
-// Undo names.
+// Undo names of the panel's own steps (the object names its own).
 inline constexpr const wchar_t* kAddNode = L"Add node";                    // 50
 inline constexpr const wchar_t* kSelectMultiple = L"Select Multiple";      // 51
-inline constexpr const wchar_t* kEmptyNodeList = L"Empty node list";       // 52
 inline constexpr const wchar_t* kRemoveNodes = L"Remove node(s)";          // 53
 inline constexpr const wchar_t* kSetRecordRange = L"Set Record Range";     // 144
-inline constexpr const wchar_t* kGroupNodes = L"Group Nodes";              // 139
 inline constexpr const wchar_t* kSelectGroupNodes = L"Select Group Nodes"; // 142
-inline constexpr const wchar_t* kAddGroup = L"Add Group";                  // 141
-inline constexpr const wchar_t* kToggleGroup = L"Toggle Group";            // 128
-inline constexpr const wchar_t* kToggleTrigger = L"Toggle Group Trigger";  // 129
-inline constexpr const wchar_t* kGroupDistance = L"Group Distance";        // 130
-inline constexpr const wchar_t* kGroupAge = L"Group Age";                  // 132
-inline constexpr const wchar_t* kGroupMatID = L"Group MatID";              // 134
-inline constexpr const wchar_t* kGroupOffset = L"Group Offset";            // 135
 
 // Pickers.
 inline constexpr const wchar_t* kSelectObjectsToAdd = L"Select objects to add";     // 9

@@ -2,6 +2,7 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
+#include "object/wkCacheObjectTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheGroupSteps.h"
@@ -320,7 +321,7 @@ void selectElementsByName(wkCache_obj& object) {
     if (!hold.Holding())
         hold.Begin();
     object.setElementSelection(request.selection);
-    hold.Accept(PanelTexts::kGroupNodes);
+    hold.Accept(ObjectTexts::kGroupNodes);
 }
 
 void selectGroupElementsByName(wkCache_obj& object) {

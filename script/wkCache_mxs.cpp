@@ -19,6 +19,34 @@ const bool registered =
 
 constexpr std::uint32_t kw = kFPKeywordArg;
 
+// A group setting that scripts read and write through a pair of functions: the record's field
+// and the object's setter (one undoable step).
+template <class T> struct GroupSetting {
+    FunctionID get;
+    FunctionID set;
+    T wkCacheGroup::*field;
+    bool (wkCache_obj::*setter)(const WStr&, T);
+};
+
+constexpr GroupSetting<bool> kGroupSwitches[] = {
+    {M::fnGetGroupEnabled, M::fnSetGroupEnabled, &wkCacheGroup::enabled,
+     &wkCache_obj::setGroupEnabled},
+    {M::fnGetGroupDeleteByAge, M::fnSetGroupDeleteByAge, &wkCacheGroup::byAge,
+     &wkCache_obj::setGroupByAge},
+    {M::fnGetGroupDeleteByDistance, M::fnSetGroupDeleteByDistance, &wkCacheGroup::byDistance,
+     &wkCache_obj::setGroupByDistance},
+    {M::fnGetGroupRespectActivation, M::fnSetGroupRespectActivation,
+     &wkCacheGroup::respectActivation, &wkCache_obj::setGroupRespectActivation},
+};
+
+constexpr GroupSetting<float> kGroupAmounts[] = {
+    {M::fnGetGroupDelay, M::fnSetGroupDelay, &wkCacheGroup::offset, &wkCache_obj::setGroupOffset},
+    {M::fnGetGroupDeleteAge, M::fnSetGroupDeleteAge, &wkCacheGroup::age,
+     &wkCache_obj::setGroupDeleteAge},
+    {M::fnGetGroupDeleteDistance, M::fnSetGroupDeleteDistance, &wkCacheGroup::distance,
+     &wkCache_obj::setGroupDeleteDistance},
+};
+
 } // namespace
 
 FPInterfaceDesc& wkCache_mxs::Desc() {
@@ -128,6 +156,24 @@ FPStatus wkCache_mxs::Invoke(FunctionID fid, TimeValue, FPValue& result, const F
     auto answer = [&](std::int32_t type, Value v) { result = FPValue{type, std::move(v)}; };
     auto yes = [&](bool b) { answer(FPT_BOOL, std::int32_t{b ? 1 : 0}); };
     auto group = [&](int i) -> const wkCacheGroup& { return existingGroup(o, str(i)); };
+    // The getter answers the field, the setter the object's answer; both need the group.
+    auto setting = [&](const auto& settings, auto read, auto give) {
+        for (const auto& s : settings) {
+            if (fid == s.get) {
+                give(group(0).*s.field);
+                return true;
+            }
+            if (fid == s.set) {
+                group(0);
+                yes((o.*s.setter)(str(0), read(1)));
+                return true;
+            }
+        }
+        return false;
+    };
+    if (setting(kGroupSwitches, flag, yes) ||
+        setting(kGroupAmounts, real, [&](float v) { answer(FPT_FLOAT, v); }))
+        return FPS_OK;
 
     switch (fid) {
     case fnRecord:
@@ -180,60 +226,11 @@ FPStatus wkCache_mxs::Invoke(FunctionID fid, TimeValue, FPValue& result, const F
     case fnMakeGroupElementsUnique:
         yes(o.makeGroupElementsUnique(str(0)));
         break;
-    case fnGetGroupEnabled:
-        yes(group(0).enabled);
-        break;
-    case fnSetGroupEnabled:
-        group(0);
-        yes(o.setGroupEnabled(str(0), flag(1)));
-        break;
-    case fnGetGroupDelay:
-        answer(FPT_FLOAT, group(0).offset);
-        break;
-    case fnSetGroupDelay:
-        group(0);
-        yes(o.setGroupOffset(str(0), real(1)));
-        break;
-    case fnGetGroupDeleteByAge:
-        yes(group(0).byAge);
-        break;
-    case fnSetGroupDeleteByAge:
-        group(0);
-        yes(o.setGroupByAge(str(0), flag(1)));
-        break;
-    case fnGetGroupDeleteAge:
-        answer(FPT_FLOAT, group(0).age);
-        break;
-    case fnSetGroupDeleteAge:
-        group(0);
-        yes(o.setGroupDeleteAge(str(0), real(1)));
-        break;
-    case fnGetGroupDeleteByDistance:
-        yes(group(0).byDistance);
-        break;
-    case fnSetGroupDeleteByDistance:
-        group(0);
-        yes(o.setGroupByDistance(str(0), flag(1)));
-        break;
-    case fnGetGroupDeleteDistance:
-        answer(FPT_FLOAT, group(0).distance);
-        break;
-    case fnSetGroupDeleteDistance:
-        group(0);
-        yes(o.setGroupDeleteDistance(str(0), real(1)));
-        break;
     case fnGetGroupMatID:
         answer(FPT_INT, group(0).materialId + 1);
         break;
     case fnSetGroupMatID:
         yes(setGroupMatID(o, str(0), p[1].value.toInt()));
-        break;
-    case fnGetGroupRespectActivation:
-        yes(group(0).respectActivation);
-        break;
-    case fnSetGroupRespectActivation:
-        group(0);
-        yes(o.setGroupRespectActivation(str(0), flag(1)));
         break;
     case fnDeleteAllGroups:
         o.removeAllGroups();

@@ -5,20 +5,6 @@
 #include <numbers>
 #include <stdexcept>
 
-namespace {
-
-// Puts `item` into `items`, kept in order of time; it replaces an item at the same time.
-template <class T> void putAtTime(std::vector<T>& items, T item) {
-    const auto at = std::lower_bound(items.begin(), items.end(), item.time,
-                                     [](const T& x, TimeValue t) { return x.time < t; });
-    if (at != items.end() && at->time == item.time)
-        *at = std::move(item);
-    else
-        items.insert(at, std::move(item));
-}
-
-} // namespace
-
 // ---- HeadlessDeformingMesh
 
 HeadlessDeformingMesh::HeadlessDeformingMesh(Mesh base_) : base(std::move(base_)) {}
@@ -28,24 +14,24 @@ void HeadlessDeformingMesh::AddKey(TimeValue time, std::vector<Point3> positions
         throw std::invalid_argument("a deformation key needs " +
                                     std::to_string(base.getNumVerts()) + " positions, got " +
                                     std::to_string(positions.size()));
-    putAtTime(keys, Key{time, std::move(positions)});
+    keys.Put(time, std::move(positions));
 }
 
 Mesh HeadlessDeformingMesh::MeshAt(TimeValue t) const {
     Mesh mesh = base;
-    if (keys.empty())
+    if (keys.Empty())
         return mesh;
-    const auto next = std::upper_bound(keys.begin(), keys.end(), t,
-                                       [](TimeValue v, const Key& k) { return v < k.time; });
-    const Key& a = next == keys.begin() ? *next : *(next - 1);
-    const Key& b = next == keys.end() ? a : *next;
+    // The keys around t; the same key before the first and after the last.
+    const int next = keys.FirstAfter(t);
+    const auto& a = keys[std::max(next - 1, 0)];
+    const auto& b = keys[std::min(next, keys.Count() - 1)];
     float u = 0.0f;
     if (&a != &b)
         u = static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
                                static_cast<double>(static_cast<std::int64_t>(b.time) - a.time));
     for (int v = 0; v < mesh.getNumVerts(); ++v) {
-        const Point3& from = a.positions[static_cast<std::size_t>(v)];
-        const Point3& to = b.positions[static_cast<std::size_t>(v)];
+        const Point3& from = a.value[static_cast<std::size_t>(v)];
+        const Point3& to = b.value[static_cast<std::size_t>(v)];
         mesh.setVert(v, from + (to - from) * u);
     }
     mesh.InvalidateGeomCache();
@@ -53,35 +39,27 @@ Mesh HeadlessDeformingMesh::MeshAt(TimeValue t) const {
 }
 
 TriObjectConversion HeadlessDeformingMesh::ConvertToTriMesh(TimeValue t) {
-    auto temporary = std::make_unique<TriObject>(MeshAt(t));
-    TriObject* object = temporary.get();
-    return {object, std::move(temporary)};
+    return TemporaryTriObject(MeshAt(t));
 }
 
 RenderMesh HeadlessDeformingMesh::GetRenderMesh(TimeValue t, INode*, View&) {
-    auto owned = std::make_unique<Mesh>(MeshAt(t));
-    const Mesh* mesh = owned.get();
-    return {mesh, std::move(owned)};
+    return OwnedRenderMesh(MeshAt(t));
 }
 
 // ---- HeadlessTopologyMesh
 
 void HeadlessTopologyMesh::AddState(TimeValue time, Mesh mesh) {
-    putAtTime(states, State{time, std::move(mesh)});
+    states.Put(time, std::move(mesh));
 }
 
 const Mesh& HeadlessTopologyMesh::MeshAt(TimeValue t) const {
-    if (states.empty())
+    if (states.Empty())
         return empty;
-    const auto next = std::upper_bound(states.begin(), states.end(), t,
-                                       [](TimeValue v, const State& s) { return v < s.time; });
-    return next == states.begin() ? next->mesh : (next - 1)->mesh;
+    return states[std::max(states.FirstAfter(t) - 1, 0)].value;
 }
 
 TriObjectConversion HeadlessTopologyMesh::ConvertToTriMesh(TimeValue t) {
-    auto temporary = std::make_unique<TriObject>(MeshAt(t));
-    TriObject* object = temporary.get();
-    return {object, std::move(temporary)};
+    return TemporaryTriObject(MeshAt(t));
 }
 
 RenderMesh HeadlessTopologyMesh::GetRenderMesh(TimeValue t, INode*, View&) {
@@ -173,17 +151,13 @@ Mesh HeadlessSplineShape::CapMesh() const {
 }
 
 TriObjectConversion HeadlessSplineShape::ConvertToTriMesh(TimeValue) {
-    auto temporary = std::make_unique<TriObject>(renderable ? TubeMesh() : CapMesh());
-    TriObject* object = temporary.get();
-    return {object, std::move(temporary)};
+    return TemporaryTriObject(renderable ? TubeMesh() : CapMesh());
 }
 
 RenderMesh HeadlessSplineShape::GetRenderMesh(TimeValue, INode*, View&) {
     if (!renderable)
         return {};
-    auto owned = std::make_unique<Mesh>(TubeMesh());
-    const Mesh* mesh = owned.get();
-    return {mesh, std::move(owned)};
+    return OwnedRenderMesh(TubeMesh());
 }
 
 // ---- HeadlessLight

@@ -5,6 +5,7 @@
 
 #include "host/SceneObject.h"
 #include "host/headless/HeadlessKeyTrack.h"
+#include "host/headless/TimeOrdered.h"
 
 #include <vector>
 
@@ -15,66 +16,59 @@ inline constexpr Class_ID kSplineShapeClassID{0x5D1A0003, 0x2E7C0001};
 inline constexpr Class_ID kPointHelperClassID{0x5D1A0004, 0x2E7C0001};
 inline constexpr Class_ID kCameraClassID{0x5D1A0005, 0x2E7C0001};
 
+// The meshes that change over time: geometry that always converts to a mesh.
+class HeadlessAnimatedMesh : public GeomObject {
+public:
+    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
+    bool CanConvertToTriMesh() const override { return true; }
+};
+
 // A mesh whose vertices are keyed over time: the faces and channels of `base` at every time,
 // the vertex positions blended linearly between the two keys around the time (held before the
 // first key and after the last; the base positions without keys). Its conversions and render
 // meshes are new meshes, made per call.
-class HeadlessDeformingMesh final : public GeomObject {
+class HeadlessDeformingMesh final : public HeadlessAnimatedMesh {
 public:
     explicit HeadlessDeformingMesh(Mesh base);
 
     // One position per vertex of the base mesh, else std::invalid_argument. A key at the time
     // of an existing one replaces it.
     void AddKey(TimeValue time, std::vector<Point3> positions);
-    int NumKeys() const { return static_cast<int>(keys.size()); }
+    int NumKeys() const { return keys.Count(); }
     Mesh MeshAt(TimeValue t) const;
     // What a scene file saves: the base mesh and the keys in time order.
     const Mesh& BaseMesh() const { return base; }
-    TimeValue KeyTime(int i) const { return keys[static_cast<std::size_t>(i)].time; }
-    const std::vector<Point3>& KeyPositions(int i) const {
-        return keys[static_cast<std::size_t>(i)].positions;
-    }
+    TimeValue KeyTime(int i) const { return keys[i].time; }
+    const std::vector<Point3>& KeyPositions(int i) const { return keys[i].value; }
 
-    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
     Class_ID ClassID() const override { return kDeformingMeshClassID; }
-    bool CanConvertToTriMesh() const override { return true; }
     TriObjectConversion ConvertToTriMesh(TimeValue t) override;
     RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
 
 private:
-    struct Key {
-        TimeValue time;
-        std::vector<Point3> positions;
-    };
     Mesh base;
-    std::vector<Key> keys; // by time
+    TimeOrdered<std::vector<Point3>> keys;
 };
 
 // A mesh that is replaced by another at given times: at t, the state of the latest time not
 // after t (the first state before all of them). Its render mesh is the state itself, borrowed;
 // a conversion makes a new triangle object.
-class HeadlessTopologyMesh final : public GeomObject {
+class HeadlessTopologyMesh final : public HeadlessAnimatedMesh {
 public:
     // A state at the time of an existing one replaces it.
     void AddState(TimeValue time, Mesh mesh);
-    int NumStates() const { return static_cast<int>(states.size()); }
-    TimeValue StateTime(int i) const { return states[static_cast<std::size_t>(i)].time; }
-    const Mesh& StateMesh(int i) const { return states[static_cast<std::size_t>(i)].mesh; }
+    int NumStates() const { return states.Count(); }
+    TimeValue StateTime(int i) const { return states[i].time; }
+    const Mesh& StateMesh(int i) const { return states[i].value; }
     // An empty mesh while there is no state.
     const Mesh& MeshAt(TimeValue t) const;
 
-    SClass_ID SuperClassID() const override { return GEOMOBJECT_CLASS_ID; }
     Class_ID ClassID() const override { return kTopologyMeshClassID; }
-    bool CanConvertToTriMesh() const override { return true; }
     TriObjectConversion ConvertToTriMesh(TimeValue t) override;
     RenderMesh GetRenderMesh(TimeValue t, INode* node, View& view) override;
 
 private:
-    struct State {
-        TimeValue time;
-        Mesh mesh;
-    };
-    std::vector<State> states; // by time
+    TimeOrdered<Mesh> states;
     Mesh empty;
 };
 
