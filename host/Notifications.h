@@ -7,6 +7,12 @@
 
 using NotifyCallback = void (*)(void* param, int code);
 
+// What the scene broadcasts: a node came into the scene (made, or brought back by an undo), and
+// a node left it (deleted, or taken out by an undo); the node is out of the scene, with its
+// deleted flag set, by the time the callbacks run.
+inline constexpr int kNotifyNodeAdded = 97;
+inline constexpr int kNotifyNodeDeleted = 98;
+
 class Notifications {
 public:
     // The same callback, parameter and code twice registers once.

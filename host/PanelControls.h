@@ -35,11 +35,19 @@ enum class ControlKind : int {
     StatusField, // a static that its owner may paint
 };
 
+struct PanelRect {
+    int left = 0, top = 0, right = 0, bottom = 0;
+    int Width() const { return right - left; }
+    int Height() const { return bottom - top; }
+    friend bool operator==(const PanelRect&, const PanelRect&) = default;
+};
+
 // One control of a dialog template: the library's resources.
 struct ControlTemplate {
     int id = 0;
     ControlKind kind = ControlKind::Static;
     const wchar_t* caption = L"";
+    PanelRect rect{}; // its place in the dialog, in pixels
 };
 
 struct DialogTemplate {
@@ -74,6 +82,8 @@ inline constexpr int IDC_CANCEL = 2;
 // read as the text of this id.
 inline constexpr int kFileDialogNameEdit = 1152;
 inline constexpr int kFileDialogFolder = 1126;
+// A static of a file dialog's extra template that marks where the dialog's own controls go.
+inline constexpr int kFileDialogArea = 1119;
 // Notifications of the file dialog (WM_NOTIFY).
 inline constexpr int CDN_INITDONE = -601;
 inline constexpr int CDN_FILEOK = -606;
@@ -82,13 +92,6 @@ struct PanelMessage {
     unsigned message = 0;
     int id = 0;   // the control
     int code = 0; // the notification; for CC_SPINNER_BUTTONUP, 1 when the drag was accepted
-};
-
-struct PanelRect {
-    int left = 0, top = 0, right = 0, bottom = 0;
-    int Width() const { return right - left; }
-    int Height() const { return bottom - top; }
-    friend bool operator==(const PanelRect&, const PanelRect&) = default;
 };
 
 // An image list on a button: `width` x `height` cells of a bitmap and its mask.
@@ -154,6 +157,9 @@ public:
     virtual void SetPainter(int id, PanelPainter painter) = 0;
     // The pixel width of a text in the control's font.
     virtual int TextWidth(int id, const WStr& text) const = 0;
+    // Where the control is in the window (client coordinates, pixels); moving it sends nothing.
+    virtual PanelRect GetControlRect(int id) const = 0;
+    virtual void SetControlRect(int id, const PanelRect& rect) = 0;
 
     // ---- Spinners (the id of the arrows)
     virtual void SetupSpinner(int id, bool isFloat, float low, float high, float value,
@@ -293,10 +299,12 @@ public:
     virtual void SetPickMode(PickModeCallback* mode) = 0;
     virtual void PushPrompt(const WStr& text) = 0;
     virtual void PopPrompt() = 0;
-    // A file dialog with the extra controls of `extra` below its own, whose messages go to
-    // `hook` (may be null): WM_INITDIALOG, WM_COMMAND of the extra controls, and WM_NOTIFY with
-    // code -601 when the dialog is ready and -606 on confirmation. On confirmation `request`
-    // holds the chosen path in fileName.
+    // A file dialog with the extra controls of `extra` around its own, whose messages go to
+    // `hook` (may be null): WM_INITDIALOG, WM_COMMAND of the extra controls, WM_SIZE after the
+    // user resized it, and WM_NOTIFY with code -601 when the dialog is ready and -606 on
+    // confirmation. On confirmation `request` holds the chosen path in fileName. The dialog's
+    // own controls (the name field, the folder, OK and Cancel) lie where `extra` has its
+    // control kFileDialogArea, and the hook reaches them by id in the same window.
     virtual bool FileDialog(FileDialogRequest& request, const DialogTemplate& extra,
                             PanelDlgProc* hook) = 0;
 

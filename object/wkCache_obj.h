@@ -21,6 +21,7 @@
 #include "host/GraphicsWindow.h"
 #include "host/HostTime.h"
 #include "host/Mesh.h"
+#include "host/ObjectDisplay.h"
 #include "host/ParamBlock.h"
 #include "host/Reference.h"
 #include "host/SceneIO.h"
@@ -46,8 +47,10 @@ inline constexpr RefMessage REFMSG_CONTROLREF_CHANGE = 250;
 
 class IObjParam;
 
+// The host's object line (GeomObject, ReferenceMaker) comes first, then the display interface.
 class wkCache_obj final : public GeomObject,
                           public ReferenceMaker,
+                          public MaxSDK::Graphics::IObjectDisplay2,
                           public wkCacheRecordTarget,
                           public wkCacheExplodeTarget {
 public:
@@ -198,9 +201,10 @@ public:
     bool removeGroupElements(const WStr& name, const std::set<std::uint32_t>& elements);
     bool makeGroupElementsUnique(const WStr& name);
 
-    // ---- Script interfaces: the interface `id` of this object, made at the first request by
-    // the maker its implementation registered; null if there is none.
-    FPInterface* GetInterface(Interface_ID id);
+    // ---- Interfaces: the display interface is this object's own base; a script interface is
+    // made at the first request by the maker its implementation registered. Null for an id
+    // the object does not answer.
+    BaseInterface* GetInterface(Interface_ID id);
 
     // Any change of the group list as one undoable step under `label`, inside the running hold
     // or one of its own; on failure the hold is cancelled. `invalidate`: the change shows.
@@ -220,6 +224,11 @@ public:
     // Where the icon is drawn: at the node's pivot, whatever its object offset.
     void IconTM(TimeValue t, INode* node, Matrix3& tm, bool objectSpace);
     void EnsureGizmoControl();
+    // IObjectDisplay2: preparing builds the mesh at the time (when it is shown), and a node's
+    // step is Display.
+    bool PrepareDisplay(const MaxSDK::Graphics::UpdateDisplayContext& context) override;
+    bool UpdatePerNodeItems(const MaxSDK::Graphics::UpdateDisplayContext& context,
+                            MaxSDK::Graphics::UpdateNodeContext& nodeContext) override;
 
     // ---- Sub-object levels (wkCache_objSubObject.cpp): 1 "Elements", 2 "Gizmo".
     int subLevelCount() const { return 2; }

@@ -83,6 +83,19 @@ bool wkCache_obj::DrawMarkers(GraphicsWindow& gw) {
     return gw.endMarkers();
 }
 
+// Nothing to prepare when the cached mesh is not shown; that is no failure.
+bool wkCache_obj::PrepareDisplay(const MaxSDK::Graphics::UpdateDisplayContext& context) {
+    if (parameters->GetInt(vpDisplayCache) == 1)
+        updateCacheMesh(context.t);
+    return true;
+}
+
+bool wkCache_obj::UpdatePerNodeItems(const MaxSDK::Graphics::UpdateDisplayContext& context,
+                                     MaxSDK::Graphics::UpdateNodeContext& nodeContext) {
+    Display(context.t, nodeContext.node, nodeContext.view, nodeContext.flags);
+    return true;
+}
+
 int wkCache_obj::Display(TimeValue t, INode* node, ViewExp* vpt, int flags) {
     // A hidden node is left out of the viewports.
     if (node->IsNodeHidden())

@@ -3,7 +3,9 @@
 
 #include "host/InterfaceServer.h"
 
-FPInterface* wkCache_obj::GetInterface(Interface_ID id) {
+BaseInterface* wkCache_obj::GetInterface(Interface_ID id) {
+    if (id == MaxSDK::Graphics::IOBJECT_DISPLAY2_INTERFACE_ID)
+        return static_cast<MaxSDK::Graphics::IObjectDisplay2*>(this);
     for (auto& [known, fp] : interfaces)
         if (known == id)
             return fp.get();

@@ -199,9 +199,12 @@ std::map<int, DialogTemplate> makeTemplates() {
     DialogTemplate& extra = t[kFileDialogExtra];
     extra = {kFileDialogExtra,
              L"",
-             {label(1119), {1021, K::ComboBox, L""}, label(1022, L"History:"), button(1023, L"+")},
-             0,
-             0};
+             {{1119, K::Static, L"", {0, 0, 560, 340}},
+              {1021, K::ComboBox, L"", {72, 348, 440, 372}},
+              {1022, K::Static, L"History:", {8, 352, 64, 368}},
+              button(1023, L"+")},
+             560,
+             400};
     return t;
 }
 

@@ -25,6 +25,11 @@ constexpr unsigned kSaveFlags = 0x881864;
 constexpr int kFolderDir = 3;
 constexpr int kHistoryList = 1021;
 constexpr int kPlusButton = 1023;
+// The plus button's place: OK and Cancel move 14 down, and the plus button, 24 high and as
+// wide as OK, stands right above OK, its top 28 above OK's (so 4 apart).
+constexpr int kButtonShift = 14;
+constexpr int kPlusHeight = 24;
+constexpr int kPlusAbove = 28;
 // Where the name field is on the dialogs that have the controls 1148 and 1184.
 constexpr int kAltNameEdit = 1148;
 constexpr int kAltMarker = 1184;
@@ -59,8 +64,23 @@ public:
         case WM_INITDIALOG:
             list.SetDlgInfo(&w, kHistoryList);
             list.LoadList();
+            for (const int id : {IDC_OK, IDC_CANCEL}) {
+                const PanelRect r = w.GetControlRect(id);
+                w.SetControlRect(id,
+                                 {r.left, r.top + kButtonShift, r.right, r.bottom + kButtonShift});
+            }
+            placePlus(w);
             w.Show(kPlusButton, list.mode == 1);
             return true;
+        case WM_SIZE: {
+            // The dialog has moved OK with its corner: the plus follows it, and the history
+            // reaches to its right edge.
+            placePlus(w);
+            const PanelRect r = w.GetControlRect(kHistoryList);
+            w.SetControlRect(kHistoryList,
+                             {r.left, r.top, w.GetControlRect(IDC_OK).right, r.bottom});
+            return true;
+        }
         case WM_NOTIFY:
             if (m.code == CDN_INITDONE)
                 list.NewPath(historyList::initialFolder());
@@ -88,6 +108,11 @@ public:
     }
 
 private:
+    static void placePlus(PanelWindow& w) {
+        const PanelRect ok = w.GetControlRect(IDC_OK);
+        const int top = ok.top - kPlusAbove;
+        w.SetControlRect(kPlusButton, {ok.left, top, ok.right, top + kPlusHeight});
+    }
     void plus(PanelWindow& w) {
         const int field = w.HasControl(kAltNameEdit) && w.HasControl(kAltMarker)
                               ? kAltNameEdit

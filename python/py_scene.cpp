@@ -324,7 +324,7 @@ py::object callFunction(const FnsRef& fns, const FPFunctionDef& f, const py::arg
             // Like a viewport, the object is up to date at the scene time before a script
             // asks it about its cache.
             object.updateCacheMesh(t);
-            FPInterface* fp = object.GetInterface(WK_CACHE_FNS_INTERFACE);
+            auto* fp = static_cast<FPInterface*>(object.GetInterface(WK_CACHE_FNS_INTERFACE));
             return CallFunction(*fp, f.name, t, positional, keywords);
         };
         if (!isLongCall(name)) {
@@ -356,8 +356,10 @@ py::object fnsAttribute(const FnsRef& fns, const std::string& name) {
             wkCache_obj& object = o.object();
             const TimeValue t = o.scene->host.Time().GetTime();
             object.updateCacheMesh(t);
-            return fromValue(GetProperty(*object.GetInterface(WK_CACHE_FNS_INTERFACE), p->name, t),
-                             o.scene);
+            return fromValue(
+                GetProperty(*static_cast<FPInterface*>(object.GetInterface(WK_CACHE_FNS_INTERFACE)),
+                            p->name, t),
+                o.scene);
         });
     }
     throw py::attribute_error("WK_Cache_Fns has no function or property \"" + name + "\"");

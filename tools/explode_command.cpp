@@ -7,8 +7,9 @@
 #include "explode/ExplodeToObjects.h"
 #include "tools/cli_common.h"
 #include "tools/common/cli_json.h"
-#include "tools/frame_session.h"
 #include "tools/common/scene_controllers.h"
+#include "tools/frame_session.h"
+#include "tools/output_file.h"
 #include "tools/scene_output.h"
 
 #include <CLI/CLI.hpp>
@@ -56,6 +57,11 @@ void runExplode(const ExplodeOptions& options) {
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
     const std::int32_t reduceStep =
         options.reduceStep == 0.0 ? 0 : StepTicks(options.reduceStep, "--reduce-step", tpf);
+    // Every file read, the cache too (by any name: a link to it is the same file), before the
+    // work that would be lost.
+    const std::vector<std::string> inputs = {options.frame.scene, options.frame.cache,
+                                             utf8(object.cacheFilePath())};
+    RefuseOutput(options.out, "-o", inputs);
 
     if (ExplodeKeyCount(interval, step) > kMaxExplodeKeys)
         throw CommandError(kExitUsage, "--range, --step: more than " +
@@ -93,7 +99,7 @@ void runExplode(const ExplodeOptions& options) {
                                               std::to_string(kMaxExplodeKeys) + " keys in all");
 
     std::vector<INode*> made(nodes.Addr(0), nodes.Addr(0) + nodes.Count());
-    WriteScene(host, options.frame.scene, made, {}, options.out);
+    WriteScene(host, options.frame.scene, made, {}, options.out, inputs);
     if (options.json) {
         Json list = Json::array();
         for (std::size_t i = 0; i < made.size(); ++i)

@@ -14,9 +14,9 @@
 #include "host/headless/HeadlessChunkFile.h"
 #include "tools/cli_common.h"
 #include "tools/common/input_file.h"
-#include "tools/output_file.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_json_writer.h"
+#include "tools/output_file.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -105,6 +105,7 @@ const char* chunkName(std::uint16_t id, bool inPlugin) {
         {SceneChunk::rotation, "rotation track"},
         {SceneChunk::scale, "scale track"},
         {SceneChunk::visibility, "visibility track"},
+        {SceneChunk::transform, "transform controller"},
         {SceneChunk::object, "object"},
         {SceneChunk::objectClass, "object class"},
         {SceneChunk::mesh, "mesh"},
@@ -117,6 +118,10 @@ const char* chunkName(std::uint16_t id, bool inPlugin) {
         {SceneChunk::paramBlock, "parameter block"},
         {SceneChunk::param, "parameter"},
         {SceneChunk::gizmo, "gizmo"},
+        {SceneChunk::positionKeys, "position key controller"},
+        {SceneChunk::rotationKeys, "rotation key controller"},
+        {SceneChunk::scaleKeys, "scale key controller"},
+        {SceneChunk::visibilityKeys, "visibility key controller"},
     };
     const auto it = names.find(id);
     return it == names.end() ? "" : it->second;

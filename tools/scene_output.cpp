@@ -1,10 +1,10 @@
 #include "tools/scene_output.h"
 
 #include "tools/cli_common.h"
-#include "tools/frame_session.h"
 #include "tools/common/input_file.h"
-#include "tools/output_file.h"
 #include "tools/common/scene_controllers.h"
+#include "tools/frame_session.h"
+#include "tools/output_file.h"
 
 #include <nlohmann/json.hpp>
 
@@ -66,7 +66,8 @@ void ProgressOnTerminal::end() {
 }
 
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
-                const std::vector<INode*>& changed, const std::string& out) {
+                const std::vector<INode*>& changed, const std::string& out,
+                std::vector<std::string> inputs) {
     nlohmann::json scene;
     if (scenePath.empty()) {
         const HeadlessTime& clock = host.Time();
@@ -103,7 +104,8 @@ void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vec
         nodes.push_back(std::move(entry));
     }
 
-    OutputFile file(out, "-o", {scenePath});
+    inputs.push_back(scenePath);
+    OutputFile file(out, "-o", inputs);
     file.stream() << scene.dump(1) << '\n';
     file.commit();
 }

@@ -34,8 +34,10 @@ private:
 // Writes a scene file to `out` (under a temporary name, renamed on success): the scene file
 // at `scenePath` as it was, or a new scene with the host's clock when that is empty, with the
 // `added` nodes appended and the controllers of the `changed` nodes (found by name) replaced.
+// `inputs` are the other files the command read; `out` may be none of them, nor the scene.
 // CommandError (bad input) when it cannot be written.
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
-                const std::vector<INode*>& changed, const std::string& out);
+                const std::vector<INode*>& changed, const std::string& out,
+                std::vector<std::string> inputs = {});
 
 } // namespace wkcli

@@ -118,8 +118,12 @@ bool ViewportSession::draw(TimeValue t) {
     if (!session.evaluate(t))
         return false;
     gw.Clear(kBackground);
-    session.object().Display(t, objectNode, &vpt, 0);
-    return true;
+    // As a host's viewport does: through the object's display interface.
+    auto* display = static_cast<MaxSDK::Graphics::IObjectDisplay2*>(
+        session.object().GetInterface(MaxSDK::Graphics::IOBJECT_DISPLAY2_INTERFACE_ID));
+    const MaxSDK::Graphics::UpdateDisplayContext redraw{t};
+    MaxSDK::Graphics::UpdateNodeContext node{objectNode, &vpt, 0};
+    return display->PrepareDisplay(redraw) && display->UpdatePerNodeItems(redraw, node);
 }
 
 } // namespace wkcli

@@ -63,7 +63,7 @@ private:
     HeadlessListener listener;
     Notifications notifications;
     HeadlessUndoHold hold;
-    HeadlessScene scene{hold};
+    HeadlessScene scene{hold, notifications};
     // Panels end first: a rollout's procedure may still refer to the scene's objects.
     HeadlessPanelHost panels{scene};
 };

@@ -55,6 +55,7 @@ HeadlessWindow::HeadlessWindow(HeadlessPanelHost& host_, const DialogTemplate& d
         c.id = t.id;
         c.kind = t.kind;
         c.text = t.caption;
+        c.rect = t.rect;
         controls.push_back(std::move(c));
     }
 }
@@ -437,9 +438,47 @@ void HeadlessWindow::ListLockUpdate(int id, bool on) {
     setField(id, &HeadlessControl::locked, on);
 }
 
+PanelRect HeadlessWindow::GetControlRect(int id) const {
+    const HeadlessControl* c = find(id);
+    return c != nullptr ? c->rect : PanelRect{};
+}
+
+void HeadlessWindow::SetControlRect(int id, const PanelRect& r) {
+    setField(id, &HeadlessControl::rect, r);
+}
+
 void HeadlessWindow::SetRect(const PanelRect& r) {
+    const PanelRect before = rect;
     rect = r;
+    if (fileRequest != nullptr)
+        followSize(r.Width() - before.Width(), r.Height() - before.Height());
     Send({WM_SIZE, 0, 0});
+}
+
+void HeadlessWindow::followSize(int dx, int dy) {
+    const int areaBottom = GetControlRect(kFileDialogArea).bottom;
+    for (HeadlessControl& c : controls) {
+        PanelRect& r = c.rect;
+        switch (c.id) {
+        case kFileDialogArea:
+            r.right += dx;
+            r.bottom += dy;
+            break;
+        case kFileDialogFolder:
+            r.right += dx;
+            break;
+        case kFileDialogNameEdit:
+            r = {r.left, r.top + dy, r.right + dx, r.bottom + dy};
+            break;
+        case IDC_OK:
+        case IDC_CANCEL:
+            r = {r.left + dx, r.top + dy, r.right + dx, r.bottom + dy};
+            break;
+        default:
+            if (r.top >= areaBottom)
+                r = {r.left, r.top + dy, r.right, r.bottom + dy};
+        }
+    }
 }
 
 void HeadlessWindow::CenterOnParent() {
@@ -590,10 +629,20 @@ bool HeadlessPanelHost::FileDialog(FileDialogRequest& request, const DialogTempl
                                    PanelDlgProc* hook) {
     fileRequests.push_back(request);
     DialogTemplate dialog = extra;
-    dialog.controls.push_back({kFileDialogNameEdit, ControlKind::Edit, L""});
-    dialog.controls.push_back({kFileDialogFolder, ControlKind::Static, L""});
-    dialog.controls.push_back({IDC_OK, ControlKind::Button, request.save ? L"Save" : L"Open"});
-    dialog.controls.push_back({IDC_CANCEL, ControlKind::Button, L"Cancel"});
+    // The dialog's own controls in their area: the folder at the top, the name field with OK
+    // beside it and Cancel below at the bottom; without an area, the whole dialog.
+    PanelRect a{0, 0, extra.width, extra.height};
+    for (const ControlTemplate& c : extra.controls)
+        if (c.id == kFileDialogArea)
+            a = c.rect;
+    const PanelRect folderField{a.left + 8, a.top + 8, a.right - 8, a.top + 28};
+    const PanelRect name{a.left + 8, a.bottom - 62, a.right - 112, a.bottom - 40};
+    const PanelRect ok{a.right - 104, a.bottom - 62, a.right - 8, a.bottom - 40};
+    const PanelRect cancel{a.right - 104, a.bottom - 32, a.right - 8, a.bottom - 10};
+    dialog.controls.push_back({kFileDialogNameEdit, ControlKind::Edit, L"", name});
+    dialog.controls.push_back({kFileDialogFolder, ControlKind::Static, L"", folderField});
+    dialog.controls.push_back({IDC_OK, ControlKind::Button, request.save ? L"Save" : L"Open", ok});
+    dialog.controls.push_back({IDC_CANCEL, ControlKind::Button, L"Cancel", cancel});
     HeadlessWindow window(*this, dialog, request.title, hook);
     window.SetText(kFileDialogNameEdit, request.fileName);
     window.SetText(kFileDialogFolder, request.initialDir);

@@ -60,6 +60,7 @@ struct HeadlessControl {
     ButtonImage image;
     std::optional<std::uint32_t> background;
     std::optional<std::uint32_t> highlight; // a button made a check button
+    PanelRect rect;
     // Spinners
     bool isFloat = false;
     float low = 0.0f, high = 0.0f, value = 0.0f, scale = 0.0f;
@@ -103,6 +104,8 @@ public:
     void Redraw(int id) override;
     void SetPainter(int id, PanelPainter painter) override;
     int TextWidth(int id, const WStr& text) const override;
+    PanelRect GetControlRect(int id) const override;
+    void SetControlRect(int id, const PanelRect& rect) override;
     void SetupSpinner(int id, bool isFloat, float low, float high, float value,
                       float scale) override;
     void LinkSpinnerEdit(int id, int editId, bool worldUnits) override;
@@ -160,6 +163,10 @@ public:
     FileDialogRequest* fileRequest = nullptr;
 
 private:
+    // A file dialog's own controls follow a change of its size by (dx, dy) as the system's do:
+    // their area grows, the folder and name fields widen, OK and Cancel keep to the bottom
+    // right corner, and the extra controls below the area move down with the bottom edge.
+    void followSize(int dx, int dy);
     // Sets one field of control `id`, if the window has the control.
     template <class T, class V> void setField(int id, T HeadlessControl::*field, V&& value) {
         if (HeadlessControl* c = find(id))

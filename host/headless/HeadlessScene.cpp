@@ -16,15 +16,12 @@ public:
           children(std::move(children_)) {}
 
     void Restore(bool) override {
-        node.ClearAFlag(A_IS_DELETED);
-        auto& live = scene.live;
-        live.insert(live.begin() + static_cast<std::ptrdiff_t>(std::min(position, live.size())),
-                    &node);
         node.SetParent(parent != nullptr && scene.InScene(parent) ? parent : nullptr);
         for (HeadlessNode* child : children) {
             if (scene.InScene(child))
                 child->SetParent(&node);
         }
+        scene.relink(node, position);
     }
     void Redo() override { scene.unlink(node); }
 
@@ -41,17 +38,15 @@ class HeadlessScene::CreateRestore final : public RestoreObj {
 public:
     CreateRestore(HeadlessScene& scene_, HeadlessNode& node_) : scene(scene_), node(node_) {}
     void Restore(bool) override { scene.unlink(node); }
-    void Redo() override {
-        node.ClearAFlag(A_IS_DELETED);
-        scene.live.push_back(&node);
-    }
+    void Redo() override { scene.relink(node, scene.live.size()); }
 
 private:
     HeadlessScene& scene;
     HeadlessNode& node;
 };
 
-HeadlessScene::HeadlessScene(UndoHold& hold_) : hold(hold_) {}
+HeadlessScene::HeadlessScene(UndoHold& hold_, Notifications& notify_)
+    : hold(hold_), notify(notify_) {}
 
 // Nodes go before the objects they reference.
 HeadlessScene::~HeadlessScene() {
@@ -66,8 +61,9 @@ SceneObject* HeadlessScene::AddObject(std::unique_ptr<SceneObject> object) {
 
 HeadlessNode* HeadlessScene::CreateNode(const WStr& name, SceneObject* object) {
     allNodes.push_back(std::make_unique<HeadlessNode>(name, object));
-    live.push_back(allNodes.back().get());
-    return live.back();
+    HeadlessNode* node = allNodes.back().get();
+    relink(*node, live.size());
+    return node;
 }
 
 INode* HeadlessScene::CreateObjectNode(std::unique_ptr<SceneObject> object) {
@@ -127,6 +123,13 @@ void HeadlessScene::unlink(HeadlessNode& node) {
         child->SetParent(nullptr);
     node.SetParent(nullptr);
     node.SetAFlag(A_IS_DELETED);
+    notify.BroadcastNotification(kNotifyNodeDeleted);
+}
+
+void HeadlessScene::relink(HeadlessNode& node, std::size_t position) {
+    node.ClearAFlag(A_IS_DELETED);
+    live.insert(live.begin() + static_cast<std::ptrdiff_t>(std::min(position, live.size())), &node);
+    notify.BroadcastNotification(kNotifyNodeAdded);
 }
 
 void HeadlessScene::DeleteNode(INode* handle, bool redraw) {

@@ -8,8 +8,12 @@
 // References: a node references its object; headless objects reference no nodes. So a node
 // depends on an object exactly when it holds that object, and only such a node would close a
 // loop if the object took it as a reference.
+//
+// Every node that comes into the scene or leaves it, an undo's included, is broadcast
+// (kNotifyNodeAdded, kNotifyNodeDeleted of host/Notifications.h).
 #pragma once
 
+#include "host/Notifications.h"
 #include "host/SceneNodes.h"
 #include "host/headless/HeadlessNode.h"
 
@@ -20,8 +24,9 @@ class UndoHold;
 
 class HeadlessScene final : public SceneNodes {
 public:
-    // Deletions are put into `hold` while it is holding.
-    explicit HeadlessScene(UndoHold& hold);
+    // Deletions are put into `hold` while it is holding; nodes coming and going are broadcast
+    // through `notify`.
+    HeadlessScene(UndoHold& hold, Notifications& notify);
     ~HeadlessScene() override;
 
     // ---- SceneNodes
@@ -65,9 +70,12 @@ private:
     class CreateRestore;
     // A new node, as an undoable step when the hold is holding.
     HeadlessNode* createHeld(SceneObject* object);
+    // Takes the node out of the scene, and back into it.
     void unlink(HeadlessNode& node);
+    void relink(HeadlessNode& node, std::size_t position);
 
     UndoHold& hold;
+    Notifications& notify;
     std::vector<std::unique_ptr<SceneObject>> objects;
     std::vector<std::unique_ptr<HeadlessNode>> allNodes;
     std::vector<HeadlessNode*> live;

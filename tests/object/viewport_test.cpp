@@ -69,6 +69,29 @@ protected:
     }
 };
 
+// A viewport that goes through the display interface gets the object's own base, which builds
+// the mesh at the redraw's time and then draws what Display draws.
+TEST_F(ViewportTest, TheDisplayInterfaceIsTheObjectsDisplay) {
+    namespace G = MaxSDK::Graphics;
+    BaseInterface* found = object->GetInterface(G::IOBJECT_DISPLAY2_INTERFACE_ID);
+    ASSERT_EQ(found, static_cast<G::IObjectDisplay2*>(object));
+    EXPECT_EQ(object->GetInterface(Interface_ID{0x471404B6, 0}), nullptr);
+    const auto calls = [](const std::vector<Record>& list) {
+        std::vector<Call> out;
+        for (const Record& r : list)
+            out.push_back(r.call);
+        return out;
+    };
+    const std::vector<Call> classic = calls(drawn(kLate, 0));
+    object->updateCacheMesh(kHidden); // a marker, unless the interface builds at kLate
+    gw.Clear(Point3());
+    auto& display = static_cast<G::IObjectDisplay2&>(*found);
+    G::UpdateNodeContext at{node, &vpt, 0};
+    EXPECT_TRUE(display.PrepareDisplay({kLate}));
+    EXPECT_TRUE(display.UpdatePerNodeItems({kLate}, at));
+    EXPECT_EQ(calls(gw.DrawList()), classic);
+}
+
 TEST_F(ViewportTest, IconAndMarkersOnlyAtObjectLevel) {
     struct Case {
         int level;

@@ -50,6 +50,36 @@ TEST_F(FileDialogTest, ASuggestionIsCleanedAndNoAsksAgainWithTheSameName) {
     EXPECT_FALSE(exists("old.wkc"));
 }
 
+// The hook's layout in both dialogs, as they start and after the user makes them 100 wider and
+// 50 higher (OK keeps to the corner): OK and Cancel 14 lower than the dialog puts them, the
+// plus button 24 high with its top 28 above OK's (shown only when saving), and the history
+// reaching to OK's right edge once the dialog is resized.
+TEST_F(FileDialogTest, TheHookPlacesThePlusButtonAndTheHistory) {
+    struct Place {
+        int id;
+        PanelRect started, resized;
+    };
+    const Place places[] = {
+        {IDC_OK, {456, 292, 552, 314}, {556, 342, 652, 364}},
+        {IDC_CANCEL, {456, 322, 552, 344}, {556, 372, 652, 394}},
+        {1023, {456, 264, 552, 288}, {556, 314, 652, 338}},
+        {1021, {72, 348, 440, 372}, {72, 398, 652, 422}},
+    };
+    for (const bool save : {true, false}) {
+        panels.QueueFileDialog([&](PanelDriver& d) {
+            HeadlessWindow& w = d.window(IDC_OK);
+            EXPECT_EQ(d.visible(1023), save);
+            for (const Place& p : places)
+                EXPECT_TRUE(w.GetControlRect(p.id) == p.started) << p.id << " save " << save;
+            w.SetRect({0, 0, 660, 450});
+            for (const Place& p : places)
+                EXPECT_TRUE(w.GetControlRect(p.id) == p.resized) << p.id << " save " << save;
+        });
+        WStr name;
+        EXPECT_FALSE(save ? specifyCacheFile(asset, name, false) : selectCacheFile(asset));
+    }
+}
+
 TEST_F(FileDialogTest, ThePlusButtonNumbersTheNameOnAndConfirms) {
     panels.QueueFileDialog([&](PanelDriver& d) {
         EXPECT_TRUE(d.visible(1023));

@@ -79,6 +79,17 @@ TEST_F(GroupPanelTest, TheActionAreaShowsTheControlsOfTheSelectedGroupsAction) {
     EXPECT_EQ(user.value(1075), 12.0f);
     user.type(1074, L"20");
     EXPECT_EQ(params().GetFloat(P::elementFrames, 0, 0), 20.0f);
+
+    // A drag that ends with no group selected (the list emptied while the button was down)
+    // cancels its hold.
+    HeadlessWindow& w = user.window(1077);
+    const int before = host.Hold().NumUndoSteps();
+    w.Send({CC_SPINNER_BUTTONDOWN, 1077, 0});
+    ASSERT_TRUE(host.Hold().Holding());
+    object->playbackRecord().groups.clear();
+    w.Send({CC_SPINNER_BUTTONUP, 1077, 1});
+    EXPECT_EQ(host.Hold().NumUndoSteps(), before);
+    EXPECT_FALSE(host.Hold().Holding());
 }
 
 TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) {

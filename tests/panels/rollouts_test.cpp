@@ -166,8 +166,14 @@ TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
     object->appendNodeEntry(b);
     panel().refreshNodeList();
     user.mark(1004, {1});
+    // The scene tells the open panel of each node that goes, and of each that an undo brings.
+    host.Hold().Begin();
     scene.DeleteNode(b);
-    panel().refreshNodeList();
+    host.Hold().Accept(L"Delete");
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"<Deleted>"}));
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
+    ASSERT_TRUE(host.Hold().Redo());
     EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"<Deleted>"}));
     EXPECT_EQ(user.control(1004).caret, 1);
     EXPECT_EQ(user.marked(1004), std::vector<int>{1}); // replaced in place, not rebuilt

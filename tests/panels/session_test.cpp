@@ -1,5 +1,5 @@
 // A whole session at the panel, as a user works: pick, record, unload and load, two groups with
-// different actions, undo and redo, and closing; every control is checked at the end.
+// different actions, undo and redo, explode, and closing; every control is checked at the end.
 #include "tests/panels/PanelFixture.h"
 
 using namespace paneltest;
@@ -75,6 +75,21 @@ TEST_F(SessionTest, AWholeSessionLeavesEveryControlAsTheRulesSay) {
     ASSERT_TRUE(host.Hold().Redo());
     panel().refreshGroupList();
 
+    // Explode frames 0 to 10 every 5 frames, reduced as the rollout's defaults say. Vanish
+    // (by age 0) deletes dust at every frame, so rock alone gets a node, which Fall holds at
+    // frame 6: its keys are all alike, and reduce to one.
+    const std::size_t nodesBefore = scene.Nodes().size();
+    user.drag(1122, 10.0f);
+    user.drag(1125, 5.0f);
+    user.press(1126);
+    ASSERT_EQ(scene.Nodes().size(), nodesBefore + 1);
+    HeadlessNode& piece = *scene.Nodes().back();
+    EXPECT_EQ(piece.GetName(), WStr(L"rock001"));
+    for (TimeValue t : {0, 800, 1600})
+        EXPECT_LT((piece.GetNodeTM(t).GetTrans() - Point3(6, 0, 0)).Length(), 1e-5f) << t;
+    EXPECT_EQ(piece.GetTMController()->GetPositionController()->NumKeys(), 1);
+    EXPECT_EQ(lastUndo(), WStr(L"Reduce Keys"));
+
     // Every control of the state reached.
     EXPECT_EQ(user.rows(1070), (std::vector<WStr>{L"Fall (1 node)", L"Vanish (1 node)"}));
     EXPECT_EQ(user.selected(1070), 1);
@@ -98,6 +113,8 @@ TEST_F(SessionTest, AWholeSessionLeavesEveryControlAsTheRulesSay) {
     EXPECT_EQ(user.text(1024), WStr(L"walk.wkc"));
     EXPECT_TRUE(user.enabled(1016));
     EXPECT_FALSE(user.enabled(1108));
+    EXPECT_EQ(user.value(1122), 10.0f);
+    EXPECT_EQ(user.value(1125), 5.0f);
 
     // Closing takes the rollouts away; the object's state stays.
     object->EndEditParams();

@@ -31,7 +31,7 @@ TEST(WkCacheFnsDesc, IdsTypesAndKeywordDefaults) {
 }
 
 TEST_F(CacheObjectTest, ScriptDispatchByIdAndHostChecks) {
-    FPInterface& fp = *object->GetInterface(WK_CACHE_FNS_INTERFACE);
+    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
     EXPECT_EQ(object->GetInterface(Interface_ID{1, 2}), nullptr);
     FPValue result;
     const FPParams none;

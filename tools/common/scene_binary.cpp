@@ -2,6 +2,7 @@
 
 #include "host/Utf8.h"
 #include "host/headless/HeadlessChunkFile.h"
+#include "host/headless/HeadlessKeyControl.h"
 #include "host/headless/HeadlessObjects.h"
 #include "object/wkCacheParams.h"
 
@@ -42,6 +43,14 @@ public:
     void value(float v) { f32(v); }
     void value(const Point3& p) { p3(p); }
     void value(const Quat& q) { quat(q); }
+    void value(const AngAxis& a) {
+        p3(a.axis);
+        f32(a.angle);
+    }
+    void value(const ScaleValue& s) {
+        p3(s.s);
+        quat(s.q);
+    }
 
     void begin(std::uint16_t id) { w.BeginChunk(id); }
     void end() { w.EndChunk(); }
@@ -113,6 +122,14 @@ public:
     void value(float& v) { v = f32(); }
     void value(Point3& p) { p = p3(); }
     void value(Quat& q) { q = quat(); }
+    void value(AngAxis& a) {
+        const Point3 axis = p3();
+        a = AngAxis(axis, f32());
+    }
+    void value(ScaleValue& s) {
+        const Point3 factors = p3();
+        s = ScaleValue(factors, quat());
+    }
     // The rest of the chunk as text.
     WStr text() {
         std::string bytes(r.Remaining(), '\0');
@@ -196,6 +213,103 @@ template <class T> void readTrack(In& in, HeadlessKeyTrack<T>& track) {
         key.tcb.easeIn = in.f32();
         key.tcb.easeOut = in.f32();
         track.AddKey(key);
+    }
+}
+
+// ---- Key controllers: their class, then the keys as the controller holds them, in its order
+// (time, flags, value, tension, continuity, bias, ease in, ease out). Tangents are not kept:
+// the controller rebuilds them from the keys.
+
+template <class Traits> void writeKeyControl(Out& out, std::uint16_t id, const Control* control) {
+    if (control == nullptr)
+        return;
+    const auto* keyed = dynamic_cast<const HeadlessKeyControl<Traits>*>(control);
+    if (keyed == nullptr)
+        throw SceneFileError("a controller of a class the scene file cannot hold");
+    out.begin(id);
+    out.u32(Traits::superClass);
+    out.u32(Traits::classID.PartA());
+    out.u32(Traits::classID.PartB());
+    out.u32(static_cast<std::uint32_t>(keyed->Keys().size()));
+    for (const auto& key : keyed->Keys()) {
+        out.i32(key.time);
+        out.u32(key.flags);
+        out.value(key.val);
+        out.f32(key.tens);
+        out.f32(key.cont);
+        out.f32(key.bias);
+        out.f32(key.easeIn);
+        out.f32(key.easeOut);
+    }
+    out.end();
+}
+
+template <class Traits> std::unique_ptr<Control> readKeyControl(In& in) {
+    using KeyControl = HeadlessKeyControl<Traits>;
+    using Key = typename KeyControl::Key;
+    in.expectContainer(false);
+    const SClass_ID superClass = in.u32();
+    const std::uint32_t a = in.u32();
+    const Class_ID classId(a, in.u32());
+    if (superClass != Traits::superClass || classId != Traits::classID)
+        in.damaged("a key controller of class (" + std::to_string(superClass) + ", " +
+                   std::to_string(classId.PartA()) + ", " + std::to_string(classId.PartB()) +
+                   ") in this place");
+    // Key values are plain floats: a float, a point, an axis and angle, or factors and axes.
+    const std::uint32_t n = in.count(8 + sizeof(typename Traits::KeyValue) + 5 * 4);
+    std::vector<Key> keys(n);
+    for (Key& key : keys) {
+        key.time = in.i32();
+        key.flags = in.u32();
+        in.value(key.val);
+        key.tens = in.f32();
+        key.cont = in.f32();
+        key.bias = in.f32();
+        key.easeIn = in.f32();
+        key.easeOut = in.f32();
+    }
+    auto control = std::make_unique<KeyControl>();
+    control->ReplaceKeys(keys);
+    return control;
+}
+
+// A transform controller (a node's, or the gizmo): its three tracks, then the key controllers
+// that take their places.
+void writeTransform(Out& out, HeadlessPRSControl& prs) {
+    writeTrack(out, SceneChunk::position, prs.Position());
+    writeTrack(out, SceneChunk::rotation, prs.Rotation());
+    writeTrack(out, SceneChunk::scale, prs.Scale());
+    writeKeyControl<PositionKeyTraits>(out, SceneChunk::positionKeys, prs.GetPositionController());
+    writeKeyControl<RotationKeyTraits>(out, SceneChunk::rotationKeys, prs.GetRotationController());
+    writeKeyControl<ScaleKeyTraits>(out, SceneChunk::scaleKeys, prs.GetScaleController());
+}
+
+void readTransform(In& in, HeadlessPRSControl& prs) {
+    in.expectContainer(true);
+    while (in.open()) {
+        switch (in.id()) {
+        case SceneChunk::position:
+            readTrack(in, prs.Position());
+            break;
+        case SceneChunk::rotation:
+            readTrack(in, prs.Rotation());
+            break;
+        case SceneChunk::scale:
+            readTrack(in, prs.Scale());
+            break;
+        case SceneChunk::positionKeys:
+            prs.SetPositionController(readKeyControl<PositionKeyTraits>(in));
+            break;
+        case SceneChunk::rotationKeys:
+            prs.SetRotationController(readKeyControl<RotationKeyTraits>(in));
+            break;
+        case SceneChunk::scaleKeys:
+            prs.SetScaleController(readKeyControl<ScaleKeyTraits>(in));
+            break;
+        default:
+            break;
+        }
+        in.close();
     }
 }
 
@@ -382,6 +496,15 @@ private:
         writeTrack(out, SceneChunk::scale, node.Scale());
         if (node.HasVisibilityTrack())
             writeTrack(out, SceneChunk::visibility, node.Visibility());
+        if (MatrixControl* tm = node.GetTMController()) {
+            auto* prs = dynamic_cast<HeadlessPRSControl*>(tm);
+            if (prs == nullptr)
+                throw SceneFileError("a transform controller the scene file cannot hold");
+            out.begin(SceneChunk::transform);
+            writeTransform(out, *prs);
+            out.end();
+        }
+        writeKeyControl<FloatKeyTraits>(out, SceneChunk::visibilityKeys, node.GetVisController());
         if (SceneObject* object = node.GetObjectRef())
             writeObject(*object);
         out.end();
@@ -448,11 +571,8 @@ private:
         for (const ParamDef& def : block.GetDesc().params)
             writeParam(block, def);
         out.end();
-        auto& gizmo = static_cast<HeadlessPRSControl&>(cache.gizmo());
         out.begin(SceneChunk::gizmo);
-        writeTrack(out, SceneChunk::position, gizmo.Position());
-        writeTrack(out, SceneChunk::rotation, gizmo.Rotation());
-        writeTrack(out, SceneChunk::scale, gizmo.Scale());
+        writeTransform(out, static_cast<HeadlessPRSControl&>(cache.gizmo()));
         out.end();
     }
 
@@ -610,6 +730,18 @@ private:
             case SceneChunk::visibility:
                 readTrack(in, node->Visibility());
                 break;
+            case SceneChunk::transform: {
+                Where tm(in, "transform");
+                auto prs = std::make_unique<HeadlessPRSControl>();
+                readTransform(in, *prs);
+                node->SetTMController(std::move(prs));
+                break;
+            }
+            case SceneChunk::visibilityKeys: {
+                Where keys(in, "visibility keys");
+                node->SetVisController(readKeyControl<FloatKeyTraits>(in));
+                break;
+            }
             case SceneChunk::object:
                 if (node->GetObjectRef() != nullptr)
                     in.damaged("a second object");
@@ -802,17 +934,7 @@ private:
                 }
             } else if (in.id() == SceneChunk::gizmo) {
                 Where here(in, "gizmo");
-                in.expectContainer(true);
-                auto& gizmo = static_cast<HeadlessPRSControl&>(cache.gizmo());
-                while (in.open()) {
-                    if (in.id() == SceneChunk::position)
-                        readTrack(in, gizmo.Position());
-                    else if (in.id() == SceneChunk::rotation)
-                        readTrack(in, gizmo.Rotation());
-                    else if (in.id() == SceneChunk::scale)
-                        readTrack(in, gizmo.Scale());
-                    in.close();
-                }
+                readTransform(in, static_cast<HeadlessPRSControl&>(cache.gizmo()));
             }
             in.close();
         }

@@ -33,6 +33,7 @@ inline constexpr std::uint16_t position = 0x0023;
 inline constexpr std::uint16_t rotation = 0x0024;
 inline constexpr std::uint16_t scale = 0x0025;
 inline constexpr std::uint16_t visibility = 0x0026;
+inline constexpr std::uint16_t transform = 0x0027;
 inline constexpr std::uint16_t object = 0x0030;
 inline constexpr std::uint16_t objectClass = 0x0031;
 inline constexpr std::uint16_t mesh = 0x0040;
@@ -45,6 +46,10 @@ inline constexpr std::uint16_t pluginData = 0x0050;
 inline constexpr std::uint16_t paramBlock = 0x0051;
 inline constexpr std::uint16_t param = 0x0052;
 inline constexpr std::uint16_t gizmo = 0x0053;
+inline constexpr std::uint16_t positionKeys = 0x0060;
+inline constexpr std::uint16_t rotationKeys = 0x0061;
+inline constexpr std::uint16_t scaleKeys = 0x0062;
+inline constexpr std::uint16_t visibilityKeys = 0x0063;
 } // namespace SceneChunk
 
 inline constexpr std::uint32_t kBinarySceneVersion = 1;
