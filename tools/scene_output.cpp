@@ -2,7 +2,9 @@
 
 #include "tools/cli_common.h"
 #include "tools/common/input_file.h"
+#include "tools/common/scene_binary.h"
 #include "tools/common/scene_controllers.h"
+#include "tools/common/scene_json_writer.h"
 #include "tools/frame_session.h"
 #include "tools/output_file.h"
 
@@ -65,9 +67,51 @@ void ProgressOnTerminal::end() {
     object.setStatusObserver(nullptr);
 }
 
+namespace {
+
+bool endsWith(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+bool isBinarySceneFile(const std::string& path) {
+    try {
+        return IsBinaryScene(ReadInputFile(path, kSceneFileLimit));
+    } catch (const InputFileError& e) {
+        throw CommandError(kExitBadInput, path + ": " + e.what());
+    }
+}
+
+// The host's whole scene: a binary scene cannot be patched as text, so it is written from what
+// the host holds, in the form the output's name asks for.
+void writeWholeScene(HeadlessHost& host, const std::string& out,
+                     const std::vector<std::string>& inputs) {
+    std::string bytes;
+    try {
+        if (endsWith(out, ".wks")) {
+            const std::vector<std::uint8_t> binary = SaveSceneBinary(host);
+            bytes.assign(binary.begin(), binary.end());
+        } else {
+            bytes = SceneToJsonText(host);
+        }
+    } catch (const SceneFileError& e) {
+        throw CommandError(kExitBadInput, out + ": " + e.what());
+    }
+    OutputFile file(out, "-o", inputs);
+    file.stream().write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.commit();
+}
+
+} // namespace
+
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
                 const std::vector<INode*>& changed, const std::string& out,
                 std::vector<std::string> inputs) {
+    if (endsWith(out, ".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
+        if (!scenePath.empty())
+            inputs.push_back(scenePath);
+        writeWholeScene(host, out, inputs);
+        return;
+    }
     nlohmann::json scene;
     if (scenePath.empty()) {
         const HeadlessTime& clock = host.Time();

@@ -413,14 +413,15 @@ public:
         const auto& nodes = host.Nodes().Nodes();
         for (std::size_t i = 0; i < nodes.size(); ++i)
             nodeIndex.emplace(nodes[i], static_cast<std::int32_t>(i));
-        for (const HeadlessNode* node : nodes)
-            if (const std::shared_ptr<Mtl> mtl = node->ShareMtl())
-                collect(mtl);
         // A host saves a scene it has shown: each cache object has its cache open, which tells
-        // its save how many elements there are to keep the selection and groups to.
+        // its save how many elements there are to keep the selection and groups to. Opening a
+        // cache may give its node the cache's material library, so materials are collected after.
         for (HeadlessNode* node : nodes)
             if (auto* cache = dynamic_cast<wkCache_obj*>(node->GetObjectRef()))
                 cache->updateCacheMesh(host.Time().GetTime());
+        for (const HeadlessNode* node : nodes)
+            if (const std::shared_ptr<Mtl> mtl = node->ShareMtl())
+                collect(mtl);
 
         out.begin(SceneChunk::header);
         out.u32(kBinarySceneVersion);
