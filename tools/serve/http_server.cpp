@@ -151,10 +151,12 @@ void HttpServer::routes() {
         {"/api/action", &ServeSession::act},  {"/api/answer", &ServeSession::answer},
         {"/api/level", &ServeSession::level}, {"/api/pick", &ServeSession::pick},
         {"/api/gizmo", &ServeSession::gizmo}, {"/api/save", &ServeSession::save}};
-    for (const auto& [path, call] : posts)
-        s.Post(path, [this, call](const httplib::Request& req, httplib::Response& res) {
-            Answer(res, [&] { return (session.*call)(req.body); });
-        });
+    // A lambda captures a copy: clang before 16 cannot capture a structured binding.
+    for (const auto& post : posts)
+        s.Post(post.first,
+               [this, call = post.second](const httplib::Request& req, httplib::Response& res) {
+                   Answer(res, [&] { return (session.*call)(req.body); });
+               });
     s.Post("/api/undo", [this](const httplib::Request&, httplib::Response& res) {
         Answer(res, [&] { return session.undo(false); });
     });
