@@ -14,6 +14,8 @@
 #include "object/wkCache_obj.h"
 #include "tests/cachefile/CacheBuilder.h"
 
+#include "bench/cache_object.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -63,11 +65,7 @@ void BM_Explode(benchmark::State& state) {
         state.PauseTiming();
         HeadlessHost host;
         ScopedHost scope(host);
-        theCacheRegistry.setMaterials(&host.Materials());
-        auto made = std::make_unique<wkCache_obj>();
-        wkCache_obj& object = *made;
-        host.Nodes().CreateObjectNode(std::move(made));
-        object.setFileName(host.Assets().GetAsset(WStr::FromUTF8(path), kAssetTypeCache));
+        wkCache_obj& object = AddCacheObject(host, path).object;
         object.params().SetValue(wkCacheParam::explodeTo, 0, 2);
         const long before = residentKiB();
         state.ResumeTiming();

@@ -11,6 +11,8 @@
 #include "tools/gltf/gltf_export.h"
 #include "tools/gltf/gltf_import.h"
 
+#include "bench/cache_object.h"
+
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
@@ -55,11 +57,7 @@ std::string glbPath() {
 void exportGlb() {
     HeadlessHost host;
     ScopedHost scope(host);
-    theCacheRegistry.setMaterials(&host.Materials());
-    auto made = std::make_unique<wkCache_obj>();
-    wkCache_obj& object = *made;
-    host.Nodes().CreateObjectNode(std::move(made));
-    object.setFileName(host.Assets().GetAsset(WStr::FromUTF8(movingCache()), kAssetTypeCache));
+    wkCache_obj& object = AddCacheObject(host, movingCache()).object;
     wkgltf::ExportScene scene;
     wkgltf::CollectPlayback(object, Interval(0, kFrames * 160), 160, 1.0f, {}, scene);
     const tinygltf::Model model = wkgltf::BuildGltf(scene);

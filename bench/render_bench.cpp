@@ -13,6 +13,8 @@
 #include "object/wkCache_obj.h"
 #include "tests/cachefile/CacheBuilder.h"
 
+#include "bench/cache_object.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -78,11 +80,7 @@ void BM_ViewportFrame(benchmark::State& state) {
     }
     HeadlessHost host;
     ScopedHost scope(host);
-    theCacheRegistry.setMaterials(&host.Materials());
-    auto made = std::make_unique<wkCache_obj>();
-    wkCache_obj& object = *made;
-    INode* node = host.Nodes().CreateObjectNode(std::move(made));
-    object.setFileName(host.Assets().GetAsset(WStr(path.c_str()), kAssetTypeCache));
+    const auto [node, object] = AddCacheObject(host, path);
     const TimeValue t = 80;
     object.updateCacheMesh(t);
     HeadlessGraphicsWindow gw(1280, 720);
