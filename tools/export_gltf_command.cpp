@@ -27,14 +27,9 @@ struct ExportOptions {
     bool exploded = false;
 };
 
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 void runExport(const ExportOptions& options) {
-    const bool binary = endsWith(options.out, ".glb");
-    if (!binary && !endsWith(options.out, ".gltf"))
+    const bool binary = options.out.ends_with(".glb");
+    if (!binary && !options.out.ends_with(".gltf"))
         throw CommandError(kExitUsage, "-o: the name must end in .glb or .gltf");
     FrameSession session(options.frame);
     wkCache_obj& object = session.object();

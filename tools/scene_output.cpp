@@ -69,10 +69,6 @@ void ProgressOnTerminal::end() {
 
 namespace {
 
-bool endsWith(const std::string& text, const std::string& tail) {
-    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
-
 bool isBinarySceneFile(const std::string& path) {
     try {
         return IsBinaryScene(ReadInputFile(path, kSceneFileLimit));
@@ -87,7 +83,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
                      const std::vector<std::string>& inputs) {
     std::string bytes;
     try {
-        if (endsWith(out, ".wks")) {
+        if (out.ends_with(".wks")) {
             const std::vector<std::uint8_t> binary = SaveSceneBinary(host);
             bytes.assign(binary.begin(), binary.end());
         } else {
@@ -106,7 +102,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
                 const std::vector<INode*>& changed, const std::string& out,
                 std::vector<std::string> inputs) {
-    if (endsWith(out, ".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
+    if (out.ends_with(".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
         if (!scenePath.empty())
             inputs.push_back(scenePath);
         writeWholeScene(host, out, inputs);
