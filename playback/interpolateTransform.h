@@ -23,8 +23,9 @@ struct TransformArcs {
 };
 
 // A blend whose stretch rotation is the identity at both ends, the case of rigid and uniformly
-// scaled elements: the factors it reads, which depend on the pair alone. at() gives the bits
-// interpolateTransform gives for the pair at any fraction between 0 and 1.
+// scaled elements: the factors it reads, which depend on the pair alone. Blending them as
+// blendParts does, t, Slerp(qa, qTo) on the arc q, k and f into composeAxisStretch, gives the
+// bits interpolateTransform gives for the pair at any fraction between 0 and 1.
 struct RigidBlend {
     Point3 ta, tb;
     Point3 ka, kb;
@@ -36,12 +37,11 @@ struct RigidBlend {
     // Whether the pair is such a blend: both stretch rotations exactly the identity quaternion.
     static bool Applies(const AffineParts& pa, const TransformArcs& arcs);
     static RigidBlend Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs);
-    Matrix3& at(Matrix3& out, float fraction) const;
 };
 
 // Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
-// identity. Q's rows are those of Quat::MakeMatrix, written out. Inline with RigidBlend::at:
-// playback writes an element's vertices right after, from the values still in registers.
+// identity. Q's rows are those of Quat::MakeMatrix, written out. Inline: playback blends rigid
+// pairs with it for every element and frame.
 inline Matrix3& composeAxisStretch(Matrix3& out, const Quat& q, const Point3& k, float f,
                                    const Point3& t) {
     const float xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
@@ -60,16 +60,6 @@ inline Matrix3& composeAxisStretch(Matrix3& out, const Quat& q, const Point3& k,
     m[11] = t.z;
     out.SetIdentFlags(0);
     return out;
-}
-
-inline Matrix3& RigidBlend::at(Matrix3& out, float fraction) const {
-    const float a = fraction;
-    const float b = 1.0f - a;
-    const Point3 t = ta * b + tb * a;
-    const Quat rot = Slerp(qa, qTo, a, q);
-    const Point3 k = ka * b + kb * a;
-    const float f = fb * a + fa * b;
-    return composeAxisStretch(out, rot, k, f, t);
 }
 
 // The factors of the last two matrices one element blended, each kept with the matrix it came

@@ -1,5 +1,11 @@
 #include "playback/wkCacheElementBlend.h"
 
+#include "playback/wkCacheElementState.h"
+
+// Here, where the kept transforms are a complete type.
+wkCacheFrameState::wkCacheFrameState() = default;
+wkCacheFrameState::~wkCacheFrameState() = default;
+
 namespace WelkardTools {
 
 std::int64_t wkCacheRowLookup::row(std::int32_t sample) {
@@ -13,21 +19,66 @@ std::int64_t wkCacheRowLookup::row(std::int32_t sample) {
     return held[k];
 }
 
-const Matrix3& elementFrameTransformFromRows(wkCacheRowLookup& rows, std::int32_t element,
-                                             const wkCacheSampleLocation& at,
-                                             wkCacheElementBlend& blend, TransformMemo& memo) {
-    const std::uint64_t version = rows.sampleRows().version();
-    blend.fraction = at.fraction;
-    blend.rowsVersion = version;
-    blend.sample = at.sample;
-    blend.nextSample = at.nextSample;
-    blend.interpolate = at.interpolate;
-    blend.rigid = false;
-    blend.tmStale = false;
+void wkCacheElementBlends::fit(std::size_t count) {
+    if (places.size() == count)
+        return;
+    places.assign(count, Place());
+    tms.assign(count, Matrix3());
+    memos.assign(count, TransformMemo());
+    pairKeys.assign(2 * count, PairKey());
+    factors.assign(2 * count, PairFactors());
+    stretches.assign(2 * count, PairStretch());
+}
+
+void wkCacheElementBlends::follow(std::uint64_t rowsVersion) {
+    if (version == rowsVersion)
+        return;
+    version = rowsVersion;
+    for (Place& p : places)
+        p.flags = 0;
+    for (PairKey& k : pairKeys)
+        k.used = false;
+}
+
+void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
+                                    const TransformArcs& arcs) {
+    const RigidBlend r = RigidBlend::Of(pa, pb, arcs);
+    PairFactors& f = factors[pair];
+    f.ta = r.ta;
+    f.tb = r.tb;
+    f.qa = r.qa;
+    f.qTo = r.qTo;
+    f.omega = r.q.omega;
+    f.sinom = r.q.sinom;
+    // Slerp's tests on the cosine, made once.
+    const Arc arc = 1.0f + r.q.cosom > kSlerpEpsilon
+                        ? (1.0f - r.q.cosom > kSlerpEpsilon ? kLongArc : kShortArc)
+                        : kHalfTurn;
+    const auto isOne = [](float v) { return std::bit_cast<std::uint32_t>(v) == 0x3F800000u; };
+    const bool unit = isOne(r.ka.x) && isOne(r.ka.y) && isOne(r.ka.z) && isOne(r.kb.x) &&
+                      isOne(r.kb.y) && isOne(r.kb.z) && isOne(r.fa) && isOne(r.fb);
+    stretches[pair] = {r.ka, r.kb, r.fa, r.fb};
+    PairKey& k = pairKeys[pair];
+    k.flags = static_cast<std::uint8_t>((unit ? kUnit : 0) | (arc << kArcShift));
+    k.used = true;
+}
+
+void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
+                                    const wkCacheSampleLocation& at, Matrix3& out) {
+    const auto e = static_cast<std::size_t>(element);
+    TransformMemo& memo = memos[e];
+    Place& p = places[e];
+    std::size_t slot = (p.flags & kSlot) != 0 ? 1 : 0;
+    p.sample = at.sample;
+    p.nextSample = at.nextSample;
+    p.fraction = at.fraction;
+    p.flags = static_cast<std::uint8_t>(kKept | (at.interpolate ? kInterpolate : 0) |
+                                        (slot != 0 ? kSlot : 0));
     const Matrix3 first = rows.sampleRows().transformAt(rows.row(at.sample), element);
     if (!at.interpolate) {
-        blend.tm = first;
-        return blend.tm;
+        tms[e] = first;
+        out = first;
+        return;
     }
     const Matrix3 second = rows.sampleRows().transformAt(rows.row(at.nextSample), element);
     int i = 0;
@@ -35,10 +86,17 @@ const Matrix3& elementFrameTransformFromRows(wkCacheRowLookup& rows, std::int32_
     memo.slotsFor(first, second, i, j);
     const TransformArcs& arcs = memo.arcs(i, j);
     if (RigidBlend::Applies(memo.parts(i), arcs)) {
-        blend.pair = RigidBlend::Of(memo.parts(i), memo.parts(j), arcs);
-        blend.rigid = true;
+        // The pair blended last stays in the other slot.
+        if (pairKeys[2 * e + slot].used)
+            slot ^= 1;
+        keepPair(2 * e + slot, memo.parts(i), memo.parts(j), arcs);
+        PairKey& k = pairKeys[2 * e + slot];
+        k.sample = at.sample;
+        k.nextSample = at.nextSample;
+        p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid |
+                                            (slot != 0 ? kSlot : 0) | k.flags);
     }
-    return interpolateTransform(blend.tm, memo.parts(i), memo.parts(j), arcs, at.fraction);
+    out = interpolateTransform(tms[e], memo.parts(i), memo.parts(j), arcs, at.fraction);
 }
 
 } // namespace WelkardTools

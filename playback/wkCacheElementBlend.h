@@ -1,13 +1,19 @@
 // Each element's transform at a frame, with what is kept of it for the next frame.
 //
 // Frames mostly stand between the same two samples as the frame before, at another fraction, or
-// at the very same place (a held or paused element). So each element keeps, in the order the
-// frame loop reads it, the key of its last place (rows version, samples, interpolate, fraction),
-// the transform found for it, and the factors of its pair when the pair blends rigidly. A key
-// that matches gives the transform without reading the rows; a matching rigid pair blends at
-// the new fraction without reading them either. Anything else reads the rows and goes through
-// the element's TransformMemo, which knows sample matrices by their bytes. Every road gives the
-// bits of interpolateTransform on the two sample matrices.
+// at the very same place (a held or paused element). So each element keeps the key of its last
+// place (samples, interpolate, fraction), the transform found for it, and the factors of its
+// last two sample pairs that blend rigidly. A key that matches gives the transform without
+// reading the rows; a kept rigid pair blends at the new fraction without reading them either,
+// also when the frame goes back to the pair before (scrubbing, a ping-pong, frames alternating
+// between two pairs). Anything else reads the rows and goes through the element's
+// TransformMemo, which knows sample matrices by their bytes. Every road gives the bits of
+// interpolateTransform on the two sample matrices.
+//
+// What a moving element reads at every frame is laid out for the frame loop: its 16-byte key
+// in one array, the factors of its pair in one cache line of another; the stretch and sign of a
+// pair are read only where they are not all 1. Everything kept holds for one version of the
+// rows and is forgotten when they change.
 #pragma once
 
 #include "cachefile/wkCacheSampleRows.h"
@@ -18,20 +24,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 namespace WelkardTools {
-
-struct wkCacheElementBlend {
-    std::uint64_t rowsVersion = 0; // 0: nothing kept
-    std::int32_t sample = 0;
-    std::int32_t nextSample = 0;
-    float fraction = 0.0f;
-    bool interpolate = false;
-    bool rigid = false;   // `pair` holds the factors of (sample, nextSample)
-    bool tmStale = false; // `tm` is not yet the rigid blend at `fraction`
-    Matrix3 tm;           // the transform at the key, without scale
-    RigidBlend pair;
-};
 
 // The held rows of the few samples a frame's elements stand at, each looked up once.
 class wkCacheRowLookup {
@@ -48,43 +43,136 @@ private:
     int next = 0; // the entry replaced next
 };
 
-// The transform of `element` at `at` through the rows and `memo`, for a key `blend` does not
-// hold or a pair it does not blend rigidly.
-const Matrix3& elementFrameTransformFromRows(wkCacheRowLookup& rows, std::int32_t element,
-                                             const wkCacheSampleLocation& at,
-                                             wkCacheElementBlend& blend, TransformMemo& memo);
+class wkCacheElementBlends {
+public:
+    // One record per element, all forgotten when the count changes.
+    void fit(std::size_t count);
+    std::size_t size() const { return places.size(); }
+    // Forgets everything kept when the rows are not those of the last frame.
+    void follow(std::uint64_t rowsVersion);
 
-// Writes `out`, the transform of `element` at `at` (no scale), through `blend` and `memo`, which
-// it updates. Inline, and into the caller's matrix: frame assembly runs it for every element,
-// its common roads are a few compares and the rigid blend, and a matrix copied right after it
-// was written float by float would keep the vertex loop waiting.
-inline void elementFrameTransform(wkCacheRowLookup& rows, std::int32_t element,
-                                  const wkCacheSampleLocation& at, wkCacheElementBlend& blend,
-                                  TransformMemo& memo, Matrix3& out) {
-    const bool samePair = blend.rowsVersion == rows.sampleRows().version() &&
-                          blend.sample == at.sample && blend.interpolate == at.interpolate &&
-                          (!at.interpolate || blend.nextSample == at.nextSample);
+    // Writes `out`, the transform of `element` at `at` (no scale), through what is kept, which
+    // it updates. Inline: frame assembly runs it for every element, and its
+    // common roads are a few compares and the rigid blend.
+    void transform(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
+                   Matrix3& out);
+
+private:
+    enum : std::uint8_t {
+        kKept = 1,
+        kInterpolate = 2,
+        kRigid = 4, // the pair in the slot of kSlot blends rigidly
+        kStale = 8, // `tms` is not yet the rigid blend at `fraction`
+        kSlot = 16, // which of the element's two pairs is the key's
+        kUnit = 32, // that pair's stretch factors and signs are all 1
+        kArcShift = 6,
+    };
+    // Slerp's three roads, told by the arc's cosine alone: a representative cosine for each.
+    enum Arc : std::uint8_t { kLongArc = 0, kShortArc = 1, kHalfTurn = 2 };
+
+    struct Place {
+        std::int32_t sample = 0;
+        std::int32_t nextSample = 0;
+        float fraction = 0.0f;
+        std::uint8_t flags = 0;
+    };
+    struct PairKey {
+        std::int32_t sample = 0;
+        std::int32_t nextSample = 0;
+        bool used = false;
+        std::uint8_t flags = 0; // kUnit and the arc, as the place takes them
+    };
+    struct alignas(64) PairFactors {
+        Point3 ta, tb;
+        Quat qa, qTo;
+        float omega = 0.0f;
+        float sinom = 0.0f;
+    };
+    struct PairStretch {
+        Point3 ka, kb;
+        float fa = 1.0f, fb = 1.0f;
+    };
+
+    void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
+                  Matrix3& out);
+    void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
+                  const TransformArcs& arcs);
+    Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
+
+    std::uint64_t version = 0;
+    std::vector<Place> places;
+    std::vector<Matrix3> tms; // the transform at the key, without scale
+    // The factors of the sample transforms blended last, so that frames between the same
+    // samples, or crossing to the next pair, do not decompose a sample again.
+    std::vector<TransformMemo> memos;
+    // Two per element.
+    std::vector<PairKey> pairKeys;
+    std::vector<PairFactors> factors;
+    std::vector<PairStretch> stretches;
+};
+
+// RigidBlend::at on the kept factors: the same arithmetic in the same order. With every stretch
+// factor and sign 1 the products by them are exact, so each of k and f is b + a.
+inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags, float fraction,
+                                            Matrix3& out) const {
+    static constexpr float kArcCosine[3] = {0.0f, 1.0f, -1.0f};
+    const PairFactors& p = factors[pair];
+    const float a = fraction;
+    const float b = 1.0f - a;
+    const Point3 t = p.ta * b + p.tb * a;
+    const SlerpArc arc{kArcCosine[flags >> kArcShift], p.omega, p.sinom};
+    const Quat rot = Slerp(p.qa, p.qTo, a, arc);
+    if ((flags & kUnit) != 0) {
+        const float u = b + a;
+        return composeAxisStretch(out, rot, Point3(u, u, u), u, t);
+    }
+    const PairStretch& s = stretches[pair];
+    const Point3 k = s.ka * b + s.kb * a;
+    const float f = s.fb * a + s.fa * b;
+    return composeAxisStretch(out, rot, k, f, t);
+}
+
+inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t element,
+                                            const wkCacheSampleLocation& at, Matrix3& out) {
+    const auto e = static_cast<std::size_t>(element);
+    Place& p = places[e];
+    const bool samePair = (p.flags & kKept) != 0 && p.sample == at.sample &&
+                          ((p.flags & kInterpolate) != 0) == at.interpolate &&
+                          (!at.interpolate || p.nextSample == at.nextSample);
     if (samePair) {
         // Fractions by their bits: -0 and +0 are not the same fraction to every blend.
-        if (!at.interpolate || std::bit_cast<std::uint32_t>(blend.fraction) ==
-                                   std::bit_cast<std::uint32_t>(at.fraction)) {
-            if (blend.tmStale) {
-                blend.pair.at(blend.tm, blend.fraction);
-                blend.tmStale = false;
+        if (!at.interpolate ||
+            std::bit_cast<std::uint32_t>(p.fraction) == std::bit_cast<std::uint32_t>(at.fraction)) {
+            if ((p.flags & kStale) != 0) {
+                blend(2 * e + ((p.flags & kSlot) != 0 ? 1 : 0), p.flags, p.fraction, tms[e]);
+                p.flags = static_cast<std::uint8_t>(p.flags & ~kStale);
             }
-            out = blend.tm;
+            out = tms[e];
             return;
         }
-        // A moving element is blended straight into the frame's matrix; `tm` is written only
-        // when the element stands still, so that a move costs no 48-byte store and reload.
-        if (blend.rigid && std::isfinite(at.fraction)) {
-            blend.fraction = at.fraction;
-            blend.tmStale = true;
-            blend.pair.at(out, at.fraction);
+        // A moving element is blended straight into the frame's matrix; `tms` is written only
+        // when the element stands still, so that a move costs no 48-byte store.
+        if ((p.flags & kRigid) != 0 && std::isfinite(at.fraction)) {
+            p.fraction = at.fraction;
+            p.flags |= kStale;
+            blend(2 * e + ((p.flags & kSlot) != 0 ? 1 : 0), p.flags, at.fraction, out);
+            return;
+        }
+    } else if (at.interpolate && std::isfinite(at.fraction)) {
+        for (std::size_t slot = 0; slot < 2; ++slot) {
+            const PairKey& k = pairKeys[2 * e + slot];
+            if (!k.used || k.sample != at.sample || k.nextSample != at.nextSample)
+                continue;
+            p.sample = at.sample;
+            p.nextSample = at.nextSample;
+            p.fraction = at.fraction;
+            p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid | kStale |
+                                                (slot != 0 ? kSlot : 0) | k.flags);
+            blend(2 * e + slot, p.flags, at.fraction, out);
             return;
         }
     }
-    out = elementFrameTransformFromRows(rows, element, at, blend, memo);
+    fromRows(rows, element, at, out);
 }
 
 } // namespace WelkardTools

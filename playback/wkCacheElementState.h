@@ -6,12 +6,15 @@
 #pragma once
 
 #include "host/BitArray.h"
-#include "playback/interpolateTransform.h"
-#include "playback/wkCacheElementBlend.h"
 #include "playback/wkCachePlaybackClock.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
+
+namespace WelkardTools {
+class wkCacheElementBlends;
+}
 
 // One element. The sample fields (sample, fraction, nextSample, interpolate, inRange,
 // beforeRange, afterRange) are those locateSample writes.
@@ -31,6 +34,9 @@ struct wkCacheElementState : wkCacheSampleLocation {
 // sets belong to frame assembly and live until the element count changes.
 class wkCacheFrameState : public wkCacheRangeSettings {
 public:
+    wkCacheFrameState();
+    ~wkCacheFrameState();
+
     std::vector<wkCacheElementState> elements;
 
     bool boxMode = false;
@@ -45,9 +51,7 @@ public:
     BitArray hiddenElements;
     BitArray deletedElements;
     BitArray materialElements;
-    // One per element: the factors of the sample transforms frame assembly blended last, so
-    // that frames between the same samples do not decompose them again, and the transform of
-    // the last frame with the factors of its pair, read by every frame.
-    std::vector<TransformMemo> transformMemos;
-    std::vector<WelkardTools::wkCacheElementBlend> elementBlends;
+    // What frame assembly keeps of each element's transform from one frame to the next
+    // (playback/wkCacheElementBlend.h), made by the first frame.
+    std::unique_ptr<WelkardTools::wkCacheElementBlends> elementBlends;
 };

@@ -225,10 +225,9 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
         }
     }
 
-    if (state.transformMemos.size() != static_cast<std::size_t>(count))
-        state.transformMemos.assign(static_cast<std::size_t>(count), TransformMemo());
-    if (state.elementBlends.size() != static_cast<std::size_t>(count))
-        state.elementBlends.assign(static_cast<std::size_t>(count), wkCacheElementBlend());
+    if (!state.elementBlends)
+        state.elementBlends = std::make_unique<wkCacheElementBlends>();
+    state.elementBlends->fit(static_cast<std::size_t>(count));
 
     // 6: the frame change record starts empty.
     wkCacheIndex& index = *reader.getIndex();
@@ -314,13 +313,12 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     Mesh& source = *sourcePtr;
 
     // 4: deformation, written into the source in place.
-    if (!boxMode) {
+    // Only a version 3 file has a block; an earlier one would be read for nothing.
+    if (!boxMode && reader.getVersion() >= 3) {
         frameTimes.sampleTimes.clear();
         for (const wkCacheElementState& e : state.elements)
             frameTimes.sampleTimes.push_back(static_cast<float>(e.sample) + e.fraction);
-        // Only a version 3 file has a block; an earlier one would be read for nothing.
-        if (reader.getVersion() >= 3)
-            applyElementFrames(reader, source, frameTimes);
+        applyElementFrames(reader, source, frameTimes);
     }
 
     // 5
@@ -365,14 +363,26 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     const Point3* sourceVerts = source.getNumVerts() > 0 ? source.getVertPtr(0) : nullptr;
     const std::vector<std::array<std::int32_t, 2>>& sizes = index.nodeSizes;
     wkCacheRowLookup rows(index.loadedSamples);
+    wkCacheElementBlends& blends = *state.elementBlends;
+    blends.follow(index.loadedSamples.version());
+    // Transforms are found a batch of elements ahead of their vertices: a matrix read right
+    // after it was written float by float would keep the vertex loop waiting.
+    constexpr std::int32_t kBatch = 32;
+    Matrix3 batch[kBatch];
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        Matrix3 tm;
-        elementFrameTransform(rows, i, e, state.elementBlends[at], state.transformMemos[at], tm);
-        if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
-            tm *= frameTimes.scale;
+        if (i % kBatch == 0) {
+            const std::int32_t end = std::min(count, i + kBatch);
+            for (std::int32_t k = i; k < end; ++k) {
+                Matrix3& m = batch[k - i];
+                blends.transform(rows, k, state.elements[static_cast<std::size_t>(k)], m);
+                if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
+                    m *= frameTimes.scale;
+            }
+        }
+        const Matrix3& tm = batch[i % kBatch];
         const bool hidden = state.hiddenElements[i] != 0;
         if (hidden && state.isViewport)
             markers.push_back(tm);

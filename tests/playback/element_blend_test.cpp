@@ -66,6 +66,7 @@ TEST(ElementBlend, EveryRoadGivesTheUnkeptTransform) {
         {"one pair", true, {1.1f, 1.4f, 1.9f, 1.2f, 1.0f, 1.6f}, 0.0f, false},
         {"held after a move", true, {1.1f, 1.4f, 1.4f, 1.7f, 1.7f, 1.7f}, 0.0f, false},
         {"crossing pairs", true, {0.5f, 1.5f, 2.5f, 3.75f, 4.5f, 3.25f, 0.1f}, 0.0f, false},
+        {"back and forth", true, {0.5f, 1.5f, 0.2f, 1.7f, 1.7f, 1.0f, 0.5f}, 0.0f, false},
         {"ping-pong past the end", true, {4.5f, 5.5f, 6.5f, 7.25f, 12.5f, 3.0f}, 0.0f, false},
         {"before the start", true, {-0.5f, -1.25f, -7.5f, 0.0f, 0.5f}, 0.0f, false},
         {"half shifted", true, {1.1f, 1.3f, 2.6f, 2.9f}, 0.37f, false},
