@@ -6,10 +6,10 @@
 // (in thread CPU time) one frame and, back to back, a plain loop that transforms the same number of
 // points by one matrix (Point3 * Matrix3), the floor of any per-vertex work. The counters give the
 // best time of each per vertex and their ratio. Mode 0 is frames between the same two samples
-// (target: at most 1.3 at 100 vertices, 2 at 8); mode 1 moves to the next pair of samples at every
-// frame (one sample transform to decompose per element; target 1.6), mode 2 plays on the samples,
-// mode 3 is mode 0 with every second element shifted by a quarter sample, as groups or
-// activation shift them.
+// (target: at most 1.3 at 100 vertices, 2 at 8); mode 1 moves to the other of two pairs of samples
+// at every frame (each element keeps the factors of its last two pairs, so nothing is decomposed
+// after the first frames; target 1.6), mode 2 plays on the samples, mode 3 is mode 0 with every
+// second element shifted by a quarter sample, as groups or activation shift them.
 // BM_FastFrameByElementCount: the same elements, 1,000 to 100,000 of them; the cost per element
 // must stay flat (the frame grows linearly).
 // BM_InterpolateTransform: the per-element blend alone, twice decomp_affine and a recomposition;
@@ -151,7 +151,7 @@ float frameTime(std::int64_t iteration) {
 // Where the elements stand at each frame of a BM_FastFrameVsPlainLoop run.
 enum FrameMode : int {
     kBetweenSamePair = 0, // slow motion or a scene rate above the cache's: same two samples
-    kNextPair = 1,        // every frame between the next two samples: one new decomposition
+    kNextPair = 1,        // every frame between the other two samples: a kept pair
     kOnSamples = 2,       // a recording of every frame played at its own rate: no blending
     kHalfShifted = 3,     // kBetweenSamePair, every second element a quarter sample later
 };

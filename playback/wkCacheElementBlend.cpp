@@ -27,7 +27,6 @@ void wkCacheElementBlends::fit(std::size_t count) {
     memos.assign(count, TransformMemo());
     pairKeys.assign(2 * count, PairKey());
     factors.assign(2 * count, PairFactors());
-    stretches.assign(2 * count, PairStretch());
 }
 
 void wkCacheElementBlends::follow(std::uint64_t rowsVersion) {
@@ -50,16 +49,16 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
     f.qTo = r.qTo;
     f.omega = r.q.omega;
     f.sinom = r.q.sinom;
+    f.ka = r.ka;
+    f.kb = r.kb;
+    f.fa = r.fa;
+    f.fb = r.fb;
     // Slerp's tests on the cosine, made once.
     const Arc arc = 1.0f + r.q.cosom > kSlerpEpsilon
                         ? (1.0f - r.q.cosom > kSlerpEpsilon ? kLongArc : kShortArc)
                         : kHalfTurn;
-    const auto isOne = [](float v) { return std::bit_cast<std::uint32_t>(v) == 0x3F800000u; };
-    const bool unit = isOne(r.ka.x) && isOne(r.ka.y) && isOne(r.ka.z) && isOne(r.kb.x) &&
-                      isOne(r.kb.y) && isOne(r.kb.z) && isOne(r.fa) && isOne(r.fb);
-    stretches[pair] = {r.ka, r.kb, r.fa, r.fb};
     PairKey& k = pairKeys[pair];
-    k.flags = static_cast<std::uint8_t>((unit ? kUnit : 0) | (arc << kArcShift));
+    k.flags = static_cast<std::uint8_t>(arc << kArcShift);
     k.used = true;
 }
 
@@ -87,10 +86,10 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     const TransformArcs& arcs = memo.arcs(i, j);
     if (RigidBlend::Applies(memo.parts(i), arcs)) {
         // The pair blended last stays in the other slot.
-        if (pairKeys[2 * e + slot].used)
+        if (pairKeys[pairIndex(e, slot)].used)
             slot ^= 1;
-        keepPair(2 * e + slot, memo.parts(i), memo.parts(j), arcs);
-        PairKey& k = pairKeys[2 * e + slot];
+        keepPair(pairIndex(e, slot), memo.parts(i), memo.parts(j), arcs);
+        PairKey& k = pairKeys[pairIndex(e, slot)];
         k.sample = at.sample;
         k.nextSample = at.nextSample;
         p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid |

@@ -11,9 +11,8 @@
 // interpolateTransform on the two sample matrices.
 //
 // What a moving element reads at every frame is laid out for the frame loop: its 16-byte key
-// in one array, the factors of its pair in one cache line of another; the stretch and sign of a
-// pair are read only where they are not all 1. Everything kept holds for one version of the
-// rows and is forgotten when they change.
+// in one array, the factors of its pair in the next 96 bytes of another. Everything kept holds
+// for one version of the rows and is forgotten when they change.
 #pragma once
 
 #include "cachefile/wkCacheSampleRows.h"
@@ -64,7 +63,6 @@ private:
         kRigid = 4, // the pair in the slot of kSlot blends rigidly
         kStale = 8, // `tms` is not yet the rigid blend at `fraction`
         kSlot = 16, // which of the element's two pairs is the key's
-        kUnit = 32, // that pair's stretch factors and signs are all 1
         kArcShift = 6,
     };
     // Slerp's three roads, told by the arc's cosine alone: a representative cosine for each.
@@ -80,15 +78,13 @@ private:
         std::int32_t sample = 0;
         std::int32_t nextSample = 0;
         bool used = false;
-        std::uint8_t flags = 0; // kUnit and the arc, as the place takes them
+        std::uint8_t flags = 0; // the arc, as the place takes it
     };
-    struct alignas(64) PairFactors {
+    struct alignas(32) PairFactors {
         Point3 ta, tb;
         Quat qa, qTo;
         float omega = 0.0f;
         float sinom = 0.0f;
-    };
-    struct PairStretch {
         Point3 ka, kb;
         float fa = 1.0f, fb = 1.0f;
     };
@@ -98,6 +94,9 @@ private:
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
+    std::size_t pairIndex(std::size_t element, std::size_t slot) const {
+        return slot * places.size() + element;
+    }
 
     std::uint64_t version = 0;
     std::vector<Place> places;
@@ -105,14 +104,14 @@ private:
     // The factors of the sample transforms blended last, so that frames between the same
     // samples, or crossing to the next pair, do not decompose a sample again.
     std::vector<TransformMemo> memos;
-    // Two per element.
+    // Two per element: the first slot of every element, then the second, so that frames on
+    // one slot read them one after the other.
     std::vector<PairKey> pairKeys;
     std::vector<PairFactors> factors;
-    std::vector<PairStretch> stretches;
 };
 
-// RigidBlend::at on the kept factors: the same arithmetic in the same order. With every stretch
-// factor and sign 1 the products by them are exact, so each of k and f is b + a.
+// What blendParts does for a rigid pair, on the kept factors: the same arithmetic in the same
+// order.
 inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags, float fraction,
                                             Matrix3& out) const {
     static constexpr float kArcCosine[3] = {0.0f, 1.0f, -1.0f};
@@ -122,13 +121,8 @@ inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags
     const Point3 t = p.ta * b + p.tb * a;
     const SlerpArc arc{kArcCosine[flags >> kArcShift], p.omega, p.sinom};
     const Quat rot = Slerp(p.qa, p.qTo, a, arc);
-    if ((flags & kUnit) != 0) {
-        const float u = b + a;
-        return composeAxisStretch(out, rot, Point3(u, u, u), u, t);
-    }
-    const PairStretch& s = stretches[pair];
-    const Point3 k = s.ka * b + s.kb * a;
-    const float f = s.fb * a + s.fa * b;
+    const Point3 k = p.ka * b + p.kb * a;
+    const float f = p.fb * a + p.fa * b;
     return composeAxisStretch(out, rot, k, f, t);
 }
 
@@ -144,7 +138,7 @@ inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t
         if (!at.interpolate ||
             std::bit_cast<std::uint32_t>(p.fraction) == std::bit_cast<std::uint32_t>(at.fraction)) {
             if ((p.flags & kStale) != 0) {
-                blend(2 * e + ((p.flags & kSlot) != 0 ? 1 : 0), p.flags, p.fraction, tms[e]);
+                blend(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0), p.flags, p.fraction, tms[e]);
                 p.flags = static_cast<std::uint8_t>(p.flags & ~kStale);
             }
             out = tms[e];
@@ -155,12 +149,12 @@ inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t
         if ((p.flags & kRigid) != 0 && std::isfinite(at.fraction)) {
             p.fraction = at.fraction;
             p.flags |= kStale;
-            blend(2 * e + ((p.flags & kSlot) != 0 ? 1 : 0), p.flags, at.fraction, out);
+            blend(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0), p.flags, at.fraction, out);
             return;
         }
     } else if (at.interpolate && std::isfinite(at.fraction)) {
         for (std::size_t slot = 0; slot < 2; ++slot) {
-            const PairKey& k = pairKeys[2 * e + slot];
+            const PairKey& k = pairKeys[pairIndex(e, slot)];
             if (!k.used || k.sample != at.sample || k.nextSample != at.nextSample)
                 continue;
             p.sample = at.sample;
@@ -168,7 +162,7 @@ inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t
             p.fraction = at.fraction;
             p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid | kStale |
                                                 (slot != 0 ? kSlot : 0) | k.flags);
-            blend(2 * e + slot, p.flags, at.fraction, out);
+            blend(pairIndex(e, slot), p.flags, at.fraction, out);
             return;
         }
     }

@@ -365,24 +365,14 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     wkCacheRowLookup rows(index.loadedSamples);
     wkCacheElementBlends& blends = *state.elementBlends;
     blends.follow(index.loadedSamples.version());
-    // Transforms are found a batch of elements ahead of their vertices: a matrix read right
-    // after it was written float by float would keep the vertex loop waiting.
-    constexpr std::int32_t kBatch = 32;
-    Matrix3 batch[kBatch];
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        if (i % kBatch == 0) {
-            const std::int32_t end = std::min(count, i + kBatch);
-            for (std::int32_t k = i; k < end; ++k) {
-                Matrix3& m = batch[k - i];
-                blends.transform(rows, k, state.elements[static_cast<std::size_t>(k)], m);
-                if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
-                    m *= frameTimes.scale;
-            }
-        }
-        const Matrix3& tm = batch[i % kBatch];
+        Matrix3 tm;
+        blends.transform(rows, i, e, tm);
+        if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
+            tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
         if (hidden && state.isViewport)
             markers.push_back(tm);
