@@ -37,6 +37,10 @@ public:
     }
 };
 
+TimeValue now() {
+    return GetHost().Time().GetTime();
+}
+
 // A parameter's pick button, as the host's parameter maps run it: the button stays pressed
 // while the mode runs, and the first click on a node the parameter takes sets it and ends the
 // mode. One at a time, like the host's pick mode itself.
@@ -52,8 +56,8 @@ public:
         param = binding.param;
         prompt = binding.prompt;
     }
-    bool runs(const HeadlessWindow& w, int control) const {
-        return GetHost().Panels().PickMode() == this && window == &w && id == control;
+    bool runs(const HeadlessPanelHost& host, const HeadlessWindow& w, int control) const {
+        return host.PickMode() == this && window == &w && id == control;
     }
     bool filter(INode* node) override {
         const ParamDef* def = window->Block()->GetDesc().GetParamDef(param);
@@ -82,10 +86,6 @@ private:
 
 bool validRow(const HeadlessControl* c, int row) {
     return c != nullptr && row >= 0 && row < static_cast<int>(c->rows.size());
-}
-
-TimeValue now() {
-    return GetHost().Time().GetTime();
 }
 
 } // namespace
@@ -209,7 +209,7 @@ void HeadlessWindow::Press(int id) {
         if (const ParamBinding* b = BindingOf(*c); b && b->kind == ParamBinding::Kind::PickNode) {
             // A second press leaves the mode.
             ParamPickMode& mode = ParamPickMode::instance();
-            if (mode.runs(*this, id)) {
+            if (mode.runs(host, *this, id)) {
                 host.SetPickMode(nullptr);
             } else {
                 host.SetPickMode(nullptr);

@@ -199,7 +199,8 @@ TEST_F(ServeHttpTest, PickAndTheSelectByNameDialogAddNodesFromThePage) {
             name, host.Nodes().AddObject(std::make_unique<TriObject>(MakeBoxMesh(1, 2, 3))));
     const auto rows = [this] {
         std::vector<std::string> names;
-        for (const Json& row : (*control(state(), 1004))["rows"])
+        const Json now = state();
+        for (const Json& row : (*control(now, 1004))["rows"])
             names.push_back(row["text"]);
         return names;
     };
