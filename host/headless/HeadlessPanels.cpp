@@ -3,6 +3,7 @@
 #include "host/FileReplacement.h"
 #include "host/Host.h"
 #include "host/INode.h"
+#include "host/UndoHold.h"
 #include "host/headless/HeadlessScene.h"
 #include "host/headless/PanelDriver.h"
 
@@ -41,6 +42,18 @@ TimeValue now() {
     return GetHost().Time().GetTime();
 }
 
+// A change the user makes through a parameter's control: one undo step of its own, as the host's
+// parameter maps make it, unless a hold runs already.
+template <class F> void AsParameterChange(F&& change) {
+    UndoHold& hold = GetHost().Hold();
+    const bool own = !hold.Holding();
+    if (own)
+        hold.Begin();
+    change();
+    if (own)
+        hold.Accept(L"Parameter Change");
+}
+
 // A parameter's pick button, as the host's parameter maps run it: the button stays pressed
 // while the mode runs, and the first click on a node the parameter takes sets it and ends the
 // mode. One at a time, like the host's pick mode itself.
@@ -65,7 +78,7 @@ public:
     }
     bool pick(INode* node) override {
         if (node != nullptr)
-            window->Block()->SetValue(param, now(), node);
+            AsParameterChange([&] { window->Block()->SetValue(param, now(), node); });
         return true;
     }
     void enterMode() override {
@@ -175,10 +188,12 @@ void HeadlessWindow::WriteBound(const HeadlessControl& control, float value) {
     const ParamBinding* b = BindingOf(control);
     if (b == nullptr)
         return;
-    if (b->isFloat)
-        block->SetValue(b->param, now(), value);
-    else
-        block->SetValue(b->param, now(), static_cast<int>(value));
+    AsParameterChange([&] {
+        if (b->isFloat)
+            block->SetValue(b->param, now(), value);
+        else
+            block->SetValue(b->param, now(), static_cast<int>(value));
+    });
 }
 
 void HeadlessWindow::Send(const PanelMessage& message) {

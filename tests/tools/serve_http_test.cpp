@@ -169,6 +169,10 @@ TEST_F(ServeHttpTest, TwoClientsShareOneSceneAndADialogSpansRequests) {
     EXPECT_EQ(grouped["undo"], "Add Group");
     post("/api/undo", Json::object());
     EXPECT_TRUE((*control(state(), 1070))["rows"].empty());
+    // The click on a parameter's check box was an undo step of its own.
+    EXPECT_EQ(state()["undo"], "Parameter Change");
+    post("/api/undo", Json::object());
+    EXPECT_EQ((*control(state(), 1042))["checked"], (*control(first, 1042))["checked"]);
 }
 
 TEST_F(ServeHttpTest, FramesSendOnlyVerticesWhileTheFacesStay) {
