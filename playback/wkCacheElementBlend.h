@@ -46,7 +46,6 @@ class wkCacheElementBlends {
 public:
     // One record per element, all forgotten when the count changes.
     void fit(std::size_t count);
-    std::size_t size() const { return places.size(); }
     // Forgets everything kept when the rows are not those of the last frame.
     void follow(std::uint64_t rowsVersion);
 
