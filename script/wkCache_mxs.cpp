@@ -109,9 +109,9 @@ FPInterfaceDesc describe() {
         const wchar_t* getter = names.emplace_back(L"get" + std::wstring(s.name)).c_str();
         const wchar_t* setter = names.emplace_back(L"set" + std::wstring(s.name)).c_str();
         items.insert(items.end(), {
-        s.get, getter, 0, s.type, 0, 1, L"groupName", 0, FPT_STRING,
-        setterOf(s.get), setter, 0, FPT_BOOL, 0, 2,
-            L"groupName", 0, FPT_STRING, s.value, 0, s.type,
+            s.get, getter, 0, s.type, 0, 1, L"groupName", 0, FPT_STRING,
+            setterOf(s.get), setter, 0, FPT_BOOL, 0, 2,
+                L"groupName", 0, FPT_STRING, s.value, 0, s.type,
         });
     }
     items.insert(items.end(), {
