@@ -5,10 +5,10 @@
 #include "cachefile/wkCacheSizeText.h"
 #include "host/FileName.h"
 #include "host/Host.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheDlgProcs.h"
-#include "panels/wkCachePanelTexts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -48,25 +48,29 @@ struct Tip {
     const wchar_t* text;
 };
 constexpr Tip kFirstOpenTips[] = {
-    {1026, PanelTexts::kTipNew},
-    {1012, PanelTexts::kTipLoad},
-    {1027, PanelTexts::kTipUnload},
-    {1028, PanelTexts::kTipReload},
-    {1158, PanelTexts::kTipReloadMaterial},
-    {1100, PanelTexts::kTipRange},
-    {1123, PanelTexts::kTipRange},
-    {1114, PanelTexts::kTipSetElements},
-    {1087, PanelTexts::kTipAddElements},
-    {1115, PanelTexts::kTipRemoveElements},
-    {1154, PanelTexts::kTipRemoveFromOthers},
-    {1086, PanelTexts::kTipSelectByName},
-    {1110, PanelTexts::kTipSelectByName},
-    {1069, PanelTexts::kTipNewGroup},
+    {1026, L"Create a new cache file"},
+    {1012, L"Load an existing cache file"},
+    {1027, L"Unload the current cache file"},
+    {1028, L"Reload the current cache file"},
+    {1158,
+     L"Reloads the material from the cache file. Hold SHIFT to update all objects that use this "
+     L"cache file"},
+    {1100, L"Set to current time range"},
+    {1123, L"Set to current time range"},
+    {1114, L"Set to selected elements. Hold SHIFT to remove the elements from all other groups"},
+    {1087, L"Add selected elements. Hold SHIFT to remove the elements from all other groups"},
+    {1115, L"Remove selected elements"},
+    {1154, L"Remove this group's elements from all other groups"},
+    {1086, wkCacheTexts::kSelectElementsByName},
+    {1110, wkCacheTexts::kSelectElementsByName},
+    {1069,
+     L"Create a new group from the currently selected elements. Hold SHIFT to create an empty "
+     L"group"},
 };
 
 WStr nodeText(INode* node) {
     if (node == nullptr || node->TestAFlag(A_IS_DELETED))
-        return PanelTexts::kDeleted;
+        return wkCacheTexts::kDeleted;
     return node->GetName();
 }
 
@@ -184,8 +188,8 @@ void wkCachePanel::updatePanels(bool firstOpen) {
         WStr file;
         WStr extension;
         SplitFilename(asset.GetFileName(), nullptr, &file, &extension);
-        w->SetText(kFileField,
-                   asset.IsNull() ? WStr(PanelTexts::kNoFile) : WStr(file.str() + extension.str()));
+        w->SetText(kFileField, asset.IsNull() ? WStr(wkCacheTexts::kNoFile)
+                                              : WStr(file.str() + extension.str()));
         WStr full;
         const bool resolves = !asset.IsNull() && GetHost().Assets().GetFullFilePath(asset, full);
         w->SetTooltip(kFileField, resolves ? full.data() : nullptr);
@@ -233,7 +237,7 @@ void wkCachePanel::refreshGroupList() {
     for (const wkCacheGroup& g : groups.all()) {
         const int count = static_cast<int>(g.elements.size());
         WStr text;
-        text.printf(PanelTexts::kGroupEntryFormat, g.name.data(), count, count == 1 ? L"" : L"s");
+        text.printf(wkCacheTexts::kGroupEntryFormat, g.name.data(), count, count == 1 ? L"" : L"s");
         texts.push_back(text);
     }
     fillList(*w, D::kGroupList, texts);

@@ -2,12 +2,11 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheGroupSteps.h"
 #include "panels/wkCachePanel.h"
-#include "panels/wkCachePanelTexts.h"
 #include "recording/RecordCache.h"
 
 #include <algorithm>
@@ -47,8 +46,8 @@ public:
         busy = false;
     }
 
-    WStr title = PanelTexts::kSelectObjectsToAdd;
-    WStr button = PanelTexts::kAddButton;
+    WStr title = wkCacheTexts::kSelectObjectsToAdd;
+    WStr button = wkCacheTexts::kAddButton;
     wkCache_obj& owner;
     std::vector<INode*> hits;
     bool busy = false;
@@ -253,7 +252,7 @@ bool wkCachePick::pick(INode* node) {
     if (!hold.Holding())
         hold.Begin();
     object->appendNodeEntry(node);
-    hold.Accept(PanelTexts::kAddNode);
+    hold.Accept(wkCacheTexts::kAddNode);
     wkCachePanels::refreshNodeList(*object);
     return false;
 }
@@ -262,7 +261,7 @@ void wkCachePick::enterMode() {
     if (object != nullptr)
         if (wkCachePanel* panel = wkCachePanel::of(*object))
             panel->rollout(D::kRecord)->SetCheck(kPickButton, true);
-    GetHost().Panels().PushPrompt(PanelTexts::kSelectObjectsToAdd);
+    GetHost().Panels().PushPrompt(wkCacheTexts::kSelectObjectsToAdd);
 }
 
 void wkCachePick::exitMode() {
@@ -286,7 +285,7 @@ void addNodesByName(wkCache_obj& object) {
     block.Delete(wkCacheParam::nodes, 0, block.Count(wkCacheParam::nodes));
     for (INode* node : callback.hits)
         object.appendNodeEntry(node);
-    hold.Accept(PanelTexts::kSelectMultiple);
+    hold.Accept(wkCacheTexts::kSelectMultiple);
     object.NodeListNotification(D::kBulkChangeEnds);
 }
 
@@ -309,8 +308,8 @@ bool promptGroupName(WStr& name) {
 
 void selectElementsByName(wkCache_obj& object) {
     GroupElementsRequest request;
-    request.title = PanelTexts::kSelectElementsByName;
-    request.label = PanelTexts::kSelectElementsByName;
+    request.title = wkCacheTexts::kSelectElementsByName;
+    request.label = wkCacheTexts::kSelectElementsByName;
     request.selection = object.elementSelection();
     request.reader = usableReader(object);
     if (request.reader == nullptr || !runGroupElementsDialog(request))
@@ -321,7 +320,7 @@ void selectElementsByName(wkCache_obj& object) {
     if (!hold.Holding())
         hold.Begin();
     object.setElementSelection(request.selection);
-    hold.Accept(ObjectTexts::kGroupNodes);
+    hold.Accept(wkCacheTexts::kGroupNodes);
 }
 
 void selectGroupElementsByName(wkCache_obj& object) {
@@ -330,8 +329,8 @@ void selectGroupElementsByName(wkCache_obj& object) {
     if (index < 0 || index >= groups.count())
         return;
     GroupElementsRequest request;
-    request.title = PanelTexts::kSelectGroupElements;
-    request.label = PanelTexts::kSelectElementsToAdd;
+    request.title = wkCacheTexts::kSelectGroupElements;
+    request.label = wkCacheTexts::kSelectElementsToAdd;
     request.filter = object.groupBrowseFilter;
     request.selection = groups.at(index).elements;
     request.reader = usableReader(object);
