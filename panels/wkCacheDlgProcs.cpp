@@ -65,7 +65,7 @@ void initRecordRollout(PanelWindow& w) {
         w.SetTooltip(2000 + i, toggleTips[i]);
         w.SetBackground(2000 + i, D::kRecordButtonBackground);
     }
-    const std::pair<int, const wchar_t*> buttons[] = {{1005, L"Pick Node"},
+    const std::pair<int, const wchar_t*> buttons[] = {{D::kPickButton, L"Pick Node"},
                                                       {1008, L"Select All"},
                                                       {1010, L"Invert Selected"},
                                                       {1006, L"Add Node From List"},
@@ -97,7 +97,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
             marked.push_back(row);
     if (marked.empty() && (count == 0 || !shift))
         return;
-    object.NodeListNotification(D::kBulkChangeStarts);
+    object.NodeListNotification(kNotifyBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
@@ -110,7 +110,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
         name = wkCacheTexts::kRemoveNodes;
     }
     hold.Accept(name);
-    object.NodeListNotification(D::kBulkChangeEnds);
+    object.NodeListNotification(kNotifyBulkChangeEnds);
 }
 
 } // namespace
@@ -162,7 +162,7 @@ template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const
     }
     const bool shift = GetHost().Panels().ShiftHeld();
     switch (m.id) {
-    case 1005: {
+    case D::kPickButton: {
         wkCachePick& pick = wkCachePick::instance();
         pick.object = &object;
         GetHost().Panels().SetPickMode(&pick);
@@ -231,7 +231,8 @@ constexpr GroupSpinner kGroupSpinners[] = {
     {1149, 1148, 0.0f, 9999999.0f, wkCacheTexts::kGroupAge},
     {1146, 1145, 0.0f, 9999999.0f, wkCacheTexts::kGroupDistance},
     {1143, 1142, -9999999.0f, 9999999.0f, wkCacheTexts::kGroupOffset},
-    {1075, 1074, -9999999.0f, 9999999.0f, nullptr}, // the frame: elementFrames has its own undo
+    {D::kFrameSpinner, 1074, -9999999.0f, 9999999.0f,
+     nullptr}, // the frame: elementFrames has its own undo
     {1077, 1076, 1.0f, 99.0f, wkCacheTexts::kGroupMatID},
 };
 
