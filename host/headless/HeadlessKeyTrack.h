@@ -83,13 +83,10 @@ private:
     mutable SegmentArc lastArc;
 };
 
+// The three tracks there are, each instantiated in the .cpp.
 using FloatTrack = HeadlessKeyTrack<float>;
 using Point3Track = HeadlessKeyTrack<Point3>;
 using RotationTrack = HeadlessKeyTrack<Quat>;
-
-extern template class HeadlessKeyTrack<float>;
-extern template class HeadlessKeyTrack<Point3>;
-extern template class HeadlessKeyTrack<Quat>;
 
 // Kochanek-Bartels weights of the tangents at a key whose neighbours lie `before` and `after`
 // ticks away: outgoing tangent = outPrev * (P - Pprev) + outNext * (Pnext - P), incoming alike.
