@@ -8,6 +8,8 @@
 #include <bit>
 #include <climits>
 #include <cstring>
+#include <future>
+#include <memory>
 #include <set>
 
 namespace WelkardTools {
@@ -56,13 +58,10 @@ private:
     std::vector<unsigned char>& out;
 };
 
-// One sampleRecord: the 12 floats of the transform, row by row, and the visible byte. The
-// bulk of every file, so on a little-endian machine the floats go in as they lie in memory.
-void appendSampleRecord(std::vector<unsigned char>& buffer, const Matrix3& transform,
-                        bool visible) {
-    const std::size_t at = buffer.size();
-    buffer.resize(at + fmt::kSampleRecordSize);
-    unsigned char* record = buffer.data() + at;
+// One sampleRecord at `record`: the 12 floats of the transform, row by row, and the visible
+// byte. The bulk of every file, so on a little-endian machine the floats go in as they lie in
+// memory.
+void putSampleRecord(unsigned char* record, const Matrix3& transform, bool visible) {
     if constexpr (std::endian::native == std::endian::little) {
         std::memcpy(record, transform.GetAddr(), fmt::kTransformSize);
     } else {
@@ -378,15 +377,32 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     const auto nodeCount = static_cast<std::int32_t>(nodes.size());
     std::int32_t remaining = wrap32(std::int64_t{nodeCount} * numSamples * fmt::kSampleRecordSize);
     std::int32_t chunk = std::min(remaining, kSampleBufferBytes);
-    std::vector<unsigned char> buffer;
     bool haveBuffer = chunk > 0;
-    if (haveBuffer)
-        buffer.reserve(static_cast<std::size_t>(chunk));
-
     if (start > end && haveBuffer) {
         status_ = kStatusException;
         return false;
     }
+
+    // Two buffers: one is filled with rows here, where the host is asked for the transforms,
+    // while the other goes to the file on a second thread, so that evaluating the scene and
+    // writing overlap. The file still sees whole buffers, in order. Where no thread can be
+    // started, the write runs when it is waited for (std::async may defer it).
+    std::unique_ptr<unsigned char[]> buffers[2];
+    if (haveBuffer) {
+        for (auto& buffer : buffers)
+            buffer =
+                std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(chunk));
+    }
+    std::future<bool> pending; // after the buffers: destroyed (and so waited for) first
+    const auto pendingWritten = [&] {
+        if (pending.valid() && !pending.get()) {
+            status_ = kStatusFileError;
+            return false;
+        }
+        return true;
+    };
+    int current = 0;
+    std::int32_t filled = 0;
 
     for (std::int64_t tick = start; tick <= end; tick += step_) {
         const auto t = static_cast<TimeValue>(tick);
@@ -408,17 +424,23 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
             if (!visible)
                 hasVisibility = 1;
 
-            appendSampleRecord(buffer, transform, visible);
+            putSampleRecord(buffers[current].get() + filled, transform, visible);
+            filled += fmt::kSampleRecordSize;
 
-            if (static_cast<std::int32_t>(buffer.size()) == chunk) {
-                if (!writeItems(buffer.data(), fmt::kSampleRecordSize,
-                                buffer.size() / fmt::kSampleRecordSize))
+            if (filled == chunk) {
+                if (!pendingWritten())
                     return false;
+                pending = std::async(std::launch::async | std::launch::deferred,
+                                     [file = stream(), data = buffers[current].get(),
+                                      size = static_cast<std::size_t>(filled)] {
+                                         return std::fwrite(data, 1, size, file) == size;
+                                     });
                 // The sample stage reports the same figure at every flush.
                 if (!report(nodeCount, nodeCount))
                     return false;
+                current = 1 - current;
+                filled = 0;
                 remaining -= chunk;
-                buffer.clear();
                 chunk = std::min(remaining, kSampleBufferBytes);
                 haveBuffer = chunk > 0;
             }
@@ -429,7 +451,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
-    return true;
+    return pendingWritten();
 }
 
 bool wkCacheWriter::writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,
