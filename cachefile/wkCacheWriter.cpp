@@ -403,47 +403,71 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     };
     int current = 0;
     std::int32_t filled = 0;
+    // Hands the full buffer to the file and starts the other; false ends the write.
+    const auto flush = [&] {
+        if (!pendingWritten())
+            return false;
+        pending = std::async(std::launch::async | std::launch::deferred,
+                             [file = stream(), data = buffers[current].get(),
+                              size = static_cast<std::size_t>(filled)] {
+                                 return std::fwrite(data, 1, size, file) == size;
+                             });
+        // The sample stage reports the same figure at every flush.
+        if (!report(nodeCount, nodeCount))
+            return false;
+        current = 1 - current;
+        filled = 0;
+        remaining -= chunk;
+        chunk = std::min(remaining, kSampleBufferBytes);
+        haveBuffer = chunk > 0;
+        return true;
+    };
 
-    for (std::int64_t tick = start; tick <= end; tick += step_) {
-        const auto t = static_cast<TimeValue>(tick);
+    // The rows of a run of samples are made node by node, each node over the whole run at once
+    // (GetObjectTMs), and go into the buffer in the file's order, sample by sample.
+    TimeValue ticks[kRunSamples];
+    Matrix3 transforms[kRunSamples];
+    std::vector<unsigned char> run(static_cast<std::size_t>(nodeCount) * kRunSamples *
+                                   fmt::kSampleRecordSize);
+    for (std::int64_t first = start; first <= end; first += std::int64_t{step_} * kRunSamples) {
+        int count = 0;
+        for (std::int64_t tick = first; count < kRunSamples && tick <= end; tick += step_)
+            ticks[count++] = static_cast<TimeValue>(tick);
         for (std::int32_t n = 0; n < nodeCount; ++n) {
             INode* node = nodes[static_cast<std::size_t>(n)]->node;
+            const auto index = static_cast<std::size_t>(n);
+            const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
+            node->GetObjectTMs(ticks, count, transforms);
+            for (int k = 0; k < count; ++k) {
+                const TimeValue t = ticks[k];
+                float visibility = node->GetInheritVisibility() ? node->GetVisibility(t)
+                                                                : node->GetLocalVisibility(t);
+                if (hasSpan && (t < spans.startTicks[index] || t > spans.endTicks[index]))
+                    visibility = 0.0f;
+                const bool visible = visibility > 0.0f;
+                if (!visible)
+                    hasVisibility = 1;
+                putSampleRecord(run.data() + (static_cast<std::size_t>(k) * nodeCount + index) *
+                                                 fmt::kSampleRecordSize,
+                                transforms[k] * referenceMatrix, visible);
+            }
+        }
+        const unsigned char* rows = run.data();
+        for (auto left = static_cast<std::int64_t>(count) * nodeCount * fmt::kSampleRecordSize;
+             left > 0;) {
             if (!haveBuffer) {
                 // More records than the count promised: only a range that wraps can do this.
                 status_ = kStatusException;
                 return false;
             }
-            const Matrix3 transform = node->GetObjectTM(t) * referenceMatrix;
-            float visibility =
-                node->GetInheritVisibility() ? node->GetVisibility(t) : node->GetLocalVisibility(t);
-            const auto index = static_cast<std::size_t>(n);
-            if (index < spans.startTicks.size() && index < spans.endTicks.size() &&
-                (t < spans.startTicks[index] || t > spans.endTicks[index]))
-                visibility = 0.0f;
-            const bool visible = visibility > 0.0f;
-            if (!visible)
-                hasVisibility = 1;
-
-            putSampleRecord(buffers[current].get() + filled, transform, visible);
-            filled += fmt::kSampleRecordSize;
-
-            if (filled == chunk) {
-                if (!pendingWritten())
-                    return false;
-                pending = std::async(std::launch::async | std::launch::deferred,
-                                     [file = stream(), data = buffers[current].get(),
-                                      size = static_cast<std::size_t>(filled)] {
-                                         return std::fwrite(data, 1, size, file) == size;
-                                     });
-                // The sample stage reports the same figure at every flush.
-                if (!report(nodeCount, nodeCount))
-                    return false;
-                current = 1 - current;
-                filled = 0;
-                remaining -= chunk;
-                chunk = std::min(remaining, kSampleBufferBytes);
-                haveBuffer = chunk > 0;
-            }
+            const auto take =
+                static_cast<std::int32_t>(std::min<std::int64_t>(left, chunk - filled));
+            std::memcpy(buffers[current].get() + filled, rows, static_cast<std::size_t>(take));
+            rows += take;
+            left -= take;
+            filled += take;
+            if (filled == chunk && !flush())
+                return false;
         }
     }
     if (haveBuffer) {
