@@ -425,16 +425,24 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
 
     // The rows of a run of samples are made node by node, each node over the whole run at once
     // (GetObjectTMs), and go into the buffer in the file's order, sample by sample.
+    // A run holds no more rows than a buffer, however many nodes there are.
+    const auto runSamples = static_cast<int>(std::clamp<std::int64_t>(
+        kSampleBufferBytes / (std::int64_t{std::max(nodeCount, 1)} * fmt::kSampleRecordSize), 1,
+        kRunSamples));
     TimeValue ticks[kRunSamples];
     Matrix3 transforms[kRunSamples];
-    std::vector<unsigned char> run(static_cast<std::size_t>(nodeCount) * kRunSamples *
-                                   fmt::kSampleRecordSize);
-    for (std::int64_t first = start; first <= end; first += std::int64_t{step_} * kRunSamples) {
+    std::vector<unsigned char> run(static_cast<std::size_t>(nodeCount) *
+                                   static_cast<std::size_t>(runSamples) * fmt::kSampleRecordSize);
+    std::vector<INode*> sceneNodes;
+    sceneNodes.reserve(nodes.size());
+    for (const auto& capture : nodes)
+        sceneNodes.push_back(capture->node);
+    for (std::int64_t first = start; first <= end; first += std::int64_t{step_} * runSamples) {
         int count = 0;
-        for (std::int64_t tick = first; count < kRunSamples && tick <= end; tick += step_)
+        for (std::int64_t tick = first; count < runSamples && tick <= end; tick += step_)
             ticks[count++] = static_cast<TimeValue>(tick);
         for (std::int32_t n = 0; n < nodeCount; ++n) {
-            INode* node = nodes[static_cast<std::size_t>(n)]->node;
+            INode* node = sceneNodes[static_cast<std::size_t>(n)];
             const auto index = static_cast<std::size_t>(n);
             const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
             node->GetObjectTMs(ticks, count, transforms);

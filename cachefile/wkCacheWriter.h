@@ -34,7 +34,7 @@ namespace WelkardTools {
 class wkCacheWriter : public wkCacheBase {
 public:
     static constexpr std::int32_t kSampleBufferBytes = 2'621'402;
-    // Samples whose rows are made together, node by node.
+    // At most this many samples have their rows made together, node by node.
     static constexpr int kRunSamples = 16;
 
     // Nothing is opened. `interval` gives the first and the last tick, `step` the ticks between

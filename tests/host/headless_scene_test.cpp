@@ -64,18 +64,18 @@ TEST_F(HeadlessSceneTest, ObjectTransformPutsTheOffsetInFrontOfTheNodeTransform)
 // for its children's runs is evaluated again after any change to the keys or links above them.
 TEST_F(HeadlessSceneTest, RunsOfTimesGiveEachTimesTransformAndFollowEveryChange) {
     HeadlessNode* top = scene.CreateNode(L"top");
-    HeadlessNode* middle = scene.CreateNode(L"middle");
-    HeadlessNode* child = scene.CreateNode(L"child");
-    middle->SetParent(top);
-    child->SetParent(middle);
     top->Position().AddKey(0, Point3(0, 0, 0));
     top->Position().AddKey(400, Point3(5, 1, 0));
     top->Rotation().AddKey(0, Quat());
     top->Rotation().AddKey(300, Quat(AngAxis(Point3(0, 1, 0), 2.5f)));
+    HeadlessNode* middle = scene.CreateNode(L"middle");
+    middle->SetParent(top);
     middle->Rotation().SetInterpolation(KeyInterpolation::TCB);
     for (int k = 0; k < 4; ++k)
         middle->Rotation().AddKey(k * 100,
                                   Quat(AngAxis(Point3(1, 0, 1), 0.7f * static_cast<float>(k))));
+    HeadlessNode* child = scene.CreateNode(L"child");
+    child->SetParent(middle);
     child->Scale().AddKey(50, Point3(1, 2, 3));
     child->Scale().AddKey(250, Point3(2, 1, 1));
     child->SetObjOffsetPos(Point3(0, 0, 2));
