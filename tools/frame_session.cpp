@@ -95,7 +95,7 @@ int cacheFrameRate(const std::string& path) {
 FrameSession::FrameSession(const FrameOptions& options)
     : sourceName(options.scene.empty() ? options.cache : options.scene), render(options.render),
       scene(!options.scene.empty()) {
-    if (scene == !options.cache.empty())
+    if (options.noFile ? scene || !options.cache.empty() : scene == !options.cache.empty())
         throw CommandError(kExitUsage, "give either a CACHE file or --scene");
     if (!scene && !options.object.empty())
         throw CommandError(kExitUsage, "--object needs --scene");
@@ -109,22 +109,25 @@ FrameSession::FrameSession(const FrameOptions& options)
         cache = &ChooseCacheObject(loaded, options.scene, options.object);
         setClock(headless.Time(), options);
     } else {
-        try {
-            (void)CheckInputFile(options.cache, std::numeric_limits<std::uintmax_t>::max());
-        } catch (const InputFileError& e) {
-            throw CommandError(kExitBadInput, options.cache + ": " + e.what());
+        if (!options.noFile) {
+            try {
+                (void)CheckInputFile(options.cache, std::numeric_limits<std::uintmax_t>::max());
+            } catch (const InputFileError& e) {
+                throw CommandError(kExitBadInput, options.cache + ": " + e.what());
+            }
+            // A cache plays at its own rate unless the scene's is given.
+            if (options.sceneFps == 0)
+                if (const int fps = cacheFrameRate(options.cache); fps > 0)
+                    headless.Time().SetFrameRate(fps);
         }
-        // A cache plays at its own rate unless the scene's is given.
-        if (options.sceneFps == 0)
-            if (const int fps = cacheFrameRate(options.cache); fps > 0)
-                headless.Time().SetFrameRate(fps);
         setClock(headless.Time(), options);
         auto made = NewCacheObject(headless);
         cache = made.get();
         INode* node = headless.Nodes().CreateObjectNode(std::move(made));
         node->SetName(L"WK Cache");
-        cache->setFileName(
-            headless.Assets().GetAsset(WStr::FromUTF8(options.cache), kAssetTypeCache));
+        if (!options.noFile)
+            cache->setFileName(
+                headless.Assets().GetAsset(WStr::FromUTF8(options.cache), kAssetTypeCache));
     }
 
     for (const std::string& assignment : options.params) {

@@ -5,7 +5,8 @@
 // makes a new cache object (as the create panel would: its ranges from the animation range) in a
 // node of its own and points it at the file. On a scene file it loads the scene and takes its
 // cache object, with the groups, gizmo and trigger settings the file gives, and then applies the
-// clock options. Either way the parameter values of the command line come last, in order.
+// clock options. With `noFile` it makes the new cache object and gives it no file. Either way the
+// parameter values of the command line come last, in order.
 #pragma once
 
 #include "host/headless/HeadlessHost.h"
@@ -30,6 +31,7 @@ struct FrameOptions {
     std::string animRange;           // A:B in ticks, empty for the default
     bool render = false;
     bool playing = false;
+    bool noFile = false; // neither: a new cache object with no file yet
 };
 
 // Adds the options above to a subcommand.

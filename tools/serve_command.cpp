@@ -1,8 +1,10 @@
-// `wkcache serve SCENE|CACHE [--object NAME] [--port N] [--bind ADDRESS] [--open]`: the cache
+// `wkcache serve [SCENE|CACHE] [--object NAME] [--port N] [--bind ADDRESS] [--open]`: the cache
 // object's panels and a viewport that plays it, in a browser, until Ctrl-C.
 //
 // A scene file (.json or .wks) gives its cache object; a bare cache gets a scene with one cache
-// object playing it. Pages may read and write files only in the folder of that file.
+// object playing it; no file, a new scene with one cache object and no cache file, which the
+// page can load or record. Pages may read and write files only in the folder of that file (or,
+// without one, the current folder).
 #include "tools/cli_common.h"
 #include "tools/frame_session.h"
 #include "tools/serve/http_server.h"
@@ -65,9 +67,12 @@ void runServe(const ServeOptions& options) {
     const fs::path file = options.file;
     FrameOptions frame;
     const std::string ext = file.extension().string();
-    (ext == ".json" || ext == ".wks" ? frame.scene : frame.cache) = options.file;
+    if (options.file.empty())
+        frame.noFile = true;
+    else
+        (ext == ".json" || ext == ".wks" ? frame.scene : frame.cache) = options.file;
     frame.object = options.object;
-    if (!frame.cache.empty() && !options.object.empty())
+    if (frame.scene.empty() && !options.object.empty())
         throw CommandError(kExitUsage, "--object needs a scene file");
     FrameSession session(frame);
     HeadlessHost& host = session.host();
@@ -78,7 +83,8 @@ void runServe(const ServeOptions& options) {
     std::optional<wkserve::ServedFolder> folder;
     std::optional<wkserve::ServedFolder> pages;
     try {
-        folder.emplace(fs::absolute(file).parent_path());
+        folder.emplace(options.file.empty() ? fs::current_path()
+                                            : fs::absolute(file).parent_path());
         pages.emplace(WebRoot(options.web));
         (void)wkserve::ServedFolder(options.three);
     } catch (const std::invalid_argument& e) {
@@ -90,7 +96,9 @@ void runServe(const ServeOptions& options) {
     if (server.bind() < 0)
         throw CommandError(kExitBadInput,
                            "cannot listen on " + options.bind + ":" + std::to_string(options.port));
-    std::cout << "Serving " << options.file << " at " << server.url() << '\n'
+    std::cout << "Serving "
+              << (options.file.empty() ? "a new scene in " + folder->root().string() : options.file)
+              << " at " << server.url() << '\n'
               << "Press Ctrl-C to stop." << std::endl;
     if (options.open)
         OpenInBrowser(server.url());
@@ -117,11 +125,11 @@ void addServeCommand(CLI::App& app) {
     auto options = std::make_shared<ServeOptions>();
     CLI::App* command = app.add_subcommand(
         "serve", "Show a cache object's panels and a live viewport in the browser");
-    command
-        ->add_option("FILE", options->file,
-                     "A scene file (.json or .wks) or a bare cache (.wkc); pages may use "
-                     "the files of its folder")
-        ->required();
+    command->add_option("FILE", options->file,
+                        "A scene file (.json or .wks) or a bare cache (.wkc); pages may use "
+                        "the files of its folder. Without one: a new scene holding one cache "
+                        "object with no cache file, and the current folder's files to load "
+                        "a cache from or record into");
     command->add_option("--object", options->object,
                         "The node holding the cache object (when the scene has several)");
     command->add_option("--port", options->port, "The port to listen on (default: a free one)")

@@ -269,6 +269,27 @@ function showModal(state) {
     renderControls($('dialog').querySelector('.controls'), dialog.controls, act);
     return;
   }
+  if (state.pick) {
+    // A pick mode: the page's viewport shows only the cache object, so the scene's nodes are
+    // listed to click on instead; Done is a click on nothing, which ends the mode.
+    const key = `p:${state.pick.prompt}:${state.pick.nodes.map((n) => `${n.name}${n.pickable}`).join('/')}`;
+    if (shownDialog === key) return;
+    shownDialog = key;
+    const box = dialogFrame(state.pick.prompt || 'Pick a node');
+    const list = document.createElement('div');
+    list.className = 'files nodes';
+    state.pick.nodes.forEach((n, i) => {
+      const row = document.createElement('div');
+      row.textContent = n.name;
+      row.dataset.node = i;
+      if (n.pickable) row.addEventListener('click', () => act({ do: 'clickNode', node: i }));
+      else row.className = 'off';
+      list.append(row);
+    });
+    box.append(list);
+    buttons(box, [['Done', () => act({ do: 'clickNode', node: -1 })]]);
+    return;
+  }
   shownDialog = '';
   if (pageDialog) pageDialog();
   else $('modal').hidden = true;

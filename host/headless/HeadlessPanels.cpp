@@ -3,6 +3,7 @@
 #include "host/FileReplacement.h"
 #include "host/Host.h"
 #include "host/INode.h"
+#include "host/UndoHold.h"
 #include "host/headless/HeadlessScene.h"
 #include "host/headless/PanelDriver.h"
 
@@ -21,12 +22,83 @@ constexpr int kFieldHeight = 20;
 // The panel's parent window, in whose middle dialogs are centred.
 constexpr PanelRect kParentRect{0, 0, 1280, 960};
 
-bool validRow(const HeadlessControl* c, int row) {
-    return c != nullptr && row >= 0 && row < static_cast<int>(c->rows.size());
-}
+// The host's select-by-name dialog: OK or a double-clicked row confirms the marked rows.
+class SelectByNameProc final : public PanelDlgProc {
+public:
+    bool DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) override {
+        if (m.message != WM_COMMAND)
+            return false;
+        if (m.id == IDC_OK || (m.id == kNodeDialogList && m.code == LBN_DBLCLK))
+            w.EndDialog(1);
+        else if (m.id == IDC_CANCEL)
+            w.EndDialog(0);
+        else
+            return false;
+        return true;
+    }
+};
 
 TimeValue now() {
     return GetHost().Time().GetTime();
+}
+
+// A change the user makes through a parameter's control: one undo step of its own, as the host's
+// parameter maps make it, unless a hold runs already.
+template <class F> void AsParameterChange(F&& change) {
+    UndoHold& hold = GetHost().Hold();
+    const bool own = !hold.Holding();
+    if (own)
+        hold.Begin();
+    change();
+    if (own)
+        hold.Accept(L"Parameter Change");
+}
+
+// A parameter's pick button, as the host's parameter maps run it: the button stays pressed
+// while the mode runs, and the first click on a node the parameter takes sets it and ends the
+// mode. One at a time, like the host's pick mode itself.
+class ParamPickMode final : public PickModeCallback {
+public:
+    static ParamPickMode& instance() {
+        static ParamPickMode mode;
+        return mode;
+    }
+    void start(HeadlessWindow& w, int control, const ParamBinding& binding) {
+        window = &w;
+        id = control;
+        param = binding.param;
+        prompt = binding.prompt;
+    }
+    bool runs(const HeadlessPanelHost& host, const HeadlessWindow& w, int control) const {
+        return host.PickMode() == this && window == &w && id == control;
+    }
+    bool filter(INode* node) override {
+        const ParamDef* def = window->Block()->GetDesc().GetParamDef(param);
+        return def != nullptr && (def->validator == nullptr || def->validator->Validate(node));
+    }
+    bool pick(INode* node) override {
+        if (node != nullptr)
+            AsParameterChange([&] { window->Block()->SetValue(param, now(), node); });
+        return true;
+    }
+    void enterMode() override {
+        window->SetCheck(id, true);
+        GetHost().Panels().PushPrompt(prompt);
+    }
+    void exitMode() override {
+        window->SetCheck(id, false);
+        GetHost().Panels().PopPrompt();
+    }
+
+private:
+    HeadlessWindow* window = nullptr;
+    int id = 0;
+    ParamID param = 0;
+    WStr prompt;
+};
+
+bool validRow(const HeadlessControl* c, int row) {
+    return c != nullptr && row >= 0 && row < static_cast<int>(c->rows.size());
 }
 
 } // namespace
@@ -116,10 +188,12 @@ void HeadlessWindow::WriteBound(const HeadlessControl& control, float value) {
     const ParamBinding* b = BindingOf(control);
     if (b == nullptr)
         return;
-    if (b->isFloat)
-        block->SetValue(b->param, now(), value);
-    else
-        block->SetValue(b->param, now(), static_cast<int>(value));
+    AsParameterChange([&] {
+        if (b->isFloat)
+            block->SetValue(b->param, now(), value);
+        else
+            block->SetValue(b->param, now(), static_cast<int>(value));
+    });
 }
 
 void HeadlessWindow::Send(const PanelMessage& message) {
@@ -145,6 +219,19 @@ void HeadlessWindow::Press(int id) {
         }
         EndDialog(id == IDC_OK ? 1 : 0);
         return;
+    }
+    if (const HeadlessControl* c = find(id); c != nullptr) {
+        if (const ParamBinding* b = BindingOf(*c); b && b->kind == ParamBinding::Kind::PickNode) {
+            // A second press leaves the mode.
+            ParamPickMode& mode = ParamPickMode::instance();
+            if (mode.runs(host, *this, id)) {
+                host.SetPickMode(nullptr);
+            } else {
+                host.SetPickMode(nullptr);
+                mode.start(*this, id, *b);
+                host.SetPickMode(&mode);
+            }
+        }
     }
     Send({WM_COMMAND, id, BN_CLICKED});
 }
@@ -594,18 +681,36 @@ bool HeadlessPanelHost::DoHitByNameDialog(HitByNameDlgCallback& callback) {
     for (INode* node : scene.Nodes())
         if (callback.filter(node))
             offered.push_back(node);
-    NodeAnswer answer;
+    DialogTemplate dialog{0, L"", {}, 320, 400};
+    dialog.controls = {
+        {kNodeDialogList, ControlKind::ListBox, L"", {8, 8, 312, 352}},
+        {IDC_OK, ControlKind::Button, callback.buttonText().data(), {148, 364, 228, 388}},
+        {IDC_CANCEL, ControlKind::Button, L"Cancel", {232, 364, 312, 388}}};
+    SelectByNameProc proc;
+    HeadlessWindow window(*this, dialog, callback.dialogTitle(), &proc);
+    for (INode* node : offered)
+        window.ListAdd(kNodeDialogList, node->GetName(), 0);
+    NodeScript script = onNodeDialog;
     if (!nodeAnswers.empty()) {
-        answer = std::move(nodeAnswers.front());
+        // A queued answer marks the rows of its nodes: only what the list showed can be chosen.
+        script = [this, answer = std::move(nodeAnswers.front())](PanelDriver& user) {
+            if (!answer)
+                return;
+            std::vector<int> rows;
+            for (std::size_t row = 0; row < offered.size(); ++row)
+                if (std::find(answer->begin(), answer->end(), offered[row]) != answer->end())
+                    rows.push_back(static_cast<int>(row));
+            user.mark(kNodeDialogList, rows);
+            user.press(IDC_OK);
+        };
         nodeAnswers.pop_front();
     }
-    if (!answer)
+    if (runModal(window, script) != 1)
         return false;
-    // Only what the list showed can be chosen.
     std::vector<INode*> chosen;
-    for (INode* node : *answer)
-        if (std::find(offered.begin(), offered.end(), node) != offered.end())
-            chosen.push_back(node);
+    for (std::size_t row = 0; row < offered.size(); ++row)
+        if (window.ListMarked(kNodeDialogList, static_cast<int>(row)))
+            chosen.push_back(offered[row]);
     callback.proc(chosen);
     return true;
 }

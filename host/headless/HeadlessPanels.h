@@ -5,7 +5,7 @@
 // Users act on it through PanelDriver (host/headless/PanelDriver.h), which changes a control as
 // a click or a keystroke would and delivers the resulting messages to the dialog procedure.
 // Modal dialogs, the select-by-name dialog and the file dialogs take their answers from queued
-// scripts; without one they are cancelled.
+// scripts, else from a handler; without either they are cancelled.
 #pragma once
 
 #include "host/PanelControls.h"
@@ -20,6 +20,10 @@
 
 class HeadlessScene;
 class PanelDriver;
+
+// The select-by-name dialog's list of the nodes offered (extended selection); OK carries the
+// caller's button text.
+inline constexpr int kNodeDialogList = 1301;
 
 // A painted surface.
 class HeadlessBitmap final : public PanelCanvas {
@@ -156,8 +160,8 @@ public:
     IParamBlock2* Block() const { return block; }
     // Sends a message to the procedure, if there is one, then presses the buttons it posted.
     void Send(const PanelMessage& message);
-    // A press of a button by the user: a file dialog's OK and Cancel end it, any other goes to
-    // the procedure.
+    // A press by the user: a file dialog's OK and Cancel end it; a parameter's pick button also
+    // toggles the host's pick mode for its node; the procedure hears of any other.
     void Press(int id);
     // The file dialog this window is, or null.
     FileDialogRequest* fileRequest = nullptr;
@@ -195,6 +199,9 @@ public:
     using DialogScript = std::function<void(PanelDriver& dialog)>;
     // The nodes chosen in the select-by-name dialog; nothing cancels it.
     using NodeAnswer = std::optional<std::vector<INode*>>;
+    // What the user does in the select-by-name dialog: marks rows of kNodeDialogList and
+    // presses OK (or double-clicks a row); a dialog left open is cancelled.
+    using NodeScript = std::function<void(PanelDriver& dialog)>;
     // What the user does in a file dialog: the driver acts on it (type into the name field,
     // press the plus button, press OK); a dialog left open is cancelled.
     using FileScript = std::function<void(PanelDriver& dialog)>;
@@ -231,6 +238,8 @@ public:
     void QueueNodeAnswer(NodeAnswer answer) { nodeAnswers.push_back(std::move(answer)); }
     void QueueFileDialog(FileScript script) { fileScripts.push_back(std::move(script)); }
     void SetFileDialogHandler(FileScript handler) { onFileDialog = std::move(handler); }
+    // Answers the select-by-name dialogs that no queued answer waits for.
+    void SetNodeDialogHandler(NodeScript handler) { onNodeDialog = std::move(handler); }
     void SetRetainedMode(bool on) { retainedMode = on; }
     void SetShift(bool on) { shift = on; }
     void SetDir(int which, const WStr& folder) { dirs[which] = folder; }
@@ -258,6 +267,7 @@ public:
     // Requests of the file dialogs shown, as they were asked.
     const std::vector<FileDialogRequest>& FileDialogs() const { return fileRequests; }
     HeadlessScene& Scene() { return scene; }
+    const HeadlessScene& Scene() const { return scene; }
 
 private:
     int runModal(HeadlessWindow& window, const std::function<void(PanelDriver&)>& script);
@@ -269,6 +279,7 @@ private:
     std::deque<NodeAnswer> nodeAnswers;
     std::deque<FileScript> fileScripts;
     FileScript onFileDialog;
+    NodeScript onNodeDialog;
     std::vector<FileDialogRequest> fileRequests;
     std::vector<INode*> offered;
     PickModeCallback* pickMode = nullptr;

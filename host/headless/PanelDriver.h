@@ -44,6 +44,7 @@ public:
     bool clickNode(INode* node);
 
     // ---- Reading
+    HeadlessPanelHost& panelHost() const { return panels; }
     HeadlessWindow& window(int id) const;
     const HeadlessControl& control(int id) const;
     WStr text(int id) const { return window(id).GetText(id); }

@@ -1,6 +1,8 @@
 // wkcache serve through HTTP, with cpp-httplib's client: what is refused (and leaves the scene
 // as it was), two clients on one scene, a modal dialog answered over several requests, the
 // fast path of frames, and saving inside the served folder only.
+#include "host/headless/HeadlessObjects.h"
+#include "host/headless/HeadlessPrimitives.h"
 #include "tests/object/CacheObjectFixture.h"
 #include "tools/common/scene_file.h"
 #include "tools/serve/frame_buffer.h"
@@ -26,10 +28,14 @@ protected:
     int port = -1;
     const std::string token = wkserve::NewToken();
 
+    // Serves the two-element cache; without it, the new cache object has no file yet.
+    virtual bool withFile() const { return true; }
+
     void SetUp() override {
         CacheObjectTest::SetUp();
         object->setPanelOpen(false);
-        useFile(path);
+        if (withFile())
+            useFile(path);
         folder = std::make_unique<wkserve::ServedFolder>(dir.path());
         session = std::make_unique<wkserve::ServeSession>(host, *object, *node, *folder);
         server = std::make_unique<wkserve::HttpServer>(
@@ -163,6 +169,10 @@ TEST_F(ServeHttpTest, TwoClientsShareOneSceneAndADialogSpansRequests) {
     EXPECT_EQ(grouped["undo"], "Add Group");
     post("/api/undo", Json::object());
     EXPECT_TRUE((*control(state(), 1070))["rows"].empty());
+    // The click on a parameter's check box was an undo step of its own.
+    EXPECT_EQ(state()["undo"], "Parameter Change");
+    post("/api/undo", Json::object());
+    EXPECT_EQ((*control(state(), 1042))["checked"], (*control(first, 1042))["checked"]);
 }
 
 TEST_F(ServeHttpTest, FramesSendOnlyVerticesWhileTheFacesStay) {
@@ -185,6 +195,45 @@ TEST_F(ServeHttpTest, FramesSendOnlyVerticesWhileTheFacesStay) {
     EXPECT_EQ(fast->body.size(), wkserve::kFrameHeaderBytes + verts * 12u +
                                      word(fast->body, 5) * 12u + word(fast->body, 6) * 28u);
     EXPECT_NE(fast->body.substr(88, verts * 12), full->body.substr(88, verts * 12));
+}
+
+TEST_F(ServeHttpTest, PickAndTheSelectByNameDialogAddNodesFromThePage) {
+    for (const wchar_t* name : {L"a", L"b", L"c"})
+        host.Nodes().CreateNode(
+            name, host.Nodes().AddObject(std::make_unique<TriObject>(MakeBoxMesh(1, 2, 3))));
+    const auto rows = [this] {
+        std::vector<std::string> names;
+        const Json now = state();
+        for (const Json& row : (*control(now, 1004))["rows"])
+            names.push_back(row["text"]);
+        return names;
+    };
+    // Pick: the page lists the scene's nodes, the cache object's own not pickable; a click on
+    // node 1 ("a") adds it, a click on nothing ends the mode.
+    post("/api/action", {{"do", "press"}, {"id", 1005}});
+    EXPECT_FALSE(state()["pick"]["nodes"].at(0)["pickable"]);
+    post("/api/action", {{"do", "clickNode"}, {"node", 1}});
+    post("/api/action", {{"do", "clickNode"}, {"node", -1}});
+    EXPECT_TRUE(state()["pick"].is_null());
+    post("/api/action", {{"do", "clickNode"}, {"node", 1}}, 400); // no pick mode now
+    EXPECT_EQ(rows(), std::vector<std::string>{"a"});
+
+    // Add..: the dialog waits for the page, offering the nodes not listed yet.
+    post("/api/action", {{"do", "press"}, {"id", 1006}});
+    EXPECT_EQ(state()["dialogs"].at(0)["title"], "Select objects to add");
+    EXPECT_EQ((*control(state(), kNodeDialogList))["rows"].size(), 2u); // b, c
+    post("/api/action", {{"do", "mark"}, {"id", kNodeDialogList}, {"rows", {1}}});
+    post("/api/action", {{"do", "press"}, {"id", IDC_OK}});
+    EXPECT_EQ(rows(), (std::vector<std::string>{"a", "c"}));
+    EXPECT_EQ(state()["undo"], "Select Multiple");
+
+    // A parameter's pick button: the Explode rollout's source object, set by one click.
+    post("/api/action", {{"do", "press"}, {"id", 1140}}); // explodeTo 3, which enables it
+    post("/api/action", {{"do", "press"}, {"id", 1141}});
+    EXPECT_EQ(state()["pick"]["prompt"], "Pick an object to use as source");
+    post("/api/action", {{"do", "clickNode"}, {"node", 2}});
+    EXPECT_TRUE(state()["pick"].is_null());
+    EXPECT_EQ((*control(state(), 1141))["text"], "b");
 }
 
 TEST_F(ServeHttpTest, SavesInsideTheFolderAndAsksBeforeReplacing) {
@@ -219,6 +268,31 @@ TEST_F(ServeHttpTest, TheGizmoMovesTurnsAndScalesAsOneUndoableStepEach) {
         post("/api/undo", Json::object());
     }
     EXPECT_EQ(gizmo(), start);
+}
+
+} // namespace
+
+namespace {
+
+class ServeWithoutFileTest : public ServeHttpTest {
+protected:
+    bool withFile() const override { return false; }
+};
+
+TEST_F(ServeWithoutFileTest, ANewObjectLoadsACacheOfTheFolderThroughTheFileDialog) {
+    const auto kind = [this] {
+        auto res = client().Get("/api/frame?time=0", headers());
+        std::uint32_t word = 0;
+        if (res && res->body.size() >= 8)
+            std::memcpy(&word, res->body.data() + 4, 4);
+        return word;
+    };
+    EXPECT_EQ(kind(), wkserve::kFrameEmpty);
+    post("/api/action", {{"do", "press"}, {"id", 1012}}); // Load..
+    ASSERT_TRUE(state()["dialogs"].at(0).contains("file"));
+    post("/api/action", {{"do", "type"}, {"id", kFileDialogNameEdit}, {"text", "two.wkc"}});
+    post("/api/action", {{"do", "press"}, {"id", IDC_OK}});
+    EXPECT_EQ(kind(), wkserve::kFrameFull);
 }
 
 } // namespace

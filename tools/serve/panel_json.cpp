@@ -1,5 +1,6 @@
 #include "tools/serve/panel_json.h"
 
+#include "host/headless/HeadlessScene.h"
 #include "tools/common/cli_json.h"
 
 #include <stdexcept>
@@ -140,13 +141,30 @@ Json PanelState(const HeadlessPanelHost& panels) {
     Json dialogs = Json::array();
     for (const HeadlessWindow* dialog : panels.Dialogs())
         dialogs.push_back(WindowState(*dialog));
-    return {{"rollouts", std::move(rollouts)}, {"dialogs", std::move(dialogs)}};
+    Json pick = nullptr;
+    if (PickModeCallback* mode = panels.PickMode()) {
+        Json nodes = Json::array();
+        for (HeadlessNode* node : panels.Scene().Nodes())
+            nodes.push_back({{"name", utf8(node->GetName())}, {"pickable", mode->filter(node)}});
+        pick = {{"prompt", panels.Prompts().empty() ? "" : utf8(panels.Prompts().back())},
+                {"nodes", std::move(nodes)}};
+    }
+    return {{"rollouts", std::move(rollouts)}, {"dialogs", std::move(dialogs)}, {"pick", pick}};
 }
 
 void ApplyAction(PanelDriver& user, const Json& action) {
     if (!action.is_object() || !action.contains("do") || !action["do"].is_string())
         throw std::invalid_argument("an action is an object with \"do\"");
     const std::string verb = action["do"].get<std::string>();
+    if (verb == "clickNode") {
+        const auto& nodes = user.panelHost().Scene().Nodes();
+        const int index = IntField(action, "node");
+        if (index < -1 || index >= static_cast<int>(nodes.size()))
+            throw std::invalid_argument("\"node\" is not a node of the scene");
+        if (!user.clickNode(index < 0 ? nullptr : nodes[static_cast<std::size_t>(index)]))
+            throw std::invalid_argument("no pick mode runs");
+        return;
+    }
     const int id = IntField(action, "id");
     const bool shift = FlagField(action, "shift", false);
     if (verb == "press") {

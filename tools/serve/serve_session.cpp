@@ -154,8 +154,9 @@ ServeSession::ServeSession(HeadlessHost& host_, wkCache_obj& object_, INode& nod
         host.UI().SetMessageHandler([this](const WStr& text, const WStr& title, unsigned style) {
             return askQuestion(text, title, style);
         });
-        // A file dialog waits for the page like any modal dialog.
+        // The file and select-by-name dialogs wait for the page like any modal dialog.
         panels.SetFileDialogHandler([this](PanelDriver&) { waitForDialog(); });
+        panels.SetNodeDialogHandler([this](PanelDriver&) { waitForDialog(); });
         queueDialogAnswer();
         SetPanelHooks(&RolloutHooks());
         object.BeginEditParams(&panels);
@@ -172,6 +173,7 @@ ServeSession::~ServeSession() {
     SetPanelHooks(nullptr);
     host.UI().SetMessageHandler({});
     host.Panels().SetFileDialogHandler({});
+    host.Panels().SetNodeDialogHandler({});
 }
 
 void ServeSession::stop() {

@@ -1,7 +1,7 @@
-// End to end in a real browser: `wkcache serve` on the demo cache, driven through Debian's
-// chromium by puppeteer-core. The page must draw, play, select, group, undo and save; the saved
-// scene is then read back by `wkcache scene dump`. Also prints the playback rate and the bytes
-// of a fast-path frame.
+// End to end in a real browser: `wkcache serve` on the demo cache in a scene with two boxes,
+// driven through Debian's chromium by puppeteer-core. The page must draw, play, select, group,
+// undo, pick and add nodes to record, and save; the saved scene is then read back by
+// `wkcache scene dump`. Also prints the playback rate and the bytes of a fast-path frame.
 //
 //   node e2e/serve_e2e.mjs WKCACHE SCRATCH_DIR [--screenshot OUT.png] [--cache BIG.wkc]
 import { spawn, execFileSync } from 'node:child_process';
@@ -73,13 +73,20 @@ fs.mkdirSync(scratch, { recursive: true });
 const demo = path.join(scratch, 'demo.wkc');
 execFileSync(wkcache, ['demo', '-o', demo], { stdio: 'ignore' });
 fs.rmSync(path.join(scratch, 'saved.wks'), { force: true });
+// The demo cache in a scene with two boxes, for the Record rollout to pick and add.
+const boxNode = (name) => ({ name, object: { type: 'box', width: 10, length: 10, height: 10 } });
+const sceneFile = path.join(scratch, 'demo.json');
+fs.writeFileSync(sceneFile, JSON.stringify({
+  wkcacheScene: 1,
+  nodes: [{ name: 'WK Cache', object: { type: 'cache', fileName: path.resolve(demo) } }, boxNode('Crate'), boxNode('Flag')],
+}));
 
 const browser = await puppeteer.launch({
   executablePath: chromium,
   headless: true,
   args: ['--no-sandbox', '--use-angle=swiftshader', '--enable-unsafe-swiftshader'],
 });
-const { server, url } = await serve(demo);
+const { server, url } = await serve(sceneFile);
 let selected = 0;
 try {
   const page = await openPage(browser, url);
@@ -165,6 +172,25 @@ try {
   }).catch(() => {});
   const undone = await action();
   check(undone === 'Offset', `Ctrl-Z undoes it (${undone})`);
+
+  // Pick: the page lists the scene's nodes; a click on one adds it, Done ends the mode.
+  const nodeRows = () => page.evaluate(() =>
+    window.wk.state.rollouts.flatMap((r) => r.controls).find((c) => c.id === 1004).rows.map((r) => r.text));
+  await page.click(`${control(1005)} button`);
+  await page.waitForSelector('#dialog .nodes div', { visible: true });
+  await page.evaluate(() => Array.from(document.querySelectorAll('#dialog .nodes div')).find((d) => d.textContent === 'Crate').click());
+  await waitState(page, () => window.wk.state.rollouts.some((r) => r.controls.some((c) => c.id === 1004 && c.rows.length === 1)));
+  await page.evaluate(() => Array.from(document.querySelectorAll('#dialog button')).find((b) => b.textContent === 'Done').click());
+  await waitState(page, () => window.wk.state.pick === null);
+  check((await nodeRows()).join() === 'Crate', `Pick adds the node clicked in the page's list (${await nodeRows()})`);
+
+  // Add..: the select-by-name dialog offers what is not listed yet; Flag is marked and added.
+  await page.click(`${control(1006)} button`);
+  await page.waitForSelector('#dialog select', { visible: true });
+  await page.select('#dialog select', 'Flag');
+  await page.click('#dialog [data-id="1"] button');
+  await waitState(page, () => window.wk.state.dialogs.length === 0);
+  check((await nodeRows()).join() === 'Crate,Flag', `Add.. adds the node chosen by name (${await nodeRows()})`);
 
   // Save the scene into the served folder.
   await page.click('#save');
