@@ -20,6 +20,7 @@
 #pragma once
 
 #include "host/Control.h"
+#include "host/headless/HeadlessRevision.h"
 
 #include <vector>
 
@@ -79,7 +80,10 @@ public:
 
 private:
     using Vec = typename Traits::Vec;
-    void changed() { dirty = true; }
+    void changed() {
+        dirty = true;
+        HeadlessRevision::Changed();
+    }
     void rebuild() const;
     // Inserts a key in time order, taking its turn from the key after it.
     void insertKey(const Key& key);
