@@ -9,15 +9,11 @@ struct wkCacheHeader {
     char magic[7] = {};
     std::uint8_t fileVersion = 0;
     std::uint8_t reserved = 0;
-    std::int32_t cacheStart = 0;
-    std::int32_t cacheEnd = 0;
-    std::int32_t cacheStepSize = 0;
-    std::int32_t cacheFrameRate = 0;
-    std::int32_t cacheNumNodes = 0;
-    std::int32_t cacheNumSamples = 0;
-    std::int32_t sampleStride = 0;
-    std::int32_t nodeTableOffset = 0;
-    std::int32_t sampleTableOffset = 0;
+    // The recorded range and its step in ticks, and the frame rate of the scene it came from.
+    std::int32_t cacheStart = 0, cacheEnd = 0, cacheStepSize = 0, cacheFrameRate = 0;
+    std::int32_t cacheNumNodes = 0, cacheNumSamples = 0;
+    // The bytes of one sample row, and where the two tables start.
+    std::int32_t sampleStride = 0, nodeTableOffset = 0, sampleTableOffset = 0;
     std::uint8_t cacheHasVisibility = 0;
 
     // From the first 46 bytes of a file.

@@ -8,6 +8,8 @@
 #include <bit>
 #include <climits>
 #include <cstring>
+#include <future>
+#include <memory>
 #include <set>
 
 namespace WelkardTools {
@@ -56,13 +58,10 @@ private:
     std::vector<unsigned char>& out;
 };
 
-// One sampleRecord: the 12 floats of the transform, row by row, and the visible byte. The
-// bulk of every file, so on a little-endian machine the floats go in as they lie in memory.
-void appendSampleRecord(std::vector<unsigned char>& buffer, const Matrix3& transform,
-                        bool visible) {
-    const std::size_t at = buffer.size();
-    buffer.resize(at + fmt::kSampleRecordSize);
-    unsigned char* record = buffer.data() + at;
+// One sampleRecord at `record`: the 12 floats of the transform, row by row, and the visible
+// byte. The bulk of every file, so on a little-endian machine the floats go in as they lie in
+// memory.
+void putSampleRecord(unsigned char* record, const Matrix3& transform, bool visible) {
     if constexpr (std::endian::native == std::endian::little) {
         std::memcpy(record, transform.GetAddr(), fmt::kTransformSize);
     } else {
@@ -378,50 +377,105 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     const auto nodeCount = static_cast<std::int32_t>(nodes.size());
     std::int32_t remaining = wrap32(std::int64_t{nodeCount} * numSamples * fmt::kSampleRecordSize);
     std::int32_t chunk = std::min(remaining, kSampleBufferBytes);
-    std::vector<unsigned char> buffer;
     bool haveBuffer = chunk > 0;
-    if (haveBuffer)
-        buffer.reserve(static_cast<std::size_t>(chunk));
-
     if (start > end && haveBuffer) {
         status_ = kStatusException;
         return false;
     }
 
-    for (std::int64_t tick = start; tick <= end; tick += step_) {
-        const auto t = static_cast<TimeValue>(tick);
+    // Two buffers: one is filled with rows here, where the host is asked for the transforms,
+    // while the other goes to the file on a second thread, so that evaluating the scene and
+    // writing overlap. The file still sees whole buffers, in order. Where no thread can be
+    // started, the write runs when it is waited for (std::async may defer it).
+    std::unique_ptr<unsigned char[]> buffers[2];
+    if (haveBuffer) {
+        for (auto& buffer : buffers)
+            buffer =
+                std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(chunk));
+    }
+    std::future<bool> pending; // after the buffers: destroyed (and so waited for) first
+    const auto pendingWritten = [&] {
+        if (pending.valid() && !pending.get()) {
+            status_ = kStatusFileError;
+            return false;
+        }
+        return true;
+    };
+    int current = 0;
+    std::int32_t filled = 0;
+    // Hands the full buffer to the file and starts the other; false ends the write.
+    const auto flush = [&] {
+        if (!pendingWritten())
+            return false;
+        pending = std::async(std::launch::async | std::launch::deferred,
+                             [file = stream(), data = buffers[current].get(),
+                              size = static_cast<std::size_t>(filled)] {
+                                 return std::fwrite(data, 1, size, file) == size;
+                             });
+        // The sample stage reports the same figure at every flush.
+        if (!report(nodeCount, nodeCount))
+            return false;
+        current = 1 - current;
+        filled = 0;
+        remaining -= chunk;
+        chunk = std::min(remaining, kSampleBufferBytes);
+        haveBuffer = chunk > 0;
+        return true;
+    };
+
+    // The rows of a run of samples are made node by node, each node over the whole run at once
+    // (GetObjectTMs), and go into the buffer in the file's order, sample by sample.
+    // A run holds no more rows than a buffer, however many nodes there are.
+    const auto runSamples = static_cast<int>(std::clamp<std::int64_t>(
+        kSampleBufferBytes / (std::int64_t{std::max(nodeCount, 1)} * fmt::kSampleRecordSize), 1,
+        kRunSamples));
+    TimeValue ticks[kRunSamples];
+    Matrix3 transforms[kRunSamples];
+    std::vector<unsigned char> run(static_cast<std::size_t>(nodeCount) *
+                                   static_cast<std::size_t>(runSamples) * fmt::kSampleRecordSize);
+    std::vector<INode*> sceneNodes;
+    sceneNodes.reserve(nodes.size());
+    for (const auto& capture : nodes)
+        sceneNodes.push_back(capture->node);
+    for (std::int64_t first = start; first <= end; first += std::int64_t{step_} * runSamples) {
+        int count = 0;
+        for (std::int64_t tick = first; count < runSamples && tick <= end; tick += step_)
+            ticks[count++] = static_cast<TimeValue>(tick);
         for (std::int32_t n = 0; n < nodeCount; ++n) {
-            INode* node = nodes[static_cast<std::size_t>(n)]->node;
+            INode* node = sceneNodes[static_cast<std::size_t>(n)];
+            const auto index = static_cast<std::size_t>(n);
+            const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
+            node->GetObjectTMs(ticks, count, transforms);
+            for (int k = 0; k < count; ++k) {
+                const TimeValue t = ticks[k];
+                float visibility = node->GetInheritVisibility() ? node->GetVisibility(t)
+                                                                : node->GetLocalVisibility(t);
+                if (hasSpan && (t < spans.startTicks[index] || t > spans.endTicks[index]))
+                    visibility = 0.0f;
+                const bool visible = visibility > 0.0f;
+                if (!visible)
+                    hasVisibility = 1;
+                putSampleRecord(run.data() + (static_cast<std::size_t>(k) * nodeCount + index) *
+                                                 fmt::kSampleRecordSize,
+                                transforms[k] * referenceMatrix, visible);
+            }
+        }
+        const unsigned char* rows = run.data();
+        for (auto left = static_cast<std::int64_t>(count) * nodeCount * fmt::kSampleRecordSize;
+             left > 0;) {
             if (!haveBuffer) {
                 // More records than the count promised: only a range that wraps can do this.
                 status_ = kStatusException;
                 return false;
             }
-            const Matrix3 transform = node->GetObjectTM(t) * referenceMatrix;
-            float visibility =
-                node->GetInheritVisibility() ? node->GetVisibility(t) : node->GetLocalVisibility(t);
-            const auto index = static_cast<std::size_t>(n);
-            if (index < spans.startTicks.size() && index < spans.endTicks.size() &&
-                (t < spans.startTicks[index] || t > spans.endTicks[index]))
-                visibility = 0.0f;
-            const bool visible = visibility > 0.0f;
-            if (!visible)
-                hasVisibility = 1;
-
-            appendSampleRecord(buffer, transform, visible);
-
-            if (static_cast<std::int32_t>(buffer.size()) == chunk) {
-                if (!writeItems(buffer.data(), fmt::kSampleRecordSize,
-                                buffer.size() / fmt::kSampleRecordSize))
-                    return false;
-                // The sample stage reports the same figure at every flush.
-                if (!report(nodeCount, nodeCount))
-                    return false;
-                remaining -= chunk;
-                buffer.clear();
-                chunk = std::min(remaining, kSampleBufferBytes);
-                haveBuffer = chunk > 0;
-            }
+            const auto take =
+                static_cast<std::int32_t>(std::min<std::int64_t>(left, chunk - filled));
+            std::memcpy(buffers[current].get() + filled, rows, static_cast<std::size_t>(take));
+            rows += take;
+            left -= take;
+            filled += take;
+            if (filled == chunk && !flush())
+                return false;
         }
     }
     if (haveBuffer) {
@@ -429,7 +483,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
-    return true;
+    return pendingWritten();
 }
 
 bool wkCacheWriter::writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,

@@ -9,8 +9,9 @@
 // (each mesh's ids shifted to its material's slots in the combination), and every mesh gets
 // every map channel that any of them has (zeros with the mesh's own faces where it had none).
 //
-// The sample table is the bulk of a file: it goes out through a buffer of 2,621,402 bytes
-// (53,498 records), while node, geometry and map data go out node by node.
+// The sample table is the bulk of a file: it goes out in blocks of 2,621,402 bytes (53,498
+// records), each written on a second thread while the next is filled, while node, geometry and
+// map data go out node by node.
 //
 // Like every file class, the writer calls no host service: the nodes, their materials and
 // transforms are asked of the INode handles it is given, and the frame rate comes in with the
@@ -33,6 +34,8 @@ namespace WelkardTools {
 class wkCacheWriter : public wkCacheBase {
 public:
     static constexpr std::int32_t kSampleBufferBytes = 2'621'402;
+    // At most this many samples have their rows made together, node by node.
+    static constexpr int kRunSamples = 16;
 
     // Nothing is opened. `interval` gives the first and the last tick, `step` the ticks between
     // samples; `frameRate` goes into the header.

@@ -14,14 +14,11 @@
 
 // The action of a group, as stored. The type is wide enough for any stored value: only 0 to 5
 // act.
+// clang-format off
 enum class wkCacheGroupMode : std::int32_t {
-    Delete = 0,
-    HoldIn = 1,
-    HoldOut = 2,
-    Offset = 3,
-    SetFrame = 4,
-    SetMaterialId = 5,
+    Delete = 0, HoldIn = 1, HoldOut = 2, Offset = 3, SetFrame = 4, SetMaterialId = 5,
 };
+// clang-format on
 
 inline constexpr int kGroupModeCount = 6;
 // String table ids of the mode labels, in list order.

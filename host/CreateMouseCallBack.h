@@ -6,9 +6,8 @@
 #include "host/Matrix3.h"
 #include "host/Point.h"
 
-inline constexpr int MOUSE_ABORT = 0;
-inline constexpr int MOUSE_POINT = 1;
-inline constexpr int MOUSE_MOVE = 2;
+// The mouse messages of a creation.
+enum MouseMessage : int { MOUSE_ABORT = 0, MOUSE_POINT = 1, MOUSE_MOVE = 2 };
 
 class CreateMouseCallBack {
 public:

@@ -16,17 +16,17 @@ namespace {
 // Walks a description list, item by item.
 class DescReader {
 public:
-    explicit DescReader(std::initializer_list<FPDescItem> items_) : items(items_) {}
+    explicit DescReader(std::span<const FPDescItem> items_) : items(items_) {}
 
     const FPDescItem& next() {
         if (at == items.size())
             throw std::logic_error("interface description ends without its end tag");
-        return items.begin()[at++];
+        return items[at++];
     }
     const FPDescItem& peek() {
         if (at == items.size())
             throw std::logic_error("interface description ends without its end tag");
-        return items.begin()[at];
+        return items[at];
     }
     std::int64_t number() {
         const FPDescItem& item = next();
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    std::initializer_list<FPDescItem> items;
+    std::span<const FPDescItem> items;
     std::size_t at = 0;
 };
 
@@ -120,7 +120,7 @@ Value invoke(FPInterface& fp, FunctionID id, const WStr& name, TimeValue t,
 
 FPInterfaceDesc::FPInterfaceDesc(Interface_ID id_, const wchar_t* name, int descriptionId_,
                                  const void* classDesc_, std::int32_t flags_,
-                                 std::initializer_list<FPDescItem> items)
+                                 std::span<const FPDescItem> items)
     : id(id_), internalName(name), descriptionId(descriptionId_), classDesc(classDesc_),
       flags(flags_) {
     DescReader in(items);

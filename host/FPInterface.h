@@ -14,8 +14,8 @@
 #include "host/ScriptValue.h"
 
 #include <cstdint>
-#include <initializer_list>
 #include <optional>
+#include <span>
 #include <vector>
 
 struct Interface_ID {
@@ -116,7 +116,7 @@ public:
     // Reads the description list; a list that breaks its own grammar throws std::logic_error,
     // since descriptions are static and fixed at build time.
     FPInterfaceDesc(Interface_ID id, const wchar_t* name, int descriptionId, const void* classDesc,
-                    std::int32_t flags, std::initializer_list<FPDescItem> items);
+                    std::int32_t flags, std::span<const FPDescItem> items);
 
     Interface_ID id;
     WStr internalName;

@@ -8,15 +8,15 @@ class HostTime {
 public:
     virtual ~HostTime() = default;
 
-    // Frames a second of the scene.
-    virtual int GetFrameRate() const = 0;
-    // TICKS_PER_SECOND divided by the frame rate, truncated: the host's frames are whole ticks.
-    virtual int GetTicksPerFrame() const = 0;
-
     // The animation range, in ticks; never empty, end not before start.
     virtual Interval GetAnimRange() const = 0;
     TimeValue GetAnimStart() const { return GetAnimRange().Start(); }
     TimeValue GetAnimEnd() const { return GetAnimRange().End(); }
+
+    // Frames a second of the scene.
+    virtual int GetFrameRate() const = 0;
+    // TICKS_PER_SECOND divided by the frame rate, truncated: the host's frames are whole ticks.
+    virtual int GetTicksPerFrame() const = 0;
 
     // The current time of the scene, in ticks.
     virtual TimeValue GetTime() const = 0;

@@ -42,6 +42,12 @@ public:
 
     virtual Matrix3 GetNodeTM(TimeValue t) = 0;
     virtual Matrix3 GetObjectTM(TimeValue t) = 0;
+    // GetObjectTM at each of `count` times, into `out`. A host that evaluates many times of one
+    // node faster together than one by one (a recording asks for runs of samples) overrides it.
+    virtual void GetObjectTMs(const TimeValue* times, int count, Matrix3* out) {
+        for (int k = 0; k < count; ++k)
+            out[k] = GetObjectTM(times[k]);
+    }
     virtual Point3 GetObjOffsetPos() const = 0;
     virtual Quat GetObjOffsetRot() const = 0;
     virtual ScaleValue GetObjOffsetScale() const = 0;

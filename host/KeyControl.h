@@ -69,9 +69,7 @@ struct ITCBKey : IKey {
 template <class V> struct ITCBKeyOf : ITCBKey { V val{}; };
 
 using ITCBFloatKey = ITCBKeyOf<float>;
-using ITCBPoint2Key = ITCBKeyOf<Point2>;
 using ITCBPoint3Key = ITCBKeyOf<Point3>;
-using ITCBPoint4Key = ITCBKeyOf<Point4>;
 using ITCBRotKey = ITCBKeyOf<AngAxis>;
 using ITCBScaleKey = ITCBKeyOf<ScaleValue>;
 

@@ -354,43 +354,67 @@ void Mesh::buildNormals() {
     // normal, the angle-weighted sum over all its faces. One pass over the faces adds the sums
     // up in the order the general walk below does (around each vertex, faces ascending), and
     // the ids come in its order too: the corners of broken faces first, then one normal per
-    // vertex that has faces, in vertex order. So both give the same normals, bit for bit.
+    // vertex that has faces, in vertex order. So both give the same normals, bit for bit. The
+    // sums are added up in place, behind the broken corners' normals, and only a mesh with
+    // vertices that no face uses needs them moved up afterwards.
     std::uint32_t shared = ~std::uint32_t{0};
-    for (const Face& face : faces)
+    std::size_t brokenFaces = 0;
+    for (const Face& face : faces) {
         if (valid(face))
             shared &= face.smGroup;
+        else
+            ++brokenFaces;
+    }
     if (shared != 0) {
-        std::vector<Point3> sums(numVerts);
-        std::vector<int> ids(numVerts, -1);
+        const std::size_t base = brokenFaces * 3;
+        normals.assign(base + numVerts, Point3());
+        std::vector<bool> used(numVerts, false);
+        int broken = 0;
         for (std::size_t f = 0; f < numFaces; ++f) {
             const Face& face = faces[f];
+            int* ids = &cornerNormalIDs[f * 3];
             if (!valid(face)) {
-                for (std::size_t c = 0; c < 3; ++c) {
-                    cornerNormalIDs[f * 3 + c] = static_cast<int>(normals.size());
-                    normals.emplace_back();
-                }
+                for (std::size_t c = 0; c < 3; ++c)
+                    ids[c] = broken++;
                 continue;
             }
             const Point3& p0 = verts[face.v[0]];
             const Point3& p1 = verts[face.v[1]];
             const Point3& p2 = verts[face.v[2]];
-            const Point3 n = Normalize(CrossProd(p1 - p0, p2 - p0));
+            // The face's cross product is the one of the angle at its first corner.
+            const Point3 e1 = p1 - p0;
+            const Point3 e2 = p2 - p0;
+            const Point3 cross = CrossProd(e1, e2);
+            const float length = cross.Length();
+            const Point3 n = length == 0.0f ? cross : cross / length; // Normalize(cross)
             faceNormals[f] = n;
-            sums[face.v[0]] += n * cornerAngle(p0, p1, p2);
-            sums[face.v[1]] += n * cornerAngle(p1, p2, p0);
-            sums[face.v[2]] += n * cornerAngle(p2, p0, p1);
-            ids[face.v[0]] = ids[face.v[1]] = ids[face.v[2]] = 0;
+            normals[base + face.v[0]] += n * std::atan2(length, DotProd(e1, e2));
+            normals[base + face.v[1]] += n * cornerAngle(p1, p2, p0);
+            normals[base + face.v[2]] += n * cornerAngle(p2, p0, p1);
+            for (std::size_t c = 0; c < 3; ++c) {
+                used[face.v[c]] = true;
+                ids[c] = static_cast<int>(base + face.v[c]);
+            }
         }
-        for (std::size_t v = 0; v < numVerts; ++v) {
-            if (ids[v] < 0)
-                continue;
-            ids[v] = static_cast<int>(normals.size());
-            normals.push_back(Normalize(sums[v]));
+        if (std::find(used.begin(), used.end(), false) == used.end()) {
+            for (std::size_t v = 0; v < numVerts; ++v)
+                normals[base + v] = Normalize(normals[base + v]);
+        } else {
+            // Vertices without faces take no id: the ones after them move up.
+            std::vector<int> moved(numVerts, 0);
+            std::size_t id = base;
+            for (std::size_t v = 0; v < numVerts; ++v) {
+                if (!used[v])
+                    continue;
+                moved[v] = static_cast<int>(id);
+                normals[id++] = Normalize(normals[base + v]);
+            }
+            normals.resize(id);
+            for (std::size_t f = 0; f < numFaces; ++f)
+                if (valid(faces[f]))
+                    for (std::size_t c = 0; c < 3; ++c)
+                        cornerNormalIDs[f * 3 + c] = moved[faces[f].v[c]];
         }
-        for (std::size_t f = 0; f < numFaces; ++f)
-            if (valid(faces[f]))
-                for (std::size_t c = 0; c < 3; ++c)
-                    cornerNormalIDs[f * 3 + c] = ids[faces[f].v[c]];
         normalsValid = true;
         return;
     }

@@ -77,8 +77,8 @@ public:
         t[1] = b;
         t[2] = c;
     }
-    void setTVerts(const std::uint32_t* tt) { setTVerts(tt[0], tt[1], tt[2]); }
     void setTVert(int corner, std::uint32_t index) { t[corner] = index; }
+    void setTVerts(const std::uint32_t* tt) { setTVerts(tt[0], tt[1], tt[2]); }
     std::uint32_t getTVert(int corner) const { return t[corner]; }
     std::uint32_t* getAllTVerts() { return t; }
     const std::uint32_t* getAllTVerts() const { return t; }

@@ -99,11 +99,11 @@ public:
     // computed. Corners with fixed values cost only the test of their flags.
     void CheckNormals();
 
+    // No faces, no normals.
+    void Clear();
     // Removes the normal faces whose bit is set, with their normals (in step with the mesh's
     // DeleteFaceSet).
     void DeleteFaceSet(const BitArray& remove);
-    // No faces, no normals.
-    void Clear();
 
 private:
     std::vector<MeshNormalFace> faces;

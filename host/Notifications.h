@@ -7,11 +7,17 @@
 
 using NotifyCallback = void (*)(void* param, int code);
 
-// What the scene broadcasts: a node came into the scene (made, or brought back by an undo), and
-// a node left it (deleted, or taken out by an undo); the node is out of the scene, with its
-// deleted flag set, by the time the callbacks run.
-inline constexpr int kNotifyNodeAdded = 97;
-inline constexpr int kNotifyNodeDeleted = 98;
+// The codes broadcast here.
+enum NotifyCode : int {
+    // What a bulk change of a node list sends around itself, so that a list is refreshed once.
+    kNotifyBulkChangeStarts = 70,
+    kNotifyBulkChangeEnds = 71,
+    // What the scene broadcasts: a node came into the scene (made, or brought back by an undo),
+    // and a node left it (deleted, or taken out by an undo); the node is out of the scene, with
+    // its deleted flag set, by the time the callbacks run.
+    kNotifyNodeAdded = 97,
+    kNotifyNodeDeleted = 98,
+};
 
 class Notifications {
 public:

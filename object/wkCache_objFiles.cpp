@@ -5,7 +5,7 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
@@ -20,7 +20,7 @@ void setFileNameStep(wkCache_obj& object, const AssetUser& chosen) {
     if (!hold.Holding())
         hold.Begin();
     object.params().SetValue(wkCacheParam::fileName, 0, chosen);
-    hold.Accept(ObjectTexts::kSetFilename);
+    hold.Accept(wkCacheTexts::kSetFilename);
     object.notifyDependents(PART_GEOM, REFMSG_CHANGE);
 }
 
@@ -77,7 +77,7 @@ void wkCache_obj::unloadCacheFile() {
         hold.Begin();
     parameters->SetValue(wkCacheParam::fileName, 0, AssetUser());
     notifyDependents(PART_GEOM, REFMSG_CHANGE);
-    hold.Accept(ObjectTexts::kUnloadCache);
+    hold.Accept(wkCacheTexts::kUnloadCache);
     if (panelOpen && panelInterface != nullptr)
         PanelHooks().refreshFileInfo(*this);
 }

@@ -2,7 +2,7 @@
 // added, removed, or taken from every other group, each an undoable step.
 #include "object/wkCache_obj.h"
 
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,7 +19,7 @@ bool wkCache_obj::setGroupElements(const WStr& name, const std::set<std::uint32_
     if (result == groups.at(index).elements && !unique)
         return true;
     return groupOperation(
-        ObjectTexts::kGroupNodes, [&] { return groups.setGroupElements(name, result, unique); },
+        wkCacheTexts::kGroupNodes, [&] { return groups.setGroupElements(name, result, unique); },
         groups.at(index).enabled);
 }
 
@@ -34,7 +34,7 @@ bool wkCache_obj::removeGroupElements(const WStr& name, const std::set<std::uint
     if (result == groups.at(index).elements)
         return true;
     return groupOperation(
-        ObjectTexts::kRemoveGroupNodes,
+        wkCacheTexts::kRemoveGroupNodes,
         [&] { return groups.setGroupElements(name, result, false); }, groups.at(index).enabled);
 }
 
@@ -46,5 +46,5 @@ bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
     const wkCacheGroup& group = groups.at(index);
     const bool shows = group.enabled && !group.elements.empty();
     return groupOperation(
-        ObjectTexts::kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
+        wkCacheTexts::kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
 }

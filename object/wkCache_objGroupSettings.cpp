@@ -3,7 +3,7 @@
 // show the change.
 #include "object/wkCache_obj.h"
 
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -67,43 +67,43 @@ bool wkCache_obj::setGroupSetting(const WStr& name, const wchar_t* label,
 
 bool wkCache_obj::setGroupEnabled(const WStr& name, bool on) {
     // Switching a group on or off shows either way.
-    return setGroupSetting(name, ObjectTexts::kToggleGroup, assigning(&wkCacheGroup::enabled, on),
+    return setGroupSetting(name, wkCacheTexts::kToggleGroup, assigning(&wkCacheGroup::enabled, on),
                            [](const wkCacheGroup&) { return true; });
 }
 
 bool wkCache_obj::setGroupRespectActivation(const WStr& name, bool on) {
-    return setGroupSetting(name, ObjectTexts::kToggleGroupTrigger,
+    return setGroupSetting(name, wkCacheTexts::kToggleGroupTrigger,
                            assigning(&wkCacheGroup::respectActivation, on));
 }
 
 bool wkCache_obj::setGroupMode(const WStr& name, int mode) {
-    return setGroupSetting(name, ObjectTexts::kGroupMode,
+    return setGroupSetting(name, wkCacheTexts::kGroupMode,
                            settingThrough(&wkCacheGroup::mode, &wkCacheGroup::setMode, mode));
 }
 
 bool wkCache_obj::setGroupOffset(const WStr& name, float frames) {
-    return setGroupSetting(name, ObjectTexts::kGroupOffset,
+    return setGroupSetting(name, wkCacheTexts::kGroupOffset,
                            assigning(&wkCacheGroup::offset, frames));
 }
 
 bool wkCache_obj::setGroupByAge(const WStr& name, bool on) {
-    return setGroupSetting(name, ObjectTexts::kGroupByAge, assigning(&wkCacheGroup::byAge, on));
+    return setGroupSetting(name, wkCacheTexts::kGroupByAge, assigning(&wkCacheGroup::byAge, on));
 }
 
 bool wkCache_obj::setGroupDeleteAge(const WStr& name, float frames) {
-    return setGroupSetting(name, ObjectTexts::kGroupAge,
+    return setGroupSetting(name, wkCacheTexts::kGroupAge,
                            settingThrough(&wkCacheGroup::age, &wkCacheGroup::setAge, frames),
                            deletingBy(&wkCacheGroup::byAge));
 }
 
 bool wkCache_obj::setGroupByDistance(const WStr& name, bool on) {
-    return setGroupSetting(name, ObjectTexts::kGroupByDistance,
+    return setGroupSetting(name, wkCacheTexts::kGroupByDistance,
                            assigning(&wkCacheGroup::byDistance, on));
 }
 
 bool wkCache_obj::setGroupDeleteDistance(const WStr& name, float distance) {
     return setGroupSetting(
-        name, ObjectTexts::kGroupDistance,
+        name, wkCacheTexts::kGroupDistance,
         settingThrough(&wkCacheGroup::distance, &wkCacheGroup::setDistance, distance),
         deletingBy(&wkCacheGroup::byDistance));
 }
@@ -112,6 +112,6 @@ bool wkCache_obj::setGroupMaterial(const WStr& name, int materialIndex) {
     // The record keeps the 0-based id that faces take, 0..98; its own setter's 1..99 is the range
     // users see, one higher.
     const int stored = std::clamp(materialIndex, 0, 98);
-    return setGroupSetting(name, ObjectTexts::kGroupMatID,
+    return setGroupSetting(name, wkCacheTexts::kGroupMatID,
                            assigning(&wkCacheGroup::materialId, stored));
 }

@@ -4,7 +4,7 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
 
 using namespace wkCacheParam;
@@ -56,7 +56,7 @@ bool wkCache_obj::addGroup(const WStr& name, bool withSelection) {
     if (name.IsEmpty() || groups.contains(name))
         return false;
     return groupOperation(
-        ObjectTexts::kAddGroup,
+        wkCacheTexts::kAddGroup,
         [&] {
             if (!groups.addGroup(name))
                 return false;
@@ -75,7 +75,7 @@ bool wkCache_obj::removeGroup(const WStr& name) {
     if (index < 0)
         return false;
     return groupOperation(
-        ObjectTexts::kRemoveGroup,
+        wkCacheTexts::kRemoveGroup,
         [&] {
             const bool removed = groups.deleteGroup(name);
             if (removed)
@@ -87,7 +87,7 @@ bool wkCache_obj::removeGroup(const WStr& name) {
 
 void wkCache_obj::removeAllGroups() {
     groupOperation(
-        ObjectTexts::kRemoveAllGroups,
+        wkCacheTexts::kRemoveAllGroups,
         [&] {
             playback->groups.clear();
             removeFrameEntries(*parameters);
@@ -115,7 +115,7 @@ bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     if (groups.contains(name) && name == chosen)
         return true;
     return groupOperation(
-        ObjectTexts::kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
+        wkCacheTexts::kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);
 }
 
 bool wkCache_obj::moveGroup(const WStr& name, int direction) {
@@ -127,7 +127,7 @@ bool wkCache_obj::moveGroup(const WStr& name, int direction) {
     if ((direction < 0 && index == 0) || (direction > 0 && index == groups.count() - 1))
         return true;
     return groupOperation(
-        ObjectTexts::kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
+        wkCacheTexts::kMoveGroup, [&] { return groups.moveGroup(name, direction); }, true);
 }
 
 bool wkCache_obj::selectGroup(const WStr& name) {

@@ -83,12 +83,13 @@ void wkCache_obj::nodeListNotify(void* object, int code) {
 }
 
 void wkCache_obj::NodeListNotification(int code) {
-    if (code == 70) {
+    if (code == kNotifyBulkChangeStarts) {
         nodeListSuspended = true;
         return;
     }
-    if (code == 71)
+    if (code == kNotifyBulkChangeEnds)
         nodeListSuspended = false;
-    if ((code == 71 || code == 97 || code == 98) && panelOpen && panelInterface != nullptr)
+    if ((code == kNotifyBulkChangeEnds || code == kNotifyNodeAdded || code == kNotifyNodeDeleted) &&
+        panelOpen && panelInterface != nullptr)
         PanelHooks().refreshNodeList(*this);
 }

@@ -4,7 +4,7 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 
 #include <memory>
 
@@ -60,7 +60,7 @@ int wkCache_obj::reloadMaterial(bool replaceOwn, bool otherObjects, bool replace
         }
     }
     if (changed > 0 && undoable)
-        hold.Accept(ObjectTexts::kApplyMaterials);
+        hold.Accept(wkCacheTexts::kApplyMaterials);
     // The nodes share the material now; the reader keeps its library, so that the next
     // reload finds the same material rather than none.
     return changed;

@@ -5,7 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheSizeText.h"
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "playback/wkCacheFrameAssembly.h"
 
 using namespace wkCacheParam;
@@ -47,8 +47,8 @@ int wkCache_obj::chooseLoadType(const HostTime& clock) const {
 
 void wkCache_obj::preloadWithProgress(wkCacheReader& reader) {
     reader.setProgressCallback(wkCacheRecordProgress, static_cast<wkCacheRecordTarget*>(this));
-    progress.progressFormat = ObjectTexts::kReadingFormat;
-    const WStr loading = ObjectTexts::kLoading;
+    progress.progressFormat = wkCacheTexts::kReadingFormat;
+    const WStr loading = wkCacheTexts::kLoading;
     showStatus(&loading);
     progress.progress.begin();
     reader.preload();
@@ -171,7 +171,7 @@ WStr wkCache_obj::defaultStatusText() const {
 
 WStr wkCache_obj::statusTextFor(const WStr& path) {
     if (path.IsEmpty())
-        return ObjectTexts::kNoCacheFile;
+        return wkCacheTexts::kNoCacheFile;
     const auto& entries = theCacheRegistry.entries();
     const auto found = entries.find(path);
     if (found != entries.end() && found->second->reader) {
@@ -183,11 +183,11 @@ WStr wkCache_obj::statusTextFor(const WStr& path) {
         reader.getSizes(total, loaded);
         if (total > 0) {
             WStr text;
-            text.printf(ObjectTexts::kSizesFormat,
+            text.printf(wkCacheTexts::kSizesFormat,
                         WelkardTools::FormatCacheSize(static_cast<std::uint64_t>(total)).data(),
                         WelkardTools::FormatCacheSize(static_cast<std::uint64_t>(loaded)).data());
             return text;
         }
     }
-    return ObjectTexts::kFileNotFound;
+    return wkCacheTexts::kFileNotFound;
 }

@@ -35,6 +35,25 @@ ControlTemplate check(int id, const wchar_t* caption) {
 ControlTemplate label(int id, const wchar_t* caption = L"") {
     return {id, K::Static, caption};
 }
+ControlTemplate comboBox(int id) {
+    return {id, K::ComboBox, L""};
+}
+ControlTemplate radioButton(int id, const wchar_t* caption) {
+    return {id, K::RadioButton, caption};
+}
+ControlTemplate groupBox(int id, const wchar_t* caption) {
+    return {id, K::GroupBox, caption};
+}
+ControlTemplate listBox(int id) {
+    return {id, K::ListBox, L""};
+}
+ControlTemplate checkButton(int id) {
+    return {id, K::CheckButton, L""};
+}
+// Shows "None" until something is picked.
+ControlTemplate pickButton(int id) {
+    return {id, K::PickButton, L"None"};
+}
 // Spinners, each after its edit: pairs of edit and arrows ids.
 void spinners(DialogTemplate& d, std::initializer_list<std::pair<int, int>> editAndArrows) {
     for (const auto& [edit, arrows] : editAndArrows) {
@@ -43,13 +62,15 @@ void spinners(DialogTemplate& d, std::initializer_list<std::pair<int, int>> edit
     }
 }
 
+// The controls of a dialog in its order, a line for the controls that belong together.
+// clang-format off
 std::map<int, DialogTemplate> makeTemplates() {
     std::map<int, DialogTemplate> t;
 
     DialogTemplate& file = t[kCacheFile];
     file.id = kCacheFile;
-    file.controls = {label(1024),
-                     {1025, K::StatusField, L""},
+    file.controls = {label(kFileField),
+                     {kStatusField, K::StatusField, L""},
                      button(1026, L"New.."),
                      button(1012, L"Load.."),
                      button(1027, L"Unload"),
@@ -63,107 +84,65 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& rec = t[kRecord];
     rec.id = kRecord;
-    rec.controls = {{1004, K::ListBox, L""},
-                    button(1005, L"Pick"),
-                    button(1006, L"Add.."),
-                    button(1007, L"Remove"),
-                    button(1008, L"All"),
-                    button(1009, L"None"),
-                    button(1010, L"Invert"),
-                    button(1011, L"Record"),
-                    button(1100, L"Rng"),
-                    check(1055, L"Save Material"),
-                    check(1157, L"Clear Node List"),
-                    {2000, K::CheckButton, L""},
-                    {2001, K::CheckButton, L""},
-                    {2002, K::CheckButton, L""}};
+    rec.controls = {
+        listBox(kNodeList),
+        button(kPickButton, L"Pick"), button(1006, L"Add.."), button(1007, L"Remove"),
+        button(1008, L"All"), button(1009, L"None"), button(1010, L"Invert"),
+        button(1011, L"Record"), button(1100, L"Rng"),
+        check(1055, L"Save Material"), check(1157, L"Clear Node List"),
+        checkButton(2000), checkButton(2001), checkButton(2002)};
     spinners(rec, {{1044, 1045}, {1046, 1047}, {1048, 1049}});
 
     DialogTemplate& play = t[kPlayback];
     play.id = kPlayback;
-    play.controls = {{1054, K::ComboBox, L""},
-                     {2014, K::ComboBox, L""},
-                     {2015, K::ComboBox, L""},
-                     check(1109, L"Reverse"),
-                     check(1037, L"Use Graph"),
-                     {1040, K::ComboBox, L""},
-                     {1041, K::ComboBox, L""},
-                     {1051, K::ComboBox, L""},
-                     {1052, K::ComboBox, L""},
-                     {1089, K::RadioButton, L"None"},
-                     {1090, K::RadioButton, L"Gizmo"},
-                     {1091, K::RadioButton, L"Omni"},
-                     {1092, K::PickButton, L"None"},
-                     check(1099, L"Interactive"),
-                     {1135, K::ComboBox, L""},
-                     button(1108, L"Update Now"),
-                     label(1096, L"Start :"),
-                     label(1097, L"Speed :"),
-                     label(1166, L"FPS :"),
-                     label(1098, L"Steps :"),
-                     label(1136, L"Steps :")};
+    play.controls = {
+        comboBox(1054), comboBox(2014), comboBox(2015),
+        check(1109, L"Reverse"), check(1037, L"Use Graph"),
+        comboBox(1040), comboBox(1041), comboBox(1051), comboBox(1052),
+        radioButton(1089, L"None"), radioButton(1090, L"Gizmo"), radioButton(1091, L"Omni"),
+        pickButton(1092), check(1099, L"Interactive"), comboBox(1135),
+        button(1108, L"Update Now"),
+        label(1096, L"Start :"), label(1097, L"Speed :"), label(1166, L"FPS :"),
+        label(1098, L"Steps :"), label(1136, L"Steps :")};
     spinners(play, {{1013, 1014}, {1015, 1016}, {1017, 1018}, {2016, 2017}, {1038, 1039}});
 
     DialogTemplate& view = t[kViewportRender];
     view.id = kViewportRender;
-    view.controls = {check(1019, L"Force Wireframe"),
-                     check(1020, L"Box Mode"),
-                     check(1029, L"Interpolate"),
-                     check(1030, L"Hide Faces"),
-                     check(1031, L"Draw Markers"),
-                     check(1042, L"Display Icon"),
-                     check(1043, L"Display Cache"),
-                     check(1032, L"Box Mode"),
-                     check(1033, L"Interpolate"),
-                     check(1034, L"Apply Material ID"),
-                     check(1050, L"Don't Delete"),
-                     check(1159, L"Delete Faces"),
-                     {1067, K::GroupBox, L"Invisible Objects"}};
+    view.controls = {check(1019, L"Force Wireframe"),     check(1020, L"Box Mode"),
+                     check(1029, L"Interpolate"),         check(1030, L"Hide Faces"),
+                     check(1031, L"Draw Markers"),        check(1042, L"Display Icon"),
+                     check(1043, L"Display Cache"),       check(1032, L"Box Mode"),
+                     check(1033, L"Interpolate"),         check(1034, L"Apply Material ID"),
+                     check(1050, L"Don't Delete"),        check(1159, L"Delete Faces"),
+                     groupBox(1067, L"Invisible Objects")};
     spinners(view, {{1000, 1001}, {1035, 1036}});
 
     DialogTemplate& groups = t[kPerElement];
     groups.id = kPerElement;
-    groups.controls = {{1070, K::ListBox, L""},
-                       {1071, K::ComboBox, L""},
-                       button(1069, L"New Group.."),
-                       button(1081, L"Rename.."),
-                       button(1082, L"Remove"),
-                       button(1086, L"Select By Name.."),
-                       button(1087, L"Add"),
-                       button(1114, L"Set"),
-                       button(1115, L"Remove"),
-                       button(1154, L"Remove from Others"),
-                       button(1155, L"Up"),
-                       button(1156, L"Down"),
-                       check(1106, L"Respect Activation"),
-                       button(1107, L"Enabled"),
-                       button(1110, L"Select By Name.."),
-                       check(1151, L"By Age"),
-                       check(1152, L"By Distance to Gizmo"),
-                       label(1079, L"Frame :"),
-                       label(1080, L"Material ID :"),
-                       label(1144, L"Offset :"),
-                       label(1150, L"Age :"),
-                       label(1147, L"Distance :"),
-                       {1083, K::GroupBox, L"Action"},
-                       {1153, K::GroupBox, L"Elements"},
-                       label(1084, L"Action :"),
-                       {1085, K::GroupBox, L"Group"}};
-    spinners(groups, {{1148, 1149}, {1145, 1146}, {1142, 1143}, {1074, 1075}, {1076, 1077}});
+    groups.controls = {
+        listBox(kGroupList), comboBox(kActionList),
+        button(1069, L"New Group.."), button(1081, L"Rename.."), button(1082, L"Remove"),
+        button(1086, L"Select By Name.."), button(1087, L"Add"), button(1114, L"Set"),
+        button(1115, L"Remove"), button(1154, L"Remove from Others"),
+        button(1155, L"Up"), button(1156, L"Down"),
+        check(1106, L"Respect Activation"), button(1107, L"Enabled"),
+        button(1110, L"Select By Name.."),
+        check(1151, L"By Age"), check(1152, L"By Distance to Gizmo"),
+        label(1079, L"Frame :"), label(1080, L"Material ID :"), label(1144, L"Offset :"),
+        label(1150, L"Age :"), label(1147, L"Distance :"),
+        groupBox(1083, L"Action"), groupBox(1153, L"Elements"), label(1084, L"Action :"),
+        groupBox(1085, L"Group")};
+    spinners(groups,
+             {{1148, 1149}, {1145, 1146}, {1142, 1143}, {1074, kFrameSpinner}, {1076, 1077}});
 
     DialogTemplate& explode = t[kExplode];
     explode.id = kExplode;
-    explode.controls = {check(1128, L"Reduce Keys"),
-                        check(1127, L"Selected Only"),
-                        {1137, K::RadioButton, L"Mesh"},
-                        {1138, K::RadioButton, L"Editable Poly"},
-                        {1139, K::RadioButton, L"Instances"},
-                        {1140, K::RadioButton, L"Source"},
-                        {1141, K::PickButton, L"None"},
-                        button(1123, L"Rng"),
-                        button(1126, L"Explode"),
-                        label(1133, L"Step :"),
-                        label(1134, L"Threshold :")};
+    explode.controls = {
+        check(1128, L"Reduce Keys"), check(1127, L"Selected Only"),
+        radioButton(1137, L"Mesh"), radioButton(1138, L"Editable Poly"),
+        radioButton(1139, L"Instances"), radioButton(1140, L"Source"), pickButton(1141),
+        button(1123, L"Rng"), button(1126, L"Explode"),
+        label(1133, L"Step :"), label(1134, L"Threshold :")};
     spinners(explode, {{1119, 1120}, {1121, 1122}, {1124, 1125}, {1129, 1130}, {1131, 1132}});
 
     // The About texts have no ids of their own.
@@ -175,7 +154,7 @@ std::map<int, DialogTemplate> makeTemplates() {
     name = {kGroupName,
             L"Group Name",
             {label(-1, L"Name:"),
-             {1068, K::Edit, L""},
+             {kNameEdit, K::Edit, L""},
              button(IDC_OK, L"OK"),
              button(IDC_CANCEL, L"Cancel")},
             240,
@@ -184,10 +163,10 @@ std::map<int, DialogTemplate> makeTemplates() {
     DialogTemplate& elements = t[kGroupElements];
     elements = {kGroupElements,
                 L"",
-                {{1053, K::ListBox, L""},
-                 label(1111),
+                {listBox(kElementList),
+                 label(kElementLabel),
                  label(-1, L"Filter :"),
-                 {1085, K::Edit, L""},
+                 {kFilterEdit, K::Edit, L""},
                  button(IDC_OK, L"OK"),
                  button(IDC_CANCEL, L"Cancel"),
                  button(1116, L"All"),
@@ -200,13 +179,14 @@ std::map<int, DialogTemplate> makeTemplates() {
     extra = {kFileDialogExtra,
              L"",
              {{1119, K::Static, L"", {0, 0, 560, 340}},
-              {1021, K::ComboBox, L"", {72, 348, 440, 372}},
+              {kHistoryList, K::ComboBox, L"", {72, 348, 440, 372}},
               {1022, K::Static, L"History:", {8, 352, 64, 368}},
-              button(1023, L"+")},
+              button(kPlusButton, L"+")},
              560,
              400};
     return t;
 }
+// clang-format on
 
 ParamBinding spin(ParamID p, int dialog, int edit, int arrows, bool isFloat, float scale = -1.0f) {
     ParamBinding b;

@@ -11,29 +11,26 @@
 namespace wkCacheDialogs {
 
 // Dialog ids.
-inline constexpr int kCacheFile = 101;
-inline constexpr int kViewportRender = 102;
-inline constexpr int kRecord = 103;
-inline constexpr int kPlayback = 104;
-inline constexpr int kFileDialogExtra = 105;
-inline constexpr int kPerElement = 106;
-inline constexpr int kGroupName = 107;
-inline constexpr int kGroupElements = 108;
-inline constexpr int kFileInfo = 109;
-inline constexpr int kExplode = 110;
-inline constexpr int kAbout = 111;
+// clang-format off
+enum DialogId : int {
+    kCacheFile = 101, kViewportRender = 102, kRecord = 103, kPlayback = 104,
+    kFileDialogExtra = 105, kPerElement = 106, kGroupName = 107, kGroupElements = 108,
+    kFileInfo = 109, kExplode = 110, kAbout = 111,
+};
+// clang-format on
 
-// Controls and values the rollouts' code shares.
-inline constexpr int kNodeList = 1004;
-inline constexpr int kGroupList = 1070;
-inline constexpr int kActionList = 1071;
-inline constexpr int kFrameSpinner = 1075;
+// The controls the code names, by dialog.
+enum CacheFileControl : int { kFileField = 1024, kStatusField = 1025 };
+enum RecordControl : int { kNodeList = 1004, kPickButton = 1005 };
+enum PerElementControl : int { kGroupList = 1070, kActionList = 1071, kFrameSpinner = 1075 };
+enum GroupNameControl : int { kNameEdit = 1068 };
+enum GroupElementsControl : int { kElementList = 1053, kElementLabel = 1111, kFilterEdit = 1085 };
+enum FileDialogExtraControl : int { kHistoryList = 1021, kPlusButton = 1023 };
+
+// Values the rollouts' code shares.
 inline constexpr std::uint32_t kRecordButtonBackground = 0x2D2D2D;
 // Room beside the widest text of a list, for the scroll bar.
 inline constexpr int kListExtentMargin = 24;
-// The host's notifications around a bulk change of the node list.
-inline constexpr int kBulkChangeStarts = 70;
-inline constexpr int kBulkChangeEnds = 71;
 
 // A rollout: its map number, dialog, title and whether it starts closed.
 struct RolloutInfo {

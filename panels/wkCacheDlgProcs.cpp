@@ -1,13 +1,12 @@
 #include "panels/wkCacheDlgProcs.h"
 
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheFileDialogs.h"
 #include "panels/wkCacheGroupSteps.h"
 #include "panels/wkCachePanel.h"
-#include "panels/wkCachePanelTexts.h"
 #include "panels/wkCachePickers.h"
 #include "playback/wkCacheUnitScale.h"
 #include "recording/RecordCache.h"
@@ -41,7 +40,7 @@ void setRangeToAnimation(wkCache_obj& object, ParamID start, ParamID end) {
     hold.Begin();
     object.params().SetValue(start, 0, first);
     object.params().SetValue(end, 0, last);
-    hold.Accept(PanelTexts::kSetRecordRange);
+    hold.Accept(wkCacheTexts::kSetRecordRange);
 }
 
 // The drag state of a range pair: which end is being dragged (1 start, 2 end) and where the
@@ -58,19 +57,19 @@ std::optional<std::pair<int, int>> rangeDrag(PanelWindow& w, int spinner, int st
 // ---- Record rollout
 
 void initRecordRollout(PanelWindow& w) {
-    const wchar_t* const toggleTips[] = {PanelTexts::kTipRecordTransform,
-                                         PanelTexts::kTipRecordDeform,
-                                         PanelTexts::kTipRecordTopology};
+    const wchar_t* const toggleTips[] = {L"Record Transformations" /* 2004 */,
+                                         L"Record Deformations" /* 2006 */,
+                                         L"Record Topology" /* 2008 */};
     for (int i = 0; i < 3; ++i) {
         w.SetImage(2000 + i, {1162, 1163, 45, 45, i});
         w.SetTooltip(2000 + i, toggleTips[i]);
         w.SetBackground(2000 + i, D::kRecordButtonBackground);
     }
-    const std::pair<int, const wchar_t*> buttons[] = {{1005, PanelTexts::kTipPickNode},
-                                                      {1008, PanelTexts::kTipSelectAll},
-                                                      {1010, PanelTexts::kTipInvert},
-                                                      {1006, PanelTexts::kTipAddFromList},
-                                                      {1007, PanelTexts::kTipRemoveSelected}};
+    const std::pair<int, const wchar_t*> buttons[] = {{D::kPickButton, L"Pick Node"},
+                                                      {1008, L"Select All"},
+                                                      {1010, L"Invert Selected"},
+                                                      {1006, L"Add Node From List"},
+                                                      {1007, L"Remove Selected"}};
     int image = 0;
     for (const auto& [id, tip] : buttons) {
         w.SetImage(id, {1164, 1165, 25, 25, image++});
@@ -86,7 +85,7 @@ void addSelectedNodes(wkCache_obj& object) {
     for (INode* node : GetHost().Nodes().SelectedNodes())
         if (IsRecordableNode(object, node, true))
             object.appendNodeEntry(node);
-    hold.Accept(PanelTexts::kSelectMultiple);
+    hold.Accept(wkCacheTexts::kSelectMultiple);
     wkCachePanels::refreshNodeList(object);
 }
 
@@ -98,7 +97,7 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
             marked.push_back(row);
     if (marked.empty() && (count == 0 || !shift))
         return;
-    object.NodeListNotification(D::kBulkChangeStarts);
+    object.NodeListNotification(kNotifyBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     hold.Begin();
     IParamBlock2& block = object.params();
@@ -108,10 +107,10 @@ void removeNodes(wkCache_obj& object, PanelWindow& w, bool shift) {
     } else {
         for (auto row = marked.rbegin(); row != marked.rend(); ++row)
             block.Delete(nodes, *row, 1);
-        name = PanelTexts::kRemoveNodes;
+        name = wkCacheTexts::kRemoveNodes;
     }
     hold.Accept(name);
-    object.NodeListNotification(D::kBulkChangeEnds);
+    object.NodeListNotification(kNotifyBulkChangeEnds);
 }
 
 } // namespace
@@ -163,7 +162,7 @@ template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const
     }
     const bool shift = GetHost().Panels().ShiftHeld();
     switch (m.id) {
-    case 1005: {
+    case D::kPickButton: {
         wkCachePick& pick = wkCachePick::instance();
         pick.object = &object;
         GetHost().Panels().SetPickMode(&pick);
@@ -229,11 +228,12 @@ struct GroupSpinner {
     const wchar_t* label; // the undo name
 };
 constexpr GroupSpinner kGroupSpinners[] = {
-    {1149, 1148, 0.0f, 9999999.0f, ObjectTexts::kGroupAge},
-    {1146, 1145, 0.0f, 9999999.0f, ObjectTexts::kGroupDistance},
-    {1143, 1142, -9999999.0f, 9999999.0f, ObjectTexts::kGroupOffset},
-    {1075, 1074, -9999999.0f, 9999999.0f, nullptr}, // the frame: elementFrames has its own undo
-    {1077, 1076, 1.0f, 99.0f, ObjectTexts::kGroupMatID},
+    {1149, 1148, 0.0f, 9999999.0f, wkCacheTexts::kGroupAge},
+    {1146, 1145, 0.0f, 9999999.0f, wkCacheTexts::kGroupDistance},
+    {1143, 1142, -9999999.0f, 9999999.0f, wkCacheTexts::kGroupOffset},
+    {D::kFrameSpinner, 1074, -9999999.0f, 9999999.0f,
+     nullptr}, // the frame: elementFrames has its own undo
+    {1077, 1076, 1.0f, 99.0f, wkCacheTexts::kGroupMatID},
 };
 
 const GroupSpinner* groupSpinnerOf(int id) {
@@ -295,7 +295,7 @@ void newGroup(wkCache_obj& object, bool empty) {
     if (!empty)
         groups.setGroupElements(name, object.elementSelection(), false);
     if (began)
-        hold.Accept(ObjectTexts::kAddGroup);
+        hold.Accept(wkCacheTexts::kAddGroup);
 }
 
 } // namespace
@@ -395,7 +395,7 @@ bool wkCacheDlgProc_groups::command(TimeValue t, PanelWindow& w, const PanelMess
         UndoHold& hold = GetHost().Hold();
         hold.Begin();
         object.setElementSelection(group->elements);
-        hold.Accept(PanelTexts::kSelectGroupNodes);
+        hold.Accept(wkCacheTexts::kSelectGroupNodes);
         return true;
     } else {
         wkCacheGroup* group = selectedGroup(object);

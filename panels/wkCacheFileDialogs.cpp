@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <system_error>
 
+namespace D = wkCacheDialogs;
+
 namespace {
 
 constexpr const wchar_t* kOpenTitle = L"Select Cache File";
@@ -23,8 +25,6 @@ constexpr const wchar_t* kReplaceTitle = L"Save Cache";                         
 constexpr unsigned kOpenFlags = 0x880864;
 constexpr unsigned kSaveFlags = 0x881864;
 constexpr int kFolderDir = 3;
-constexpr int kHistoryList = 1021;
-constexpr int kPlusButton = 1023;
 // The plus button's place: OK and Cancel move 14 down, and the plus button, 24 high and as
 // wide as OK, stands right above OK, its top 28 above OK's (so 4 apart).
 constexpr int kButtonShift = 14;
@@ -54,15 +54,15 @@ public:
     int mode;
 };
 
-// The hook of both dialogs.
+// The hook of both dialogs; it holds the history list of its run.
 class FileDialogHook final : public PanelDlgProc {
 public:
-    explicit FileDialogHook(historyList& list_) : list(list_) {}
+    explicit FileDialogHook(int mode) : list(mode) {}
 
     bool DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) override {
         switch (m.message) {
         case WM_INITDIALOG:
-            list.SetDlgInfo(&w, kHistoryList);
+            list.SetDlgInfo(&w, D::kHistoryList);
             list.LoadList();
             for (const int id : {IDC_OK, IDC_CANCEL}) {
                 const PanelRect r = w.GetControlRect(id);
@@ -70,14 +70,14 @@ public:
                                  {r.left, r.top + kButtonShift, r.right, r.bottom + kButtonShift});
             }
             placePlus(w);
-            w.Show(kPlusButton, list.mode == 1);
+            w.Show(D::kPlusButton, list.mode == 1);
             return true;
         case WM_SIZE: {
             // The dialog has moved OK with its corner: the plus follows it, and the history
             // reaches to its right edge.
             placePlus(w);
-            const PanelRect r = w.GetControlRect(kHistoryList);
-            w.SetControlRect(kHistoryList,
+            const PanelRect r = w.GetControlRect(D::kHistoryList);
+            w.SetControlRect(D::kHistoryList,
                              {r.left, r.top, w.GetControlRect(IDC_OK).right, r.bottom});
             return true;
         }
@@ -90,11 +90,11 @@ public:
             }
             return true;
         case WM_COMMAND:
-            if (m.id == kHistoryList && m.code == LBN_SELCHANGE) {
+            if (m.id == D::kHistoryList && m.code == LBN_SELCHANGE) {
                 list.SetPath();
                 return true;
             }
-            if (m.id == kPlusButton) {
+            if (m.id == D::kPlusButton) {
                 plus(w);
                 return true;
             }
@@ -111,7 +111,7 @@ private:
     static void placePlus(PanelWindow& w) {
         const PanelRect ok = w.GetControlRect(IDC_OK);
         const int top = ok.top - kPlusAbove;
-        w.SetControlRect(kPlusButton, {ok.left, top, ok.right, top + kPlusHeight});
+        w.SetControlRect(D::kPlusButton, {ok.left, top, ok.right, top + kPlusHeight});
     }
     void plus(PanelWindow& w) {
         const int field = w.HasControl(kAltNameEdit) && w.HasControl(kAltMarker)
@@ -122,7 +122,7 @@ private:
             w.SetText(field, advanceNumberedName(name));
         w.PostCommand(IDC_OK);
     }
-    historyList& list;
+    historyList list;
 };
 
 WStr cleanSuggestion(const WStr& suggestion) {
@@ -145,8 +145,7 @@ bool fileExists(const WStr& path) {
 
 // One run of a dialog; `name` in and out.
 bool runDialog(bool save, WStr& name) {
-    historyList list(save ? 1 : 0);
-    FileDialogHook hook(list);
+    FileDialogHook hook(save ? 1 : 0);
     FileDialogRequest request;
     request.title = save ? kSaveTitle : kOpenTitle;
     request.fileName = name;
@@ -156,7 +155,7 @@ bool runDialog(bool save, WStr& name) {
     request.defaultExtension = kExtension;
     request.flags = save ? kSaveFlags : kOpenFlags;
     request.save = save;
-    const DialogTemplate& extra = wkCacheDialogs::dialogTemplate(wkCacheDialogs::kFileDialogExtra);
+    const DialogTemplate& extra = D::dialogTemplate(D::kFileDialogExtra);
     if (!GetHost().Panels().FileDialog(request, extra, &hook))
         return false;
     name = request.fileName;

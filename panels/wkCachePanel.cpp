@@ -5,10 +5,10 @@
 #include "cachefile/wkCacheSizeText.h"
 #include "host/FileName.h"
 #include "host/Host.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheDlgProcs.h"
-#include "panels/wkCachePanelTexts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,8 +21,6 @@ namespace {
 // The one panel of the process (the host's panel interface while a cache object is edited).
 wkCachePanel* thePanel = nullptr;
 
-constexpr int kStatusField = 1025;
-constexpr int kFileField = 1024;
 // Colours of the host's colour manager: the bar, its light and its dark edge, and the
 // highlight of a pressed check button.
 constexpr int kBarColour = 4;
@@ -36,37 +34,41 @@ const std::vector<int> kActionControls[] = {
     {1151, 1148, 1149, 1150, 1152, 1145, 1146, 1147}, // 0 Delete
     {},
     {},
-    {1142, 1143, 1144}, // 3 Offset
-    {1074, 1075, 1079}, // 4 Set Frame
-    {1076, 1077, 1080}, // 5 Set Material ID
+    {1142, 1143, 1144},             // 3 Offset
+    {1074, D::kFrameSpinner, 1079}, // 4 Set Frame
+    {1076, 1077, 1080},             // 5 Set Material ID
 };
-constexpr int kGroupControls[] = {1083, 1153, 1084, 1085, 1071, 1155, 1156, 1081,
-                                  1082, 1086, 1114, 1087, 1115, 1154, 1107, 1106};
+constexpr int kGroupControls[] = {1083, 1153, 1084, 1085, D::kActionList, 1155, 1156, 1081,
+                                  1082, 1086, 1114, 1087, 1115,           1154, 1107, 1106};
 
 struct Tip {
     int id;
     const wchar_t* text;
 };
 constexpr Tip kFirstOpenTips[] = {
-    {1026, PanelTexts::kTipNew},
-    {1012, PanelTexts::kTipLoad},
-    {1027, PanelTexts::kTipUnload},
-    {1028, PanelTexts::kTipReload},
-    {1158, PanelTexts::kTipReloadMaterial},
-    {1100, PanelTexts::kTipRange},
-    {1123, PanelTexts::kTipRange},
-    {1114, PanelTexts::kTipSetElements},
-    {1087, PanelTexts::kTipAddElements},
-    {1115, PanelTexts::kTipRemoveElements},
-    {1154, PanelTexts::kTipRemoveFromOthers},
-    {1086, PanelTexts::kTipSelectByName},
-    {1110, PanelTexts::kTipSelectByName},
-    {1069, PanelTexts::kTipNewGroup},
+    {1026, L"Create a new cache file"},
+    {1012, L"Load an existing cache file"},
+    {1027, L"Unload the current cache file"},
+    {1028, L"Reload the current cache file"},
+    {1158,
+     L"Reloads the material from the cache file. Hold SHIFT to update all objects that use this "
+     L"cache file"},
+    {1100, L"Set to current time range"},
+    {1123, L"Set to current time range"},
+    {1114, L"Set to selected elements. Hold SHIFT to remove the elements from all other groups"},
+    {1087, L"Add selected elements. Hold SHIFT to remove the elements from all other groups"},
+    {1115, L"Remove selected elements"},
+    {1154, L"Remove this group's elements from all other groups"},
+    {1086, wkCacheTexts::kSelectElementsByName},
+    {1110, wkCacheTexts::kSelectElementsByName},
+    {1069,
+     L"Create a new group from the currently selected elements. Hold SHIFT to create an empty "
+     L"group"},
 };
 
 WStr nodeText(INode* node) {
     if (node == nullptr || node->TestAFlag(A_IS_DELETED))
-        return PanelTexts::kDeleted;
+        return wkCacheTexts::kDeleted;
     return node->GetName();
 }
 
@@ -114,7 +116,7 @@ void wkCachePanel::open(wkCache_obj& object) {
         if (proc)
             panel.procs.push_back(std::move(proc));
     }
-    panel.rollout(D::kCacheFile)->SetPainter(kStatusField, [&panel](PanelCanvas& canvas) {
+    panel.rollout(D::kCacheFile)->SetPainter(D::kStatusField, [&panel](PanelCanvas& canvas) {
         return panel.paintStatus(canvas);
     });
     object.setStatusObserver([](wkCache_obj& o) {
@@ -131,7 +133,7 @@ void wkCachePanel::close() {
     wkCachePanel* ending = thePanel;
     thePanel = nullptr;
     if (PanelWindow* w = ending->rollout(D::kCacheFile))
-        w->SetPainter(kStatusField, {});
+        w->SetPainter(D::kStatusField, {});
     ending->obj.setStatusObserver({});
     GetHost().Panels().SetPickMode(nullptr);
     delete ending;
@@ -184,11 +186,11 @@ void wkCachePanel::updatePanels(bool firstOpen) {
         WStr file;
         WStr extension;
         SplitFilename(asset.GetFileName(), nullptr, &file, &extension);
-        w->SetText(kFileField,
-                   asset.IsNull() ? WStr(PanelTexts::kNoFile) : WStr(file.str() + extension.str()));
+        w->SetText(D::kFileField, asset.IsNull() ? WStr(wkCacheTexts::kNoFile)
+                                                 : WStr(file.str() + extension.str()));
         WStr full;
         const bool resolves = !asset.IsNull() && GetHost().Assets().GetFullFilePath(asset, full);
-        w->SetTooltip(kFileField, resolves ? full.data() : nullptr);
+        w->SetTooltip(D::kFileField, resolves ? full.data() : nullptr);
     }
     if (!firstOpen)
         return;
@@ -199,7 +201,7 @@ void wkCachePanel::updatePanels(bool firstOpen) {
     }
     const std::uint32_t highlight = host.GetUIColor(kCheckHighlightColour);
     if (PanelWindow* w = rollout(D::kRecord))
-        w->MakeCheckButton(1005, highlight);
+        w->MakeCheckButton(D::kPickButton, highlight);
     if (PanelWindow* w = rollout(D::kPerElement))
         w->MakeCheckButton(1107, highlight);
     for (const Tip& tip : kFirstOpenTips)
@@ -233,7 +235,7 @@ void wkCachePanel::refreshGroupList() {
     for (const wkCacheGroup& g : groups.all()) {
         const int count = static_cast<int>(g.elements.size());
         WStr text;
-        text.printf(PanelTexts::kGroupEntryFormat, g.name.data(), count, count == 1 ? L"" : L"s");
+        text.printf(wkCacheTexts::kGroupEntryFormat, g.name.data(), count, count == 1 ? L"" : L"s");
         texts.push_back(text);
     }
     fillList(*w, D::kGroupList, texts);
@@ -273,9 +275,9 @@ void wkCachePanel::refreshGroupControls(TimeValue t) {
         break;
     case wkCacheGroupMode::SetFrame: {
         const IParamBlock2& p = obj.params();
-        w->SetSpinnerValue(1075, p.GetFloat(elementFrames, t, index), false);
+        w->SetSpinnerValue(D::kFrameSpinner, p.GetFloat(elementFrames, t, index), false);
         const Control* c = p.GetControllerByID(elementFrames, index);
-        w->SetKeyBrackets(1075, c != nullptr && c->IsKeyAtTime(t));
+        w->SetKeyBrackets(D::kFrameSpinner, c != nullptr && c->IsKeyAtTime(t));
         break;
     }
     case wkCacheGroupMode::SetMaterialId:
@@ -293,8 +295,8 @@ void wkCachePanel::refreshStatus(const WStr* text) {
     PanelWindow* w = rollout(D::kCacheFile);
     if (w == nullptr)
         return;
-    w->SetText(kStatusField, text != nullptr ? *text : obj.defaultStatusText());
-    w->Redraw(kStatusField);
+    w->SetText(D::kStatusField, text != nullptr ? *text : obj.defaultStatusText());
+    w->Redraw(D::kStatusField);
 }
 
 void wkCachePanel::refreshFileInfo() {
@@ -328,7 +330,7 @@ void wkCachePanel::setProgress(int done, int total) {
     state.progressDone = done;
     state.progressTotal = total;
     if (PanelWindow* w = rollout(D::kCacheFile))
-        w->Redraw(kStatusField);
+        w->Redraw(D::kStatusField);
 }
 
 // The bar fills done / total of the width, with a raised frame: the light edge along the top

@@ -2,12 +2,11 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheObjectTexts.h"
+#include "object/wkCacheTexts.h"
 #include "object/wkCache_obj.h"
 #include "panels/wkCacheDialogs.h"
 #include "panels/wkCacheGroupSteps.h"
 #include "panels/wkCachePanel.h"
-#include "panels/wkCachePanelTexts.h"
 #include "recording/RecordCache.h"
 
 #include <algorithm>
@@ -16,11 +15,6 @@ namespace D = wkCacheDialogs;
 
 namespace {
 
-constexpr int kPickButton = 1005;
-constexpr int kNameEdit = 1068;
-constexpr int kElementList = 1053;
-constexpr int kElementLabel = 1111;
-constexpr int kFilterEdit = 1085;
 constexpr int kMinimumHeight = 200;
 
 // The object's reader, unless it has none or a failed one.
@@ -47,8 +41,8 @@ public:
         busy = false;
     }
 
-    WStr title = PanelTexts::kSelectObjectsToAdd;
-    WStr button = PanelTexts::kAddButton;
+    WStr title = wkCacheTexts::kSelectObjectsToAdd;
+    WStr button = wkCacheTexts::kAddButton;
     wkCache_obj& owner;
     std::vector<INode*> hits;
     bool busy = false;
@@ -65,11 +59,11 @@ public:
         case WM_INITDIALOG:
             minWidth = w.GetRect().Width();
             w.SetTitle(request.title);
-            w.SetText(kElementLabel, request.label);
+            w.SetText(D::kElementLabel, request.label);
             w.CenterOnParent();
-            w.SetText(kFilterEdit, request.filter);
+            w.SetText(D::kFilterEdit, request.filter);
             fill(w, true);
-            w.SetFocus(kFilterEdit);
+            w.SetFocus(D::kFilterEdit);
             if (lastDialogRect().set)
                 w.SetRect(lastDialogRect().rect);
             return true;
@@ -97,25 +91,25 @@ private:
     bool command(PanelWindow& w, const PanelMessage& m) {
         switch (m.id) {
         case 1116:
-            w.ListMark(kElementList, -1, true);
+            w.ListMark(D::kElementList, -1, true);
             return true;
         case 1117:
-            w.ListMark(kElementList, -1, false);
+            w.ListMark(D::kElementList, -1, false);
             return true;
         case 1118:
             invert(w);
             return true;
-        case kFilterEdit:
+        case D::kFilterEdit:
             if (m.code == EN_SETFOCUS)
                 GetHost().Panels().DisableAccelerators();
             else if (m.code == EN_KILLFOCUS)
                 GetHost().Panels().EnableAccelerators();
             else if (m.code == EN_CHANGE) {
-                request.filter = w.GetText(kFilterEdit);
+                request.filter = w.GetText(D::kFilterEdit);
                 fill(w, false);
             }
             return true;
-        case kElementList:
+        case D::kElementList:
             if (m.code == LBN_DBLCLK)
                 confirm(w);
             return true;
@@ -133,25 +127,26 @@ private:
     // The filter's length is read from the name prompt's edit, which this dialog lacks: the
     // text comes back empty, and so does the remembered filter.
     void confirm(PanelWindow& w) {
-        request.filter = w.GetText(kNameEdit);
+        request.filter = w.GetText(D::kNameEdit);
         request.selection.clear();
-        for (int row = 0; row < w.ListCount(kElementList); ++row)
-            if (w.ListMarked(kElementList, row))
-                request.selection.insert(static_cast<std::uint32_t>(w.ListData(kElementList, row)));
+        for (int row = 0; row < w.ListCount(D::kElementList); ++row)
+            if (w.ListMarked(D::kElementList, row))
+                request.selection.insert(
+                    static_cast<std::uint32_t>(w.ListData(D::kElementList, row)));
         w.EndDialog(1);
     }
 
     void invert(PanelWindow& w) {
-        const int count = w.ListCount(kElementList);
+        const int count = w.ListCount(D::kElementList);
         int marked = 0;
         for (int row = 0; row < count; ++row)
-            marked += w.ListMarked(kElementList, row) ? 1 : 0;
+            marked += w.ListMarked(D::kElementList, row) ? 1 : 0;
         if (marked == 0 || marked == count) {
-            w.ListMark(kElementList, -1, marked == 0);
+            w.ListMark(D::kElementList, -1, marked == 0);
             return;
         }
         for (int row = 0; row < count; ++row)
-            w.ListMark(kElementList, row, !w.ListMarked(kElementList, row));
+            w.ListMark(D::kElementList, row, !w.ListMarked(D::kElementList, row));
     }
 
     void fill(PanelWindow& w, bool first) {
@@ -165,23 +160,23 @@ private:
         }
         std::set<std::uint32_t> kept;
         if (!first)
-            for (int row = 0; row < w.ListCount(kElementList); ++row)
-                if (w.ListMarked(kElementList, row))
-                    kept.insert(static_cast<std::uint32_t>(w.ListData(kElementList, row)));
+            for (int row = 0; row < w.ListCount(D::kElementList); ++row)
+                if (w.ListMarked(D::kElementList, row))
+                    kept.insert(static_cast<std::uint32_t>(w.ListData(D::kElementList, row)));
         const std::set<std::uint32_t>& marks = first ? request.selection : kept;
 
-        w.ListLockUpdate(kElementList, true);
+        w.ListLockUpdate(D::kElementList, true);
         const int count = static_cast<int>(matches.size());
-        if (w.ListCount(kElementList) != count) {
-            w.ListReset(kElementList);
+        if (w.ListCount(D::kElementList) != count) {
+            w.ListReset(D::kElementList);
             for (const auto& [index, name] : matches)
-                w.ListAdd(kElementList, name, static_cast<std::intptr_t>(index));
+                w.ListAdd(D::kElementList, name, static_cast<std::intptr_t>(index));
         } else {
             for (int row = 0; row < count; ++row) {
                 const auto& [index, name] = matches[static_cast<std::size_t>(row)];
-                if (w.ListText(kElementList, row) != name)
-                    w.ListSetText(kElementList, row, name);
-                w.ListSetData(kElementList, row, static_cast<std::intptr_t>(index));
+                if (w.ListText(D::kElementList, row) != name)
+                    w.ListSetText(D::kElementList, row, name);
+                w.ListSetData(D::kElementList, row, static_cast<std::intptr_t>(index));
             }
         }
         int firstMarked = -1;
@@ -189,15 +184,15 @@ private:
         for (int row = 0; row < count; ++row) {
             const auto& [index, name] = matches[static_cast<std::size_t>(row)];
             const bool on = marks.contains(index);
-            w.ListMark(kElementList, row, on);
+            w.ListMark(D::kElementList, row, on);
             if (on && firstMarked < 0)
                 firstMarked = row;
-            widest = std::max(widest, w.TextWidth(kElementList, name));
+            widest = std::max(widest, w.TextWidth(D::kElementList, name));
         }
-        w.ListLockUpdate(kElementList, false);
+        w.ListLockUpdate(D::kElementList, false);
         if (firstMarked >= 0)
-            w.ListSetTopIndex(kElementList, firstMarked);
-        w.ListSetHorizontalExtent(kElementList, widest + D::kListExtentMargin);
+            w.ListSetTopIndex(D::kElementList, firstMarked);
+        w.ListSetHorizontalExtent(D::kElementList, widest + D::kListExtentMargin);
     }
 
     GroupElementsRequest& request;
@@ -211,14 +206,14 @@ public:
     explicit GroupNameDialog(WStr& name_) : name(name_) {}
     bool DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) override {
         if (m.message == WM_INITDIALOG) {
-            w.SetText(kNameEdit, name);
+            w.SetText(D::kNameEdit, name);
             w.CenterOnParent();
             return true;
         }
         if (m.message != WM_COMMAND)
             return false;
         if (m.id == IDC_OK) {
-            name = w.GetText(kNameEdit);
+            name = w.GetText(D::kNameEdit);
             w.EndDialog(1);
             return true;
         }
@@ -253,7 +248,7 @@ bool wkCachePick::pick(INode* node) {
     if (!hold.Holding())
         hold.Begin();
     object->appendNodeEntry(node);
-    hold.Accept(PanelTexts::kAddNode);
+    hold.Accept(wkCacheTexts::kAddNode);
     wkCachePanels::refreshNodeList(*object);
     return false;
 }
@@ -261,14 +256,14 @@ bool wkCachePick::pick(INode* node) {
 void wkCachePick::enterMode() {
     if (object != nullptr)
         if (wkCachePanel* panel = wkCachePanel::of(*object))
-            panel->rollout(D::kRecord)->SetCheck(kPickButton, true);
-    GetHost().Panels().PushPrompt(PanelTexts::kSelectObjectsToAdd);
+            panel->rollout(D::kRecord)->SetCheck(D::kPickButton, true);
+    GetHost().Panels().PushPrompt(wkCacheTexts::kSelectObjectsToAdd);
 }
 
 void wkCachePick::exitMode() {
     if (object != nullptr)
         if (wkCachePanel* panel = wkCachePanel::of(*object))
-            panel->rollout(D::kRecord)->SetCheck(kPickButton, false);
+            panel->rollout(D::kRecord)->SetCheck(D::kPickButton, false);
     GetHost().Panels().PopPrompt();
 }
 
@@ -278,7 +273,7 @@ void addNodesByName(wkCache_obj& object) {
     wkCacheSelByName callback(object);
     if (!GetHost().Panels().DoHitByNameDialog(callback) || callback.hits.empty())
         return;
-    object.NodeListNotification(D::kBulkChangeStarts);
+    object.NodeListNotification(kNotifyBulkChangeStarts);
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
         hold.Begin();
@@ -286,8 +281,8 @@ void addNodesByName(wkCache_obj& object) {
     block.Delete(wkCacheParam::nodes, 0, block.Count(wkCacheParam::nodes));
     for (INode* node : callback.hits)
         object.appendNodeEntry(node);
-    hold.Accept(PanelTexts::kSelectMultiple);
-    object.NodeListNotification(D::kBulkChangeEnds);
+    hold.Accept(wkCacheTexts::kSelectMultiple);
+    object.NodeListNotification(kNotifyBulkChangeEnds);
 }
 
 // ---- Element dialog
@@ -309,8 +304,8 @@ bool promptGroupName(WStr& name) {
 
 void selectElementsByName(wkCache_obj& object) {
     GroupElementsRequest request;
-    request.title = PanelTexts::kSelectElementsByName;
-    request.label = PanelTexts::kSelectElementsByName;
+    request.title = wkCacheTexts::kSelectElementsByName;
+    request.label = wkCacheTexts::kSelectElementsByName;
     request.selection = object.elementSelection();
     request.reader = usableReader(object);
     if (request.reader == nullptr || !runGroupElementsDialog(request))
@@ -321,7 +316,7 @@ void selectElementsByName(wkCache_obj& object) {
     if (!hold.Holding())
         hold.Begin();
     object.setElementSelection(request.selection);
-    hold.Accept(ObjectTexts::kGroupNodes);
+    hold.Accept(wkCacheTexts::kGroupNodes);
 }
 
 void selectGroupElementsByName(wkCache_obj& object) {
@@ -330,8 +325,8 @@ void selectGroupElementsByName(wkCache_obj& object) {
     if (index < 0 || index >= groups.count())
         return;
     GroupElementsRequest request;
-    request.title = PanelTexts::kSelectGroupElements;
-    request.label = PanelTexts::kSelectElementsToAdd;
+    request.title = wkCacheTexts::kSelectGroupElements;
+    request.label = wkCacheTexts::kSelectElementsToAdd;
     request.filter = object.groupBrowseFilter;
     request.selection = groups.at(index).elements;
     request.reader = usableReader(object);

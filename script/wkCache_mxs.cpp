@@ -5,6 +5,10 @@
 #include "object/wkCache_obj.h"
 #include "script/wkCacheScriptOps.h"
 
+#include <iterator>
+#include <string>
+#include <vector>
+
 namespace {
 
 using M = wkCache_mxs;
@@ -19,129 +23,137 @@ const bool registered =
 
 constexpr std::uint32_t kw = kFPKeywordArg;
 
+// Each group setting's setter id follows its getter's.
+constexpr FunctionID setterOf(FunctionID getter) {
+    return getter + 1;
+}
+
 // A group setting that scripts read and write through a pair of functions: the record's field
 // and the object's setter (one undoable step).
 template <class T> struct GroupSetting {
     FunctionID get;
-    FunctionID set;
     T wkCacheGroup::*field;
     bool (wkCache_obj::*setter)(const WStr&, T);
 };
 
 constexpr GroupSetting<bool> kGroupSwitches[] = {
-    {M::fnGetGroupEnabled, M::fnSetGroupEnabled, &wkCacheGroup::enabled,
-     &wkCache_obj::setGroupEnabled},
-    {M::fnGetGroupDeleteByAge, M::fnSetGroupDeleteByAge, &wkCacheGroup::byAge,
-     &wkCache_obj::setGroupByAge},
-    {M::fnGetGroupDeleteByDistance, M::fnSetGroupDeleteByDistance, &wkCacheGroup::byDistance,
-     &wkCache_obj::setGroupByDistance},
-    {M::fnGetGroupRespectActivation, M::fnSetGroupRespectActivation,
-     &wkCacheGroup::respectActivation, &wkCache_obj::setGroupRespectActivation},
+    {M::fnGetGroupEnabled, &wkCacheGroup::enabled, &wkCache_obj::setGroupEnabled},
+    {M::fnGetGroupDeleteByAge, &wkCacheGroup::byAge, &wkCache_obj::setGroupByAge},
+    {M::fnGetGroupDeleteByDistance, &wkCacheGroup::byDistance, &wkCache_obj::setGroupByDistance},
+    {M::fnGetGroupRespectActivation, &wkCacheGroup::respectActivation,
+     &wkCache_obj::setGroupRespectActivation},
 };
 
 constexpr GroupSetting<float> kGroupAmounts[] = {
-    {M::fnGetGroupDelay, M::fnSetGroupDelay, &wkCacheGroup::offset, &wkCache_obj::setGroupOffset},
-    {M::fnGetGroupDeleteAge, M::fnSetGroupDeleteAge, &wkCacheGroup::age,
-     &wkCache_obj::setGroupDeleteAge},
-    {M::fnGetGroupDeleteDistance, M::fnSetGroupDeleteDistance, &wkCacheGroup::distance,
-     &wkCache_obj::setGroupDeleteDistance},
+    {M::fnGetGroupDelay, &wkCacheGroup::offset, &wkCache_obj::setGroupOffset},
+    {M::fnGetGroupDeleteAge, &wkCacheGroup::age, &wkCache_obj::setGroupDeleteAge},
+    {M::fnGetGroupDeleteDistance, &wkCacheGroup::distance, &wkCache_obj::setGroupDeleteDistance},
 };
+
+// The group settings as scripts see them, in the order of the interface's slots:
+// get<name> groupName answers the value, set<name> groupName <value> answers success.
+struct DescribedSetting {
+    FunctionID get;
+    const wchar_t* name;
+    const wchar_t* value;
+    FPType type;
+};
+
+constexpr DescribedSetting kDescribedSettings[] = {
+    {M::fnGetGroupEnabled, L"GroupEnabled", L"enabled", FPT_BOOL},
+    {M::fnGetGroupDelay, L"GroupDelay", L"delay", FPT_FLOAT},
+    {M::fnGetGroupDeleteByAge, L"GroupDeleteByAge", L"byAge", FPT_BOOL},
+    {M::fnGetGroupDeleteAge, L"GroupDeleteAge", L"age", FPT_FLOAT},
+    {M::fnGetGroupDeleteByDistance, L"GroupDeleteByDistance", L"byDistance", FPT_BOOL},
+    {M::fnGetGroupDeleteDistance, L"GroupDeleteDistance", L"dist", FPT_FLOAT},
+    {M::fnGetGroupMatID, L"GroupMatID", L"matID", FPT_INT},
+};
+
+FPInterfaceDesc describe() {
+    // The settings' names, alive until the description has copied them.
+    std::vector<std::wstring> names;
+    names.reserve(2 * std::size(kDescribedSettings));
+    // clang-format off
+    std::vector<FPDescItem> items{
+        M::fnRecord, L"record", 0, FPT_BOOL, 0, 1,
+            L"fileName", 0, FPT_FILENAME, kw, nullptr,
+        M::fnGetElementNames, L"getElementNames", 0, FPT_VALUE, 0, 1,
+            L"pattern", 0, FPT_STRING, kw, nullptr,
+        M::fnGetElementSelection, L"getElementSelection", 0, FPT_VALUE, 0, 0,
+        M::fnSetElementSelection, L"setElementSelection", 0, FPT_VALUE, 0, 1,
+            L"indices", 0, FPT_VALUE,
+        M::fnAddGroup, L"addGroup", 0, FPT_BOOL, 0, 2,
+            L"groupName", 0, FPT_STRING,
+            L"addSelected", 0, FPT_BOOL, kw, false,
+        M::fnDeleteGroup, L"deleteGroup", 0, FPT_BOOL, 0, 1, L"groupName", 0, FPT_STRING,
+        M::fnRenameGroup, L"renameGroup", 0, FPT_BOOL, 0, 2,
+            L"groupName", 0, FPT_STRING, L"newName", 0, FPT_STRING,
+        M::fnGetSelectedGroup, L"getSelectedGroup", 0, FPT_VALUE, 0, 0,
+        M::fnSetSelectedGroup, L"setSelectedGroup", 0, FPT_BOOL, 0, 1,
+            L"groupName", 0, FPT_STRING,
+        M::fnGetGroupMode, L"getGroupMode", 0, FPT_VALUE, 0, 1, L"groupName", 0, FPT_STRING,
+        M::fnSetGroupMode, L"setGroupMode", 0, FPT_BOOL, 0, 2,
+            L"groupName", 0, FPT_STRING, L"mode", 0, FPT_NAME,
+        M::fnGetGroupElements, L"getGroupElements", 0, FPT_VALUE, 0, 1,
+            L"groupName", 0, FPT_STRING,
+        M::fnSetGroupElements, L"setGroupElements", 0, FPT_VALUE, 0, 2,
+            L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
+        M::fnAddGroupElements, L"addGroupElements", 0, FPT_VALUE, 0, 2,
+            L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
+        M::fnRemoveGroupElements, L"removeGroupElements", 0, FPT_BOOL, 0, 2,
+            L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
+        M::fnMakeGroupElementsUnique, L"makeGroupElementsUnique", 0, FPT_BOOL, 0, 1,
+            L"groupName", 0, FPT_STRING,
+    };
+    for (const DescribedSetting& s : kDescribedSettings) {
+        const wchar_t* getter = names.emplace_back(L"get" + std::wstring(s.name)).c_str();
+        const wchar_t* setter = names.emplace_back(L"set" + std::wstring(s.name)).c_str();
+        items.insert(items.end(), {
+            s.get, getter, 0, s.type, 0, 1, L"groupName", 0, FPT_STRING,
+            setterOf(s.get), setter, 0, FPT_BOOL, 0, 2,
+                L"groupName", 0, FPT_STRING, s.value, 0, s.type,
+        });
+    }
+    items.insert(items.end(), {
+        M::fnDeleteAllGroups, L"deleteAllGroups", 0, FPT_VOID, 0, 0,
+        M::fnExplode, L"explode", 0, FPT_VALUE, 0, 7,
+            L"interval", 0, FPT_INTERVAL,
+            L"stepSize", 0, FPT_TIMEVALUE,
+            L"selectedOnly", 0, FPT_BOOL, kw, false,
+            L"reduceKeys", 0, FPT_BOOL, kw, true,
+            L"reduceStepSize", 0, FPT_TIMEVALUE, kw, 0,
+            L"reduceThresh", 0, FPT_FLOAT, kw, 0.02,
+            L"wkCacheNode", 0, FPT_INODE, kw, nullptr,
+        M::fnReduceKeys, L"reduceKeys", 0, FPT_BOOL, 0, 4,
+            L"controller", 0, FPT_VALUE,
+            L"interval", 0, FPT_INTERVAL,
+            L"stepSize", 0, FPT_TIMEVALUE,
+            L"thresh", 0, FPT_FLOAT, kw, 0.02,
+        M::fnDebugPrint, L"debugPrint", 0, FPT_VOID, 0, 0,
+        kFPProperties,
+        M::propVersion, FP_NO_FUNCTION, L"version", 0, FPT_FLOAT,
+        M::propFileVersion, FP_NO_FUNCTION, L"fileVersion", 0, FPT_INT,
+        M::propCacheStart, FP_NO_FUNCTION, L"cacheStart", 0, FPT_TIMEVALUE,
+        M::propCacheEnd, FP_NO_FUNCTION, L"cacheEnd", 0, FPT_TIMEVALUE,
+        M::propCacheStepSize, FP_NO_FUNCTION, L"cacheStepSize", 0, FPT_INT,
+        M::propCacheFrameRate, FP_NO_FUNCTION, L"cacheFrameRate", 0, FPT_INT,
+        M::propCacheNumNodes, FP_NO_FUNCTION, L"cacheNumNodes", 0, FPT_INT,
+        M::propCacheNumSamples, FP_NO_FUNCTION, L"cacheNumSamples", 0, FPT_INT,
+        M::propCacheHasVisibility, FP_NO_FUNCTION, L"cacheHasVisibility", 0, FPT_BOOL,
+        M::propCacheHasSpecifiedNormals, FP_NO_FUNCTION, L"cacheHasSpecifiedNormals", 0,
+            FPT_BOOL,
+        kFPEnd,
+    });
+    // clang-format on
+    // The class descriptor is the cache object's class; its address stands for it here.
+    return FPInterfaceDesc(WK_CACHE_FNS_INTERFACE, L"WK_Cache_Fns", 0, &wkCache_obj::kClassID,
+                           FP_MIXIN, items);
+}
 
 } // namespace
 
 FPInterfaceDesc& wkCache_mxs::Desc() {
-    // The class descriptor is the cache object's class; its address stands for it here.
-    // clang-format off
-    static FPInterfaceDesc desc(
-        WK_CACHE_FNS_INTERFACE, L"WK_Cache_Fns", 0, &wkCache_obj::kClassID, FP_MIXIN,
-        {
-            M::fnRecord, L"record", 0, FPT_BOOL, 0, 1,
-                L"fileName", 0, FPT_FILENAME, kw, nullptr,
-            M::fnGetElementNames, L"getElementNames", 0, FPT_VALUE, 0, 1,
-                L"pattern", 0, FPT_STRING, kw, nullptr,
-            M::fnGetElementSelection, L"getElementSelection", 0, FPT_VALUE, 0, 0,
-            M::fnSetElementSelection, L"setElementSelection", 0, FPT_VALUE, 0, 1,
-                L"indices", 0, FPT_VALUE,
-            M::fnAddGroup, L"addGroup", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING,
-                L"addSelected", 0, FPT_BOOL, kw, false,
-            M::fnDeleteGroup, L"deleteGroup", 0, FPT_BOOL, 0, 1, L"groupName", 0, FPT_STRING,
-            M::fnRenameGroup, L"renameGroup", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"newName", 0, FPT_STRING,
-            M::fnGetSelectedGroup, L"getSelectedGroup", 0, FPT_VALUE, 0, 0,
-            M::fnSetSelectedGroup, L"setSelectedGroup", 0, FPT_BOOL, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnGetGroupMode, L"getGroupMode", 0, FPT_VALUE, 0, 1, L"groupName", 0, FPT_STRING,
-            M::fnSetGroupMode, L"setGroupMode", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"mode", 0, FPT_NAME,
-            M::fnGetGroupElements, L"getGroupElements", 0, FPT_VALUE, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupElements, L"setGroupElements", 0, FPT_VALUE, 0, 2,
-                L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
-            M::fnAddGroupElements, L"addGroupElements", 0, FPT_VALUE, 0, 2,
-                L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
-            M::fnRemoveGroupElements, L"removeGroupElements", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"indices", 0, FPT_VALUE,
-            M::fnMakeGroupElementsUnique, L"makeGroupElementsUnique", 0, FPT_BOOL, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnGetGroupEnabled, L"getGroupEnabled", 0, FPT_BOOL, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupEnabled, L"setGroupEnabled", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"enabled", 0, FPT_BOOL,
-            M::fnGetGroupDelay, L"getGroupDelay", 0, FPT_FLOAT, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupDelay, L"setGroupDelay", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"delay", 0, FPT_FLOAT,
-            M::fnGetGroupDeleteByAge, L"getGroupDeleteByAge", 0, FPT_BOOL, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupDeleteByAge, L"setGroupDeleteByAge", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"byAge", 0, FPT_BOOL,
-            M::fnGetGroupDeleteAge, L"getGroupDeleteAge", 0, FPT_FLOAT, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupDeleteAge, L"setGroupDeleteAge", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"age", 0, FPT_FLOAT,
-            M::fnGetGroupDeleteByDistance, L"getGroupDeleteByDistance", 0, FPT_BOOL, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupDeleteByDistance, L"setGroupDeleteByDistance", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"byDistance", 0, FPT_BOOL,
-            M::fnGetGroupDeleteDistance, L"getGroupDeleteDistance", 0, FPT_FLOAT, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupDeleteDistance, L"setGroupDeleteDistance", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"dist", 0, FPT_FLOAT,
-            M::fnGetGroupMatID, L"getGroupMatID", 0, FPT_INT, 0, 1,
-                L"groupName", 0, FPT_STRING,
-            M::fnSetGroupMatID, L"setGroupMatID", 0, FPT_BOOL, 0, 2,
-                L"groupName", 0, FPT_STRING, L"matID", 0, FPT_INT,
-            M::fnDeleteAllGroups, L"deleteAllGroups", 0, FPT_VOID, 0, 0,
-            M::fnExplode, L"explode", 0, FPT_VALUE, 0, 7,
-                L"interval", 0, FPT_INTERVAL,
-                L"stepSize", 0, FPT_TIMEVALUE,
-                L"selectedOnly", 0, FPT_BOOL, kw, false,
-                L"reduceKeys", 0, FPT_BOOL, kw, true,
-                L"reduceStepSize", 0, FPT_TIMEVALUE, kw, 0,
-                L"reduceThresh", 0, FPT_FLOAT, kw, 0.02,
-                L"wkCacheNode", 0, FPT_INODE, kw, nullptr,
-            M::fnReduceKeys, L"reduceKeys", 0, FPT_BOOL, 0, 4,
-                L"controller", 0, FPT_VALUE,
-                L"interval", 0, FPT_INTERVAL,
-                L"stepSize", 0, FPT_TIMEVALUE,
-                L"thresh", 0, FPT_FLOAT, kw, 0.02,
-            M::fnDebugPrint, L"debugPrint", 0, FPT_VOID, 0, 0,
-            kFPProperties,
-            M::propVersion, FP_NO_FUNCTION, L"version", 0, FPT_FLOAT,
-            M::propFileVersion, FP_NO_FUNCTION, L"fileVersion", 0, FPT_INT,
-            M::propCacheStart, FP_NO_FUNCTION, L"cacheStart", 0, FPT_TIMEVALUE,
-            M::propCacheEnd, FP_NO_FUNCTION, L"cacheEnd", 0, FPT_TIMEVALUE,
-            M::propCacheStepSize, FP_NO_FUNCTION, L"cacheStepSize", 0, FPT_INT,
-            M::propCacheFrameRate, FP_NO_FUNCTION, L"cacheFrameRate", 0, FPT_INT,
-            M::propCacheNumNodes, FP_NO_FUNCTION, L"cacheNumNodes", 0, FPT_INT,
-            M::propCacheNumSamples, FP_NO_FUNCTION, L"cacheNumSamples", 0, FPT_INT,
-            M::propCacheHasVisibility, FP_NO_FUNCTION, L"cacheHasVisibility", 0, FPT_BOOL,
-            M::propCacheHasSpecifiedNormals, FP_NO_FUNCTION, L"cacheHasSpecifiedNormals", 0,
-                FPT_BOOL,
-            kFPEnd,
-        });
-    // clang-format on
+    static FPInterfaceDesc desc = describe();
     (void)registered;
     return desc;
 }
@@ -163,7 +175,7 @@ FPStatus wkCache_mxs::Invoke(FunctionID fid, TimeValue, FPValue& result, const F
                 give(group(0).*s.field);
                 return true;
             }
-            if (fid == s.set) {
+            if (fid == setterOf(s.get)) {
                 group(0);
                 yes((o.*s.setter)(str(0), read(1)));
                 return true;

@@ -20,6 +20,7 @@
 #pragma once
 
 #include "host/Control.h"
+#include "host/headless/HeadlessRevision.h"
 
 #include <vector>
 
@@ -79,7 +80,10 @@ public:
 
 private:
     using Vec = typename Traits::Vec;
-    void changed() { dirty = true; }
+    void changed() {
+        dirty = true;
+        HeadlessRevision::Changed();
+    }
     void rebuild() const;
     // Inserts a key in time order, taking its turn from the key after it.
     void insertKey(const Key& key);
@@ -94,21 +98,12 @@ private:
     mutable std::vector<Vec> chords, inTangents, outTangents;
 };
 
+// The .cpp instantiates the controller for each of the seven traits above; the controllers
+// that code names directly:
 using HeadlessFloatKeyControl = HeadlessKeyControl<FloatKeyTraits>;
-using HeadlessPoint2KeyControl = HeadlessKeyControl<Point2KeyTraits>;
-using HeadlessPoint3KeyControl = HeadlessKeyControl<Point3KeyTraits>;
-using HeadlessPoint4KeyControl = HeadlessKeyControl<Point4KeyTraits>;
 using HeadlessPositionKeyControl = HeadlessKeyControl<PositionKeyTraits>;
 using HeadlessRotationKeyControl = HeadlessKeyControl<RotationKeyTraits>;
 using HeadlessScaleKeyControl = HeadlessKeyControl<ScaleKeyTraits>;
-
-extern template class HeadlessKeyControl<FloatKeyTraits>;
-extern template class HeadlessKeyControl<Point2KeyTraits>;
-extern template class HeadlessKeyControl<Point3KeyTraits>;
-extern template class HeadlessKeyControl<Point4KeyTraits>;
-extern template class HeadlessKeyControl<PositionKeyTraits>;
-extern template class HeadlessKeyControl<RotationKeyTraits>;
-extern template class HeadlessKeyControl<ScaleKeyTraits>;
 
 // A new key controller of the host's class ids (superclass and class as in KeyControl.h), or
 // null for a pair the headless host does not make.

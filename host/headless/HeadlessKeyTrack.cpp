@@ -172,6 +172,7 @@ void HeadlessKeyTrack<T>::AddKey(TimeValue time, const T& value, const TCBParams
     const auto at = std::lower_bound(keys.begin(), keys.end(), time,
                                      [](const TrackKey<T>& k, TimeValue t) { return k.time < t; });
     lastArc.segment = -1;
+    HeadlessRevision::Changed();
     if (at != keys.end() && at->time == time) {
         *at = {time, value, tcb};
         return;
@@ -179,16 +180,16 @@ void HeadlessKeyTrack<T>::AddKey(TimeValue time, const T& value, const TCBParams
     keys.insert(at, {time, value, tcb});
 }
 
-template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
-    if (keys.empty())
-        return defaultValue;
-    if (t <= keys.front().time)
-        return keys.front().value;
-    if (t >= keys.back().time)
-        return keys.back().value;
+template <class T>
+std::size_t HeadlessKeyTrack<T>::segmentOf(TimeValue t, std::size_t guess) const {
+    if (guess + 1 < keys.size() && keys[guess].time <= t && t < keys[guess + 1].time)
+        return guess;
     const auto next = std::upper_bound(
         keys.begin(), keys.end(), t, [](TimeValue v, const TrackKey<T>& k) { return v < k.time; });
-    const std::size_t i = static_cast<std::size_t>(next - keys.begin()) - 1;
+    return static_cast<std::size_t>(next - keys.begin()) - 1;
+}
+
+template <class T> T HeadlessKeyTrack<T>::valueInSegment(std::size_t i, TimeValue t) const {
     const TrackKey<T>& a = keys[i];
     const TrackKey<T>& b = keys[i + 1];
     // Tick differences of keys fit 64 bits whatever their times.
@@ -210,6 +211,34 @@ template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
         }
     }
     return tcbSegment(keys, i, EaseCurve(u, a.tcb.easeOut, b.tcb.easeIn));
+}
+
+template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
+    if (keys.empty())
+        return defaultValue;
+    if (t <= keys.front().time)
+        return keys.front().value;
+    if (t >= keys.back().time)
+        return keys.back().value;
+    return valueInSegment(segmentOf(t, keys.size()), t);
+}
+
+template <class T>
+void HeadlessKeyTrack<T>::GetValues(const TimeValue* times, int count, T* out) const {
+    std::size_t segment = 0;
+    for (int k = 0; k < count; ++k) {
+        const TimeValue t = times[k];
+        if (keys.empty()) {
+            out[k] = defaultValue;
+        } else if (t <= keys.front().time) {
+            out[k] = keys.front().value;
+        } else if (t >= keys.back().time) {
+            out[k] = keys.back().value;
+        } else {
+            segment = segmentOf(t, segment);
+            out[k] = valueInSegment(segment, t);
+        }
+    }
 }
 
 template class HeadlessKeyTrack<float>;

@@ -18,6 +18,7 @@
 #include "host/Point.h"
 #include "host/Quat.h"
 #include "host/Time.h"
+#include "host/headless/HeadlessRevision.h"
 
 #include <vector>
 
@@ -47,6 +48,7 @@ public:
     void SetInterpolation(KeyInterpolation kind) {
         interpolation = kind;
         lastArc.segment = -1;
+        HeadlessRevision::Changed();
     }
 
     void AddKey(TimeValue time, const T& value, const TCBParams& tcb = {});
@@ -54,21 +56,33 @@ public:
     void ClearKeys() {
         keys.clear();
         lastArc.segment = -1;
+        HeadlessRevision::Changed();
     }
     int NumKeys() const { return static_cast<int>(keys.size()); }
     const TrackKey<T>& GetKey(int i) const { return keys[static_cast<std::size_t>(i)]; }
 
     T GetValue(TimeValue t) const;
+    // GetValue at each of `count` times, into `out`: the same values, in one loop that keeps
+    // the segment from one time to the next (recording asks for runs of rising times).
+    void GetValues(const TimeValue* times, int count, T* out) const;
     // Outside animation: a track without keys takes the value everywhere; with keys, the value
     // becomes a key at t.
     void SetValue(TimeValue t, const T& value) {
-        if (keys.empty())
+        if (keys.empty()) {
             defaultValue = value;
-        else
+            HeadlessRevision::Changed();
+        } else {
             AddKey(t, value);
+        }
     }
 
 private:
+    // The index of the key that starts the segment holding t, strictly between the first and
+    // the last key's times; `guess` is tried first.
+    std::size_t segmentOf(TimeValue t, std::size_t guess) const;
+    // The value at t in the segment starting at key i.
+    T valueInSegment(std::size_t i, TimeValue t) const;
+
     // The arc of the last linear rotation segment evaluated: recording and playback ask a track
     // for many times in a row between the same two keys, and the arc depends on them alone.
     struct SegmentArc {
@@ -83,13 +97,10 @@ private:
     mutable SegmentArc lastArc;
 };
 
+// The three tracks there are, each instantiated in the .cpp.
 using FloatTrack = HeadlessKeyTrack<float>;
 using Point3Track = HeadlessKeyTrack<Point3>;
 using RotationTrack = HeadlessKeyTrack<Quat>;
-
-extern template class HeadlessKeyTrack<float>;
-extern template class HeadlessKeyTrack<Point3>;
-extern template class HeadlessKeyTrack<Quat>;
 
 // Kochanek-Bartels weights of the tangents at a key whose neighbours lie `before` and `after`
 // ticks away: outgoing tangent = outPrev * (P - Pprev) + outNext * (Pnext - P), incoming alike.

@@ -30,6 +30,59 @@ Matrix3 HeadlessNode::GetObjectTM(TimeValue t) {
     return offsetTM * GetNodeTM(t);
 }
 
+void HeadlessNode::localTMs(const TimeValue* times, int count, Matrix3* out) const {
+    if (tmControl) {
+        for (int k = 0; k < count; ++k)
+            out[k] = GetLocalTM(times[k]);
+        return;
+    }
+    Point3 scales[kRun];
+    Quat rotations[kRun];
+    Point3 positions[kRun];
+    scale.GetValues(times, count, scales);
+    rotation.GetValues(times, count, rotations);
+    position.GetValues(times, count, positions);
+    for (int k = 0; k < count; ++k)
+        out[k] = ComposePRS(scales[k], rotations[k], positions[k]);
+}
+
+void HeadlessNode::GetNodeTMs(const TimeValue* times, int count, Matrix3* out) {
+    for (int first = 0; first < count; first += kRun) {
+        const int n = std::min(kRun, count - first);
+        const TimeValue* at = times + first;
+        Matrix3* tm = out + first;
+        const bool keep = !children.empty();
+        if (keep && runMemo && runMemo->revision == HeadlessRevision::Now() &&
+            runMemo->count == n && std::equal(at, at + n, runMemo->times)) {
+            std::copy_n(runMemo->transforms, n, tm);
+            continue;
+        }
+        localTMs(at, n, tm);
+        if (parent != nullptr) {
+            Matrix3 parents[kRun];
+            parent->GetNodeTMs(at, n, parents);
+            for (int k = 0; k < n; ++k)
+                tm[k] = tm[k] * parents[k];
+        }
+        if (keep) {
+            if (!runMemo)
+                runMemo = std::make_unique<RunMemo>();
+            runMemo->revision = HeadlessRevision::Now();
+            runMemo->count = n;
+            std::copy_n(at, n, runMemo->times);
+            std::copy_n(tm, n, runMemo->transforms);
+        }
+    }
+}
+
+void HeadlessNode::GetObjectTMs(const TimeValue* times, int count, Matrix3* out) {
+    GetNodeTMs(times, count, out);
+    if (!offsetIsIdentity) {
+        for (int k = 0; k < count; ++k)
+            out[k] = offsetTM * out[k];
+    }
+}
+
 void HeadlessNode::updateOffset() {
     Matrix3 rot;
     offsetRot.MakeMatrix(rot);
@@ -78,6 +131,7 @@ void HeadlessNode::SetParent(HeadlessNode* newParent) {
     parent = newParent;
     if (parent != nullptr)
         parent->children.push_back(this);
+    HeadlessRevision::Changed();
 }
 
 void HeadlessNode::SetNodeTM(TimeValue t, const Matrix3& tm) {

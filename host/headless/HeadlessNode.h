@@ -11,6 +11,7 @@
 #include "host/INode.h"
 #include "host/headless/HeadlessKeyTrack.h"
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -24,6 +25,7 @@ public:
     INode* GetParentNode() const override { return parent; }
     Matrix3 GetNodeTM(TimeValue t) override;
     Matrix3 GetObjectTM(TimeValue t) override;
+    void GetObjectTMs(const TimeValue* times, int count, Matrix3* out) override;
     Point3 GetObjOffsetPos() const override { return offsetPos; }
     Quat GetObjOffsetRot() const override { return offsetRot; }
     ScaleValue GetObjOffsetScale() const override { return offsetScale; }
@@ -43,6 +45,7 @@ public:
     MatrixControl* GetTMController() override { return tmControl.get(); }
     void SetTMController(std::unique_ptr<MatrixControl> control) override {
         tmControl = std::move(control);
+        HeadlessRevision::Changed();
     }
     Control* GetVisController() override { return visControl.get(); }
     void SetVisController(std::unique_ptr<Control> control) override {
@@ -54,6 +57,8 @@ public:
     // ---- The scene's settings
     // The local transform as the tracks give it, without the parent.
     Matrix3 GetLocalTM(TimeValue t) const;
+    // GetNodeTM at each of `count` times, into `out`.
+    void GetNodeTMs(const TimeValue* times, int count, Matrix3* out);
     Point3Track& Position() { return position; }
     RotationTrack& Rotation() { return rotation; }
     Point3Track& Scale() { return scale; }
@@ -89,6 +94,19 @@ public:
     const std::vector<HeadlessNode*>& Children() const { return children; }
 
 private:
+    // Runs of this many times are evaluated together (GetNodeTMs).
+    static constexpr int kRun = 16;
+    // The node transforms of the last run asked of a node with children: a recording asks each
+    // child for the same run, and the parent is evaluated once for all of them.
+    struct RunMemo {
+        std::uint64_t revision = 0; // HeadlessRevision at the evaluation; 0 before any
+        int count = 0;
+        TimeValue times[kRun] = {};
+        Matrix3 transforms[kRun];
+    };
+    // Own transforms of a run (without the parent).
+    void localTMs(const TimeValue* times, int count, Matrix3* out) const;
+
     // The offset does not animate: its matrix is made when it is set.
     void updateOffset();
 
@@ -96,6 +114,7 @@ private:
     SceneObject* object;
     HeadlessNode* parent = nullptr;
     std::vector<HeadlessNode*> children;
+    std::unique_ptr<RunMemo> runMemo; // made when first asked for a run while it has children
 
     Point3Track position{Point3()};
     RotationTrack rotation{Quat()};

@@ -54,6 +54,7 @@ private:
         if (!c || c->SuperClassID() != kind)
             return false;
         slot = std::move(c);
+        HeadlessRevision::Changed();
         return true;
     }
 

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <numbers>
 
 namespace {
@@ -57,6 +58,51 @@ TEST_F(HeadlessSceneTest, ObjectTransformPutsTheOffsetInFrontOfTheNodeTransform)
     HeadlessNode* child = scene.CreateNode(L"c");
     child->SetParent(node);
     expectNear(Point3() * child->GetNodeTM(0), Point3(5, 0, 0));
+}
+
+// Runs of times (as a recording asks for them) give each time's transform, and a parent kept
+// for its children's runs is evaluated again after any change to the keys or links above them.
+TEST_F(HeadlessSceneTest, RunsOfTimesGiveEachTimesTransformAndFollowEveryChange) {
+    HeadlessNode* top = scene.CreateNode(L"top");
+    top->Position().AddKey(0, Point3(0, 0, 0));
+    top->Position().AddKey(400, Point3(5, 1, 0));
+    top->Rotation().AddKey(0, Quat());
+    top->Rotation().AddKey(300, Quat(AngAxis(Point3(0, 1, 0), 2.5f)));
+    HeadlessNode* middle = scene.CreateNode(L"middle");
+    middle->SetParent(top);
+    middle->Rotation().SetInterpolation(KeyInterpolation::TCB);
+    for (int k = 0; k < 4; ++k)
+        middle->Rotation().AddKey(k * 100,
+                                  Quat(AngAxis(Point3(1, 0, 1), 0.7f * static_cast<float>(k))));
+    HeadlessNode* child = scene.CreateNode(L"child");
+    child->SetParent(middle);
+    child->Scale().AddKey(50, Point3(1, 2, 3));
+    child->Scale().AddKey(250, Point3(2, 1, 1));
+    child->SetObjOffsetPos(Point3(0, 0, 2));
+    // More than one run, before the first key, after the last, and going back.
+    std::vector<TimeValue> times;
+    for (TimeValue t = -40; t <= 460; t += 25)
+        times.push_back(t);
+    times.push_back(120);
+
+    const std::function<void()> changes[] = {
+        [] {},
+        [&] { top->Position().AddKey(200, Point3(-3, 0, 9)); },
+        [&] { middle->Rotation().SetInterpolation(KeyInterpolation::Linear); },
+        [&] { top->Rotation().ClearKeys(); },
+        [&] { middle->SetParent(nullptr); },
+        [&] { child->SetParent(top); },
+    };
+    for (std::size_t c = 0; c < std::size(changes); ++c) {
+        SCOPED_TRACE(c);
+        changes[c]();
+        for (HeadlessNode* node : {top, middle, child}) {
+            std::vector<Matrix3> run(times.size());
+            node->GetObjectTMs(times.data(), static_cast<int>(times.size()), run.data());
+            for (std::size_t k = 0; k < times.size(); ++k)
+                EXPECT_EQ(run[k], node->GetObjectTM(times[k])) << times[k];
+        }
+    }
 }
 
 TEST_F(HeadlessSceneTest, VisibilityIsTheTrackTimesTheParentsWhenInherited) {

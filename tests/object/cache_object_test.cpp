@@ -213,6 +213,15 @@ TEST_F(CacheObjectTest, ARenderEvaluatesWithTheRenderSettings) {
     object->updateCacheMesh(161);
     EXPECT_FALSE(state.deleteInvisible);
     EXPECT_EQ(object->getMesh().getNumFaces(), 2);
+
+    // Baking (explode) takes the render settings outside a render too; the viewport does not.
+    object->RenderEnd(161);
+    object->updateCacheMesh(162);
+    EXPECT_TRUE(state.isViewport && state.boxMode && !state.applyMaterial);
+    object->clearElementValidity();
+    wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(&object->playbackRecord());
+    object->evaluateForExplode(162, *entry->reader);
+    EXPECT_FALSE(state.isViewport || state.boxMode || !state.applyMaterial);
 }
 
 TEST_F(CacheObjectTest, ReverseSwapsTheOutOfRangeTypes) {
