@@ -66,7 +66,7 @@ async function openPage(browser, url) {
 }
 
 // Polled by time: a page in the background draws no animation frames.
-const waitState = (page, test, arg) => page.waitForFunction(test, { timeout: 10000, polling: 100 }, arg);
+const waitState = (page, test, arg) => page.waitForFunction(test, { timeout: 30000, polling: 100 }, arg);
 const control = (id) => `#panels [data-id="${id}"]`;
 
 fs.mkdirSync(scratch, { recursive: true });
