@@ -11,6 +11,7 @@
 #include "host/Point.h"
 
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 
 class Matrix3;
@@ -78,22 +79,34 @@ inline constexpr float kSlerpEpsilon = 1e-6f;
 
 // Inline: playback runs it once per element and frame, where a call and a Quat returned through
 // memory cost as much as the arithmetic.
-inline Quat Slerp(const Quat& a, const Quat& b, float t, const SlerpArc& arc) {
-    if (1.0f + arc.cosom > kSlerpEpsilon) {
-        float sa, sb;
-        if (1.0f - arc.cosom > kSlerpEpsilon) {
-            sa = std::sin((1.0f - t) * arc.omega) / arc.sinom;
-            sb = std::sin(t * arc.omega) / arc.sinom;
-        } else {
-            sa = 1.0f - t;
-            sb = t;
-        }
-        return a * sa + b * sb;
+// Slerp's three roads, told by the arc's cosine alone: a long arc divides by sin(omega), a
+// short one blends linearly, and a half turn goes through a perpendicular quaternion.
+enum class SlerpRoad : std::uint8_t { Long, Short, HalfTurn };
+inline SlerpRoad SlerpRoadOf(float cosom) {
+    if (1.0f + cosom > kSlerpEpsilon)
+        return 1.0f - cosom > kSlerpEpsilon ? SlerpRoad::Long : SlerpRoad::Short;
+    return SlerpRoad::HalfTurn;
+}
+
+// Slerp on a road told beforehand, for callers that keep the road of a pair; omega and sinom
+// are read on the long road only.
+inline Quat Slerp(const Quat& a, const Quat& b, float t, SlerpRoad road, float omega, float sinom) {
+    switch (road) {
+    case SlerpRoad::Long:
+        return a * (std::sin((1.0f - t) * omega) / sinom) + b * (std::sin(t * omega) / sinom);
+    case SlerpRoad::Short:
+        return a * (1.0f - t) + b * t;
+    case SlerpRoad::HalfTurn:
+        break;
     }
     // b is -a: turn through a quaternion perpendicular to a.
     const Quat perp(-a.y, a.x, -a.w, a.z);
     constexpr float halfPi = std::numbers::pi_v<float> * 0.5f;
     return a * std::sin((1.0f - t) * halfPi) + perp * std::sin(t * halfPi);
+}
+
+inline Quat Slerp(const Quat& a, const Quat& b, float t, const SlerpArc& arc) {
+    return Slerp(a, b, t, SlerpRoadOf(arc.cosom), arc.omega, arc.sinom);
 }
 
 struct AngAxis {

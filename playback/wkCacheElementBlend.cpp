@@ -53,12 +53,10 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
     f.kb = r.kb;
     f.fa = r.fa;
     f.fb = r.fb;
-    // Slerp's tests on the cosine, made once.
-    const Arc arc = 1.0f + r.q.cosom > kSlerpEpsilon
-                        ? (1.0f - r.q.cosom > kSlerpEpsilon ? kLongArc : kShortArc)
-                        : kHalfTurn;
+    // Slerp's tests on the cosine, made once per pair.
     PairKey& k = pairKeys[pair];
-    k.flags = static_cast<std::uint8_t>(arc << kArcShift);
+    k.flags =
+        static_cast<std::uint8_t>(static_cast<std::uint8_t>(SlerpRoadOf(r.q.cosom)) << kArcShift);
     k.used = true;
 }
 

@@ -64,8 +64,6 @@ private:
         kSlot = 16, // which of the element's two pairs is the key's
         kArcShift = 6,
     };
-    // Slerp's three roads, told by the arc's cosine alone: a representative cosine for each.
-    enum Arc : std::uint8_t { kLongArc = 0, kShortArc = 1, kHalfTurn = 2 };
 
     struct Place {
         std::int32_t sample = 0;
@@ -77,7 +75,7 @@ private:
         std::int32_t sample = 0;
         std::int32_t nextSample = 0;
         bool used = false;
-        std::uint8_t flags = 0; // the arc, as the place takes it
+        std::uint8_t flags = 0; // the pair's SlerpRoad, as the place takes it
     };
     struct alignas(32) PairFactors {
         Point3 ta, tb;
@@ -113,13 +111,12 @@ private:
 // order.
 inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags, float fraction,
                                             Matrix3& out) const {
-    static constexpr float kArcCosine[3] = {0.0f, 1.0f, -1.0f};
     const PairFactors& p = factors[pair];
     const float a = fraction;
     const float b = 1.0f - a;
     const Point3 t = p.ta * b + p.tb * a;
-    const SlerpArc arc{kArcCosine[flags >> kArcShift], p.omega, p.sinom};
-    const Quat rot = Slerp(p.qa, p.qTo, a, arc);
+    const Quat rot =
+        Slerp(p.qa, p.qTo, a, static_cast<SlerpRoad>(flags >> kArcShift), p.omega, p.sinom);
     const Point3 k = p.ka * b + p.kb * a;
     const float f = p.fb * a + p.fa * b;
     return composeAxisStretch(out, rot, k, f, t);
