@@ -321,7 +321,8 @@ Reply ServeSession::undo(bool redo) {
 Reply ServeSession::answer(const std::string& body) {
     const Json request = Parse(body);
     const double chosen = Number(request, "answer");
-    if (chosen != IDOK && chosen != IDYES && chosen != IDNO)
+    const auto isAnswer = [chosen](MessageBoxAnswer a) { return chosen == static_cast<int>(a); };
+    if (!isAnswer(IDOK) && !isAnswer(IDYES) && !isAnswer(IDNO))
         throw std::invalid_argument("\"answer\" must be 1 (OK), 6 (Yes) or 7 (No)");
     return thread->call([this, chosen] {
         if (!question)
