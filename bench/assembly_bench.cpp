@@ -6,10 +6,12 @@
 // (in thread CPU time) one frame and, back to back, a plain loop that transforms the same number of
 // points by one matrix (Point3 * Matrix3), the floor of any per-vertex work. The counters give the
 // best time of each per vertex and their ratio. Mode 0 is frames between the same two samples
-// (target: at most 1.3 at 100 vertices, 2 at 8); mode 1 moves to the other of two pairs of samples
-// at every frame (each element keeps the factors of its last two pairs, so nothing is decomposed
-// after the first frames; target 1.6), mode 2 plays on the samples, mode 3 is mode 0 with every
-// second element shifted by a quarter sample, as groups or activation shift them.
+// (target: at most 1.3 at 100 vertices, 2 at 8); mode 1 crosses at every frame to the next pair
+// of samples, one that no element has blended for many frames, so that every element decomposes
+// the one sample it has not seen (target 1.6); mode 2 plays on the samples; mode 3 is mode 0 with
+// every second element shifted by a quarter sample, as groups or activation shift them; mode 4
+// goes back and forth between two pairs (scrubbing), which each element keeps, so nothing is
+// decomposed after the first frames.
 // BM_FastFrameByElementCount: the same elements, 1,000 to 100,000 of them; the cost per element
 // must stay flat (the frame grows linearly).
 // BM_InterpolateTransform: the per-element blend alone, twice decomp_affine and a recomposition;
@@ -39,7 +41,8 @@ namespace {
 using namespace WelkardTools;
 
 constexpr int kFacesPerElement = 8;
-constexpr int kSamples = 3;
+// Enough that a run of crossing frames comes back to a pair only long after it was blended.
+constexpr int kSamples = 12;
 constexpr float kStep = 160.0f;
 
 Matrix3 elementMatrix(int element, int sample) {
@@ -151,14 +154,17 @@ float frameTime(std::int64_t iteration) {
 // Where the elements stand at each frame of a BM_FastFrameVsPlainLoop run.
 enum FrameMode : int {
     kBetweenSamePair = 0, // slow motion or a scene rate above the cache's: same two samples
-    kNextPair = 1,        // every frame between the other two samples: a kept pair
+    kNextPair = 1,        // every frame between the next two samples: one new sample each
     kOnSamples = 2,       // a recording of every frame played at its own rate: no blending
     kHalfShifted = 3,     // kBetweenSamePair, every second element a quarter sample later
+    kTwoKeptPairs = 4,    // every frame between the other of two pairs, both kept
 };
 
 float frameTime(std::int64_t iteration, int mode) {
     switch (mode) {
     case kNextPair:
+        return static_cast<float>(iteration % (kSamples - 1)) + frameTime(iteration);
+    case kTwoKeptPairs:
         return static_cast<float>(iteration % 2) + frameTime(iteration);
     case kOnSamples:
         return static_cast<float>(iteration % kSamples);
@@ -208,8 +214,10 @@ BENCHMARK(BM_FastFrameVsPlainLoop)
     ->Args({kNextPair, 100, 10'000})
     ->Args({kOnSamples, 100, 10'000})
     ->Args({kHalfShifted, 100, 10'000})
+    ->Args({kTwoKeptPairs, 100, 10'000})
     ->Args({kBetweenSamePair, 8, 100'000})
     ->Args({kNextPair, 8, 100'000})
+    ->Args({kHalfShifted, 8, 100'000})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
