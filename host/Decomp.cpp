@@ -46,6 +46,17 @@ Mat multiply(const Mat& a, const Mat& b) {
     return r;
 }
 
+// a * aᵀ: each entry a dot product of two rows, the lower half mirrored (the same products).
+Mat timesTransposed(const Mat& a) {
+    Mat r{};
+    for (int i = 0; i < 3; ++i) {
+        r[i][i] = dot(a[i], a[i]);
+        for (int j = i + 1; j < 3; ++j)
+            r[i][j] = r[j][i] = dot(a[i], a[j]);
+    }
+    return r;
+}
+
 Mat transposed(const Mat& a) {
     Mat r{};
     for (int i = 0; i < 3; ++i)
@@ -148,7 +159,8 @@ Mat rotationRows(const Mat& vm, const Vec& sigma, double detSign) {
     Vec rest = vm[b];
     rest = {rest[0] - w[a][0] * dot(w[a], vm[b]), rest[1] - w[a][1] * dot(w[a], vm[b]),
             rest[2] - w[a][2] * dot(w[a], vm[b])};
-    w[b] = std::sqrt(dot(rest, rest)) > 1e-12 * sigma[a] ? normalized(rest) : perpendicular(w[a]);
+    const double restLength = std::sqrt(dot(rest, rest));
+    w[b] = restLength > 1e-12 * sigma[a] ? scaled(rest, 1.0 / restLength) : perpendicular(w[a]);
     // (a, b, c) even: a × b = c keeps det +1; odd: it flips it.
     const bool even = (a + 1) % 3 == b;
     w[c] = scaled(cross(w[a], w[b]), even ? detSign : -detSign);
@@ -249,7 +261,7 @@ void decomp_affine(const Matrix3& m, AffineParts* parts) {
     Vec lambda;
     Mat v;
     // Axis-aligned stretch (V the identity, exactly): the products with V change nothing.
-    const bool aligned = symmetricEigen(multiply(a, transposed(a)), lambda, v);
+    const bool aligned = symmetricEigen(timesTransposed(a), lambda, v);
     Vec sigma;
     for (int i = 0; i < 3; ++i)
         sigma[i] = std::sqrt(std::max(lambda[i], 0.0));

@@ -71,20 +71,6 @@ bool RigidBlend::Applies(const AffineParts& pa, const TransformArcs& arcs) {
     return isIdentity(pa.u) && isIdentity(arcs.uTo);
 }
 
-RigidBlend RigidBlend::Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs) {
-    RigidBlend r;
-    r.ta = pa.t;
-    r.tb = pb.t;
-    r.ka = pa.k;
-    r.kb = pb.k;
-    r.qa = pa.q;
-    r.qTo = arcs.qTo;
-    r.q = arcs.q;
-    r.fa = pa.f;
-    r.fb = pb.f;
-    return r;
-}
-
 int TransformMemo::find(const Matrix3& m) const {
     // Bytes, not values: -0 and +0, or two NaNs, are not taken for one another.
     for (int i = 0; i < 2; ++i)

@@ -36,7 +36,9 @@ struct RigidBlend {
 
     // Whether the pair is such a blend: both stretch rotations exactly the identity quaternion.
     static bool Applies(const AffineParts& pa, const TransformArcs& arcs);
-    static RigidBlend Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs);
+    static RigidBlend Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs) {
+        return {pa.t, pb.t, pa.k, pb.k, pa.q, arcs.qTo, arcs.q, pa.f, pb.f};
+    }
 };
 
 // Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the

@@ -61,7 +61,8 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
 }
 
 void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
-                                    const wkCacheSampleLocation& at, Matrix3& out) {
+                                    const wkCacheSampleLocation& at, Matrix3& out, Deferred& later,
+                                    int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     TransformMemo& memo = memos[e];
     Place& p = places[e];
@@ -92,6 +93,12 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
         k.nextSample = at.nextSample;
         p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid |
                                             (slot != 0 ? kSlot : 0) | k.flags);
+        // Blended like a moving element, on the factors just kept.
+        if (std::isfinite(at.fraction)) {
+            p.flags |= kStale;
+            blendOrDefer(pairIndex(e, slot), p.flags, at.fraction, out, later, outSlot);
+            return;
+        }
     }
     out = interpolateTransform(tms[e], memo.parts(i), memo.parts(j), arcs, at.fraction);
 }

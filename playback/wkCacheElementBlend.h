@@ -18,6 +18,7 @@
 #include "cachefile/wkCacheSampleRows.h"
 #include "host/Matrix3.h"
 #include "playback/interpolateTransform.h"
+#include "playback/wkCacheElementState.h"
 #include "playback/wkCachePlaybackClock.h"
 
 #include <bit>
@@ -49,11 +50,16 @@ public:
     // Forgets everything kept when the rows are not those of the last frame.
     void follow(std::uint64_t rowsVersion);
 
-    // Writes `out`, the transform of `element` at `at` (no scale), through what is kept, which
-    // it updates. Inline: frame assembly runs it for every element, and its
-    // common roads are a few compares and the rigid blend.
-    void transform(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
-                   Matrix3& out);
+    // Elements a frame takes at a time.
+    static constexpr int kBatch = 32;
+
+    // Writes out[0] to out[count - 1] (count at most kBatch), the transforms (no scale) of the
+    // elements first to first + count - 1 at their places in `at`, through what is kept, which
+    // it updates. A moving element's common road is the rigid blend on a long arc, whose two
+    // sines and divisions are a long chain: the batch's blends are gathered, their sines taken
+    // in one loop and the rest in another, so that neighbouring elements' chains overlap.
+    void transforms(wkCacheRowLookup& rows, const wkCacheElementState* at, std::int32_t first,
+                    int count, Matrix3* out);
 
 private:
     enum : std::uint8_t {
@@ -86,8 +92,25 @@ private:
         float fa = 1.0f, fb = 1.0f;
     };
 
+    // The long-arc blends of a batch, done after its other elements.
+    struct Deferred {
+        std::uint32_t pair[kBatch];
+        float fraction[kBatch];
+        std::uint8_t slot[kBatch];
+        float sinA[kBatch];
+        float sinB[kBatch];
+        int count = 0;
+    };
+
+    // One element of `transforms`: its transform in `out`, or its blend added to `later`.
+    void transform(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
+                   Matrix3& out, Deferred& later, int outSlot);
+    // blend() now, or later when it is on the long arc.
+    void blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out,
+                      Deferred& later, int slot) const;
+    void finish(Deferred& later, Matrix3* out) const;
     void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
-                  Matrix3& out);
+                  Matrix3& out, Deferred& later, int outSlot);
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
@@ -122,8 +145,51 @@ inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags
     return composeAxisStretch(out, rot, k, f, t);
 }
 
+inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction,
+                                               Matrix3& out, Deferred& later, int slot) const {
+    if (static_cast<SlerpRoad>(flags >> kArcShift) != SlerpRoad::Long) {
+        blend(pair, flags, fraction, out);
+        return;
+    }
+    const int k = later.count++;
+    later.pair[k] = static_cast<std::uint32_t>(pair);
+    later.fraction[k] = fraction;
+    later.slot[k] = static_cast<std::uint8_t>(slot);
+}
+
+// Slerp's long road and the rest of blend(), the same operations in the same order, with the
+// sines taken beforehand for the whole batch.
+inline void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
+    for (int k = 0; k < later.count; ++k) {
+        const float a = later.fraction[k];
+        const float omega = factors[later.pair[k]].omega;
+        later.sinA[k] = std::sin((1.0f - a) * omega);
+        later.sinB[k] = std::sin(a * omega);
+    }
+    for (int k = 0; k < later.count; ++k) {
+        const PairFactors& p = factors[later.pair[k]];
+        const float a = later.fraction[k];
+        const float b = 1.0f - a;
+        const Point3 t = p.ta * b + p.tb * a;
+        const Quat rot = p.qa * (later.sinA[k] / p.sinom) + p.qTo * (later.sinB[k] / p.sinom);
+        const Point3 kk = p.ka * b + p.kb * a;
+        const float f = p.fb * a + p.fa * b;
+        composeAxisStretch(out[later.slot[k]], rot, kk, f, t);
+    }
+    later.count = 0;
+}
+
+inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCacheElementState* at,
+                                             std::int32_t first, int count, Matrix3* out) {
+    Deferred later;
+    for (int k = 0; k < count; ++k)
+        transform(rows, first + k, at[k], out[k], later, k);
+    finish(later, out);
+}
+
 inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t element,
-                                            const wkCacheSampleLocation& at, Matrix3& out) {
+                                            const wkCacheSampleLocation& at, Matrix3& out,
+                                            Deferred& later, int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     Place& p = places[e];
     const bool samePair = (p.flags & kKept) != 0 && p.sample == at.sample &&
@@ -145,7 +211,8 @@ inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t
         if ((p.flags & kRigid) != 0 && std::isfinite(at.fraction)) {
             p.fraction = at.fraction;
             p.flags |= kStale;
-            blend(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0), p.flags, at.fraction, out);
+            blendOrDefer(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0), p.flags, at.fraction, out,
+                         later, outSlot);
             return;
         }
     } else if (at.interpolate && std::isfinite(at.fraction)) {
@@ -158,11 +225,11 @@ inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t
             p.fraction = at.fraction;
             p.flags = static_cast<std::uint8_t>(kKept | kInterpolate | kRigid | kStale |
                                                 (slot != 0 ? kSlot : 0) | k.flags);
-            blend(pairIndex(e, slot), p.flags, at.fraction, out);
+            blendOrDefer(pairIndex(e, slot), p.flags, at.fraction, out, later, outSlot);
             return;
         }
     }
-    fromRows(rows, element, at, out);
+    fromRows(rows, element, at, out, later, outSlot);
 }
 
 } // namespace WelkardTools

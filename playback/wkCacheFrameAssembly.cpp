@@ -365,12 +365,16 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     wkCacheRowLookup rows(index.loadedSamples);
     wkCacheElementBlends& blends = *state.elementBlends;
     blends.follow(index.loadedSamples.version());
+    Matrix3 batch[wkCacheElementBlends::kBatch];
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        Matrix3 tm;
-        blends.transform(rows, i, e, tm);
+        const int inBatch = i % wkCacheElementBlends::kBatch;
+        if (inBatch == 0)
+            blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
+                              batch);
+        Matrix3& tm = batch[inBatch];
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
