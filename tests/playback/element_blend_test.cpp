@@ -16,7 +16,8 @@ using namespace cachetest;
 
 namespace {
 
-constexpr int kElements = 6;
+// More than two of the batches a frame blends together, the last one short.
+constexpr int kElements = 70;
 constexpr int kSamples = 6;
 constexpr float kStep = 160.0f;
 
@@ -24,8 +25,8 @@ constexpr float kStep = 160.0f;
 SampleSpec sampleOf(int n, int s) {
     Matrix3 m = RotateXMatrix(0.5f * s + 0.1f * n) * RotateZMatrix(0.9f * s - 0.3f * n);
     const Point3 scales[] = {{1, 1, 1}, {2, 2, 2}, {-1, 1, 1}, {1, 3, 0.5f}, {1, 1, 1}, {1, 1, 1}};
-    m = ScaleMatrix(scales[n]) * m;
-    if (n == 4)
+    m = ScaleMatrix(scales[n % 6]) * m;
+    if (n % 6 == 4)
         m = RotateYMatrix(0.7f);
     m.SetTrans(Point3(1.5f * s, -2.0f * n, 0.25f * s * s));
     SampleSpec spec;
