@@ -61,7 +61,7 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
 }
 
 void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
-                                    const wkCacheSampleLocation& at, Matrix3& out, Deferred& later,
+                                    const wkCacheSampleLocation& at, Matrix3& out, Deferred* later,
                                     int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     TransformMemo& memo = memos[e];

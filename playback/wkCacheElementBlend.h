@@ -50,7 +50,15 @@ public:
     // Forgets everything kept when the rows are not those of the last frame.
     void follow(std::uint64_t rowsVersion);
 
-    // Elements a frame takes at a time.
+    // Writes `out`, the transform of `element` at `at` (no scale), through what is kept, which
+    // it updates. Inline: frame assembly runs it for every large element, whose vertex loop
+    // overlaps its blend.
+    void transform(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
+                   Matrix3& out) {
+        transform(rows, element, at, out, nullptr, 0);
+    }
+
+    // Small elements a frame blends at a time.
     static constexpr int kBatch = 32;
 
     // Writes out[0] to out[count - 1] (count at most kBatch), the transforms (no scale) of the
@@ -102,15 +110,16 @@ private:
         int count = 0;
     };
 
-    // One element of `transforms`: its transform in `out`, or its blend added to `later`.
+    // One element: its transform in `out`, or, batched, its long-arc blend added to `later`
+    // as the batch's `outSlot`.
     void transform(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
-                   Matrix3& out, Deferred& later, int outSlot);
-    // blend() now, or later when it is on the long arc.
+                   Matrix3& out, Deferred* later, int outSlot);
+    // blend() now, or later when `later` is given and the blend is on the long arc.
     void blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out,
-                      Deferred& later, int slot) const;
+                      Deferred* later, int slot) const;
     void finish(Deferred& later, Matrix3* out) const;
     void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
-                  Matrix3& out, Deferred& later, int outSlot);
+                  Matrix3& out, Deferred* later, int outSlot);
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
@@ -146,15 +155,15 @@ inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags
 }
 
 inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction,
-                                               Matrix3& out, Deferred& later, int slot) const {
-    if (static_cast<SlerpRoad>(flags >> kArcShift) != SlerpRoad::Long) {
+                                               Matrix3& out, Deferred* later, int slot) const {
+    if (later == nullptr || static_cast<SlerpRoad>(flags >> kArcShift) != SlerpRoad::Long) {
         blend(pair, flags, fraction, out);
         return;
     }
-    const int k = later.count++;
-    later.pair[k] = static_cast<std::uint32_t>(pair);
-    later.fraction[k] = fraction;
-    later.slot[k] = static_cast<std::uint8_t>(slot);
+    const int k = later->count++;
+    later->pair[k] = static_cast<std::uint32_t>(pair);
+    later->fraction[k] = fraction;
+    later->slot[k] = static_cast<std::uint8_t>(slot);
 }
 
 // Slerp's long road and the rest of blend(), the same operations in the same order, with the
@@ -183,13 +192,13 @@ inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCac
                                              std::int32_t first, int count, Matrix3* out) {
     Deferred later;
     for (int k = 0; k < count; ++k)
-        transform(rows, first + k, at[k], out[k], later, k);
+        transform(rows, first + k, at[k], out[k], &later, k);
     finish(later, out);
 }
 
 inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t element,
                                             const wkCacheSampleLocation& at, Matrix3& out,
-                                            Deferred& later, int outSlot) {
+                                            Deferred* later, int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     Place& p = places[e];
     const bool samePair = (p.flags & kKept) != 0 && p.sample == at.sample &&

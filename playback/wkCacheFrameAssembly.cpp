@@ -365,16 +365,24 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     wkCacheRowLookup rows(index.loadedSamples);
     wkCacheElementBlends& blends = *state.elementBlends;
     blends.follow(index.loadedSamples.version());
+    // Small elements are blended a batch at a time, so that neighbouring blends overlap; a large
+    // one just before its vertices, whose loop then overlaps its blend.
     Matrix3 batch[wkCacheElementBlends::kBatch];
+    const bool batched = source.getNumVerts() / std::max(count, 1) < 32;
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        const int inBatch = i % wkCacheElementBlends::kBatch;
-        if (inBatch == 0)
-            blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
-                              batch);
-        Matrix3& tm = batch[inBatch];
+        Matrix3 tm;
+        if (batched) {
+            const int inBatch = i % wkCacheElementBlends::kBatch;
+            if (inBatch == 0)
+                blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
+                                  batch);
+            tm = batch[inBatch];
+        } else {
+            blends.transform(rows, i, e, tm);
+        }
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
