@@ -1,5 +1,6 @@
 #include "host/Mesh.h"
 
+#include "host/Arctangent.h"
 #include "host/MeshCompact.h"
 
 #include <algorithm>
@@ -14,12 +15,18 @@ bool flagged(const BitArray& set, std::size_t i) {
     return i < static_cast<std::size_t>(set.GetSize()) && set[static_cast<int>(i)];
 }
 
-// The interior angle at corner p0 of the triangle (p0, p1, p2), in radians.
-float cornerAngle(const Point3& p0, const Point3& p1, const Point3& p2) {
+// The interior angle at corner p0 of the triangle (p0, p1, p2) is atan2(|a x b|, a . b) of
+// its edges a = p1 - p0 and b = p2 - p0; these are the two operands.
+void angleOperands(const Point3& p0, const Point3& p1, const Point3& p2, float& y, float& x) {
     const Point3 a = p1 - p0;
     const Point3 b = p2 - p0;
-    return std::atan2(CrossProd(a, b).Length(), DotProd(a, b));
+    y = CrossProd(a, b).Length();
+    x = DotProd(a, b);
 }
+
+// Faces whose corner angles are computed together: the operands fit on the stack, and the
+// arctangent runs over them on full vector lanes.
+constexpr std::size_t kAngleBlock = 256;
 
 // Union-find over the faces around one vertex, with path halving.
 int findRoot(std::vector<int>& parent, int i) {
@@ -350,6 +357,31 @@ void Mesh::buildNormals() {
     cornerNormalIDs.assign(numFaces * 3, 0);
     normals.clear();
 
+    // Face normals of faces [first, last), and the angles at their corners into
+    // angles[0, 3 * (last - first)). A broken face keeps a zero normal and zero angles.
+    float angleY[3 * kAngleBlock];
+    float angleX[3 * kAngleBlock];
+    const auto blockAngles = [&](std::size_t first, std::size_t last, float* angles) {
+        for (std::size_t f = first; f < last; ++f) {
+            const Face& face = faces[f];
+            float* y = &angleY[(f - first) * 3];
+            float* x = &angleX[(f - first) * 3];
+            if (!valid(face)) {
+                std::fill(y, y + 3, 0.0f);
+                std::fill(x, x + 3, 0.0f);
+                continue;
+            }
+            const Point3& p0 = verts[face.v[0]];
+            const Point3& p1 = verts[face.v[1]];
+            const Point3& p2 = verts[face.v[2]];
+            faceNormals[f] = Normalize(CrossProd(p1 - p0, p2 - p0));
+            angleOperands(p0, p1, p2, y[0], x[0]);
+            angleOperands(p1, p2, p0, y[1], x[1]);
+            angleOperands(p2, p0, p1, y[2], x[2]);
+        }
+        Arctan2Many(angleY, angleX, angles, (last - first) * 3);
+    };
+
     // Every face sharing one smoothing-group bit (the usual smooth mesh): each vertex has one
     // normal, the angle-weighted sum over all its faces. One pass over the faces adds the sums
     // up in the order the general walk below does (around each vertex, faces ascending), and
@@ -370,30 +402,24 @@ void Mesh::buildNormals() {
         normals.assign(base + numVerts, Point3());
         std::vector<bool> used(numVerts, false);
         int broken = 0;
-        for (std::size_t f = 0; f < numFaces; ++f) {
-            const Face& face = faces[f];
-            int* ids = &cornerNormalIDs[f * 3];
-            if (!valid(face)) {
-                for (std::size_t c = 0; c < 3; ++c)
-                    ids[c] = broken++;
-                continue;
-            }
-            const Point3& p0 = verts[face.v[0]];
-            const Point3& p1 = verts[face.v[1]];
-            const Point3& p2 = verts[face.v[2]];
-            // The face's cross product is the one of the angle at its first corner.
-            const Point3 e1 = p1 - p0;
-            const Point3 e2 = p2 - p0;
-            const Point3 cross = CrossProd(e1, e2);
-            const float length = cross.Length();
-            const Point3 n = length == 0.0f ? cross : cross / length; // Normalize(cross)
-            faceNormals[f] = n;
-            normals[base + face.v[0]] += n * std::atan2(length, DotProd(e1, e2));
-            normals[base + face.v[1]] += n * cornerAngle(p1, p2, p0);
-            normals[base + face.v[2]] += n * cornerAngle(p2, p0, p1);
-            for (std::size_t c = 0; c < 3; ++c) {
-                used[face.v[c]] = true;
-                ids[c] = static_cast<int>(base + face.v[c]);
+        float angles[3 * kAngleBlock];
+        for (std::size_t first = 0; first < numFaces; first += kAngleBlock) {
+            const std::size_t last = std::min(numFaces, first + kAngleBlock);
+            blockAngles(first, last, angles);
+            for (std::size_t f = first; f < last; ++f) {
+                const Face& face = faces[f];
+                int* ids = &cornerNormalIDs[f * 3];
+                if (!valid(face)) {
+                    for (std::size_t c = 0; c < 3; ++c)
+                        ids[c] = broken++;
+                    continue;
+                }
+                const Point3& n = faceNormals[f];
+                for (std::size_t c = 0; c < 3; ++c) {
+                    normals[base + face.v[c]] += n * angles[(f - first) * 3 + c];
+                    used[face.v[c]] = true;
+                    ids[c] = static_cast<int>(base + face.v[c]);
+                }
             }
         }
         if (std::find(used.begin(), used.end(), false) == used.end()) {
@@ -420,6 +446,8 @@ void Mesh::buildNormals() {
     }
 
     std::vector<float> angles(numFaces * 3, 0.0f);
+    for (std::size_t first = 0; first < numFaces; first += kAngleBlock)
+        blockAngles(first, std::min(numFaces, first + kAngleBlock), &angles[first * 3]);
 
     // Corners around each vertex, as a compressed table: vertex v owns the corners
     // cornersOf[first[v]] to cornersOf[first[v + 1] - 1], each numbered face * 3 + corner.
@@ -443,13 +471,6 @@ void Mesh::buildNormals() {
             }
             continue;
         }
-        const Point3& p0 = verts[face.v[0]];
-        const Point3& p1 = verts[face.v[1]];
-        const Point3& p2 = verts[face.v[2]];
-        faceNormals[f] = Normalize(CrossProd(p1 - p0, p2 - p0));
-        angles[f * 3 + 0] = cornerAngle(p0, p1, p2);
-        angles[f * 3 + 1] = cornerAngle(p1, p2, p0);
-        angles[f * 3 + 2] = cornerAngle(p2, p0, p1);
         for (std::size_t c = 0; c < 3; ++c)
             cornersOf[fill[face.v[c]]++] = static_cast<std::uint32_t>(f * 3 + c);
     }
