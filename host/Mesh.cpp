@@ -1,6 +1,6 @@
 #include "host/Mesh.h"
 
-#include "host/Arctangent.h"
+#include "host/FaceAngles.h"
 #include "host/MeshCompact.h"
 
 #include <algorithm>
@@ -14,19 +14,6 @@ namespace {
 bool flagged(const BitArray& set, std::size_t i) {
     return i < static_cast<std::size_t>(set.GetSize()) && set[static_cast<int>(i)];
 }
-
-// The interior angle at corner p0 of the triangle (p0, p1, p2) is atan2(|a x b|, a . b) of
-// its edges a = p1 - p0 and b = p2 - p0; these are the two operands.
-void angleOperands(const Point3& p0, const Point3& p1, const Point3& p2, float& y, float& x) {
-    const Point3 a = p1 - p0;
-    const Point3 b = p2 - p0;
-    y = CrossProd(a, b).Length();
-    x = DotProd(a, b);
-}
-
-// Faces whose corner angles are computed together: the operands fit on the stack, and the
-// arctangent runs over them on full vector lanes.
-constexpr std::size_t kAngleBlock = 256;
 
 // Union-find over the faces around one vertex, with path halving.
 int findRoot(std::vector<int>& parent, int i) {
@@ -357,29 +344,23 @@ void Mesh::buildNormals() {
     cornerNormalIDs.assign(numFaces * 3, 0);
     normals.clear();
 
-    // Face normals of faces [first, last), and the angles at their corners into
-    // angles[0, 3 * (last - first)). A broken face keeps a zero normal and zero angles.
-    float angleY[3 * kAngleBlock];
-    float angleX[3 * kAngleBlock];
-    const auto blockAngles = [&](std::size_t first, std::size_t last, float* angles) {
-        for (std::size_t f = first; f < last; ++f) {
-            const Face& face = faces[f];
-            float* y = &angleY[(f - first) * 3];
-            float* x = &angleX[(f - first) * 3];
-            if (!valid(face)) {
-                std::fill(y, y + 3, 0.0f);
-                std::fill(x, x + 3, 0.0f);
-                continue;
+    // Calls add(f, angles) for every face f that is not broken, in order, with its normal in
+    // faceNormals and the angles at its three corners. A broken face keeps a zero normal.
+    const auto eachFaceAngles = [&](auto&& add) {
+        std::uint32_t which[FACE_ANGLE_BATCH];
+        Point3 normal[FACE_ANGLE_BATCH];
+        float angle[3 * FACE_ANGLE_BATCH];
+        for (std::size_t first = 0; first < numFaces; first += FACE_ANGLE_BATCH) {
+            std::size_t count = 0;
+            for (std::size_t f = first; f < std::min(numFaces, first + FACE_ANGLE_BATCH); ++f)
+                if (valid(faces[f]))
+                    which[count++] = static_cast<std::uint32_t>(f);
+            FaceNormalsAndAngles(verts.data(), faces.data(), which, count, normal, angle);
+            for (std::size_t i = 0; i < count; ++i) {
+                faceNormals[which[i]] = normal[i];
+                add(std::size_t{which[i]}, &angle[3 * i]);
             }
-            const Point3& p0 = verts[face.v[0]];
-            const Point3& p1 = verts[face.v[1]];
-            const Point3& p2 = verts[face.v[2]];
-            faceNormals[f] = Normalize(CrossProd(p1 - p0, p2 - p0));
-            angleOperands(p0, p1, p2, y[0], x[0]);
-            angleOperands(p1, p2, p0, y[1], x[1]);
-            angleOperands(p2, p0, p1, y[2], x[2]);
         }
-        Arctan2Many(angleY, angleX, angles, (last - first) * 3);
     };
 
     // Every face sharing one smoothing-group bit (the usual smooth mesh): each vertex has one
@@ -402,26 +383,19 @@ void Mesh::buildNormals() {
         normals.assign(base + numVerts, Point3());
         std::vector<bool> used(numVerts, false);
         int broken = 0;
-        float angles[3 * kAngleBlock];
-        for (std::size_t first = 0; first < numFaces; first += kAngleBlock) {
-            const std::size_t last = std::min(numFaces, first + kAngleBlock);
-            blockAngles(first, last, angles);
-            for (std::size_t f = first; f < last; ++f) {
-                const Face& face = faces[f];
-                int* ids = &cornerNormalIDs[f * 3];
-                if (!valid(face)) {
-                    for (std::size_t c = 0; c < 3; ++c)
-                        ids[c] = broken++;
-                    continue;
-                }
-                const Point3& n = faceNormals[f];
-                for (std::size_t c = 0; c < 3; ++c) {
-                    normals[base + face.v[c]] += n * angles[(f - first) * 3 + c];
-                    used[face.v[c]] = true;
-                    ids[c] = static_cast<int>(base + face.v[c]);
-                }
+        for (std::size_t f = 0; f < numFaces; ++f)
+            if (!valid(faces[f]))
+                for (std::size_t c = 0; c < 3; ++c)
+                    cornerNormalIDs[f * 3 + c] = broken++;
+        eachFaceAngles([&](std::size_t f, const float* angles) {
+            const Face& face = faces[f];
+            const Point3& n = faceNormals[f];
+            for (std::size_t c = 0; c < 3; ++c) {
+                normals[base + face.v[c]] += n * angles[c];
+                used[face.v[c]] = true;
+                cornerNormalIDs[f * 3 + c] = static_cast<int>(base + face.v[c]);
             }
-        }
+        });
         if (std::find(used.begin(), used.end(), false) == used.end()) {
             for (std::size_t v = 0; v < numVerts; ++v)
                 normals[base + v] = Normalize(normals[base + v]);
@@ -446,8 +420,8 @@ void Mesh::buildNormals() {
     }
 
     std::vector<float> angles(numFaces * 3, 0.0f);
-    for (std::size_t first = 0; first < numFaces; first += kAngleBlock)
-        blockAngles(first, std::min(numFaces, first + kAngleBlock), &angles[first * 3]);
+    eachFaceAngles(
+        [&](std::size_t f, const float* corner) { std::copy(corner, corner + 3, &angles[f * 3]); });
 
     // Corners around each vertex, as a compressed table: vertex v owns the corners
     // cornersOf[first[v]] to cornersOf[first[v + 1] - 1], each numbered face * 3 + corner.
