@@ -24,20 +24,22 @@ bool fillFromOneGroup(const Mesh& mesh, const std::vector<MeshNormalFace>& flags
     const auto valid = [&](const Face& face) {
         return face.v[0] < numVerts && face.v[1] < numVerts && face.v[2] < numVerts;
     };
+    // The shared bits, and the vertices whose normal an unspecified corner takes (wasted on a
+    // mesh of several groups, which the general road then takes).
     std::uint32_t shared = ~std::uint32_t{0};
-    for (std::size_t f = 0; f < numFaces; ++f)
-        if (valid(faces[f]))
-            shared &= faces[f].smGroup;
+    std::vector<bool> needed(numVerts, false);
+    for (std::size_t f = 0; f < numFaces; ++f) {
+        const Face& face = faces[f];
+        if (!valid(face))
+            continue;
+        shared &= face.smGroup;
+        for (int c = 0; c < 3; ++c)
+            if (!flags[f].GetSpecified(c))
+                needed[face.v[c]] = true;
+    }
     if (shared == 0)
         return false;
 
-    // The vertices whose normal an unspecified corner takes, and their sums.
-    std::vector<bool> needed(numVerts, false);
-    for (std::size_t f = 0; f < numFaces; ++f)
-        if (valid(faces[f]))
-            for (int c = 0; c < 3; ++c)
-                if (!flags[f].GetSpecified(c))
-                    needed[faces[f].v[c]] = true;
     std::vector<Point3> sums(numVerts);
     std::uint32_t which[FACE_ANGLE_BATCH];
     Point3 normal[FACE_ANGLE_BATCH];
@@ -60,15 +62,18 @@ bool fillFromOneGroup(const Mesh& mesh, const std::vector<MeshNormalFace>& flags
 
     // A broken face has zero normals at every corner, as buildNormals gives it.
     for (std::size_t f = 0; f < numFaces; ++f) {
+        const MeshNormalFace& corners = flags[f];
+        if (corners.GetFixed(0) && corners.GetFixed(1) && corners.GetFixed(2))
+            continue;
         const Face& face = faces[f];
         const bool isValid = valid(face);
         for (int c = 0; c < 3; ++c) {
-            if (flags[f].GetFixed(c))
+            if (corners.GetFixed(c))
                 continue;
             Point3& out = normals[f * 3 + static_cast<std::size_t>(c)];
             if (!isValid)
                 out = Point3();
-            else if (flags[f].GetSpecified(c))
+            else if (corners.GetSpecified(c))
                 out = FaceNormal(verts[face.v[0]], verts[face.v[1]], verts[face.v[2]]);
             else
                 out = sums[face.v[c]];
