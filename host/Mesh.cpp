@@ -449,6 +449,8 @@ void Mesh::buildNormals() {
             cornersOf[fill[face.v[c]]++] = static_cast<std::uint32_t>(f * 3 + c);
     }
 
+    // At most one normal per corner: no reallocation on the way.
+    normals.reserve(numFaces * 3);
     std::vector<int> parent;
     std::vector<int> clusterID;
     std::vector<int> clusterIDs;
@@ -459,6 +461,23 @@ void Mesh::buildNormals() {
             return cornersOf[begin + static_cast<std::uint32_t>(i)];
         };
         const auto groupsAt = [&](int i) { return faces[cornerAt(i) / 3].smGroup; };
+
+        // Faces that all have a bit in common (most vertices, away from hard edges) are one
+        // cluster: the same sum, in the same order, as joining them below would give.
+        std::uint32_t common = ~std::uint32_t{0};
+        for (int i = 0; i < count; ++i)
+            common &= groupsAt(i);
+        if (count > 0 && common != 0) {
+            const std::size_t id = normals.size();
+            normals.emplace_back();
+            for (int i = 0; i < count; ++i) {
+                const std::uint32_t corner = cornerAt(i);
+                normals[id] += faceNormals[corner / 3] * angles[corner];
+                cornerNormalIDs[corner] = static_cast<int>(id);
+            }
+            normals[id] = Normalize(normals[id]);
+            continue;
+        }
 
         // Faces that share a smoothing-group bit at this vertex join one cluster.
         parent.resize(static_cast<std::size_t>(count));
