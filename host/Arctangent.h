@@ -2,8 +2,9 @@
 //
 // It is the classic fdlibm float arctangent (range reduction to five intervals, an 11-term
 // odd polynomial, hi/lo constants), which is also what the C library of our Linux builds
-// returns from atan2f, bit for bit. Having it here keeps normals the same on every platform
-// and lets many angles be computed at once.
+// (glibc 2.36) returns from atan2f, bit for bit; the normals of earlier versions stay as they
+// were. Having it here keeps normals the same on every platform, whatever its C library, and
+// lets many angles be computed at once.
 #pragma once
 
 #include <cstddef>
