@@ -456,6 +456,10 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
             const auto index = static_cast<std::size_t>(n);
             const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
             node->GetObjectTMs(ticks, count, transforms);
+            // Multiplied in place first and copied in the loop after: a copy of a matrix just
+            // made would wait for its parts to be stored.
+            for (int k = 0; k < count; ++k)
+                transforms[k] = transforms[k] * referenceMatrix;
             const bool inherit = node->GetInheritVisibility();
             for (int k = 0; k < count; ++k) {
                 const TimeValue t = ticks[k];
@@ -467,7 +471,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
                     hasVisibility = 1;
                 putSampleRecord(rows + (static_cast<std::size_t>(k) * nodeCount + index) *
                                            fmt::kSampleRecordSize,
-                                transforms[k] * referenceMatrix, visible);
+                                transforms[k], visible);
             }
         }
         filled += count * sampleBytes;
