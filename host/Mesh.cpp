@@ -1,5 +1,6 @@
 #include "host/Mesh.h"
 
+#include "host/FaceAngles.h"
 #include "host/MeshCompact.h"
 
 #include <algorithm>
@@ -12,13 +13,6 @@ namespace {
 
 bool flagged(const BitArray& set, std::size_t i) {
     return i < static_cast<std::size_t>(set.GetSize()) && set[static_cast<int>(i)];
-}
-
-// The interior angle at corner p0 of the triangle (p0, p1, p2), in radians.
-float cornerAngle(const Point3& p0, const Point3& p1, const Point3& p2) {
-    const Point3 a = p1 - p0;
-    const Point3 b = p2 - p0;
-    return std::atan2(CrossProd(a, b).Length(), DotProd(a, b));
 }
 
 // Union-find over the faces around one vertex, with path halving.
@@ -350,6 +344,25 @@ void Mesh::buildNormals() {
     cornerNormalIDs.assign(numFaces * 3, 0);
     normals.clear();
 
+    // Calls add(f, angles) for every face f that is not broken, in order, with its normal in
+    // faceNormals and the angles at its three corners. A broken face keeps a zero normal.
+    const auto eachFaceAngles = [&](auto&& add) {
+        std::uint32_t which[FACE_ANGLE_BATCH];
+        Point3 normal[FACE_ANGLE_BATCH];
+        float angle[3 * FACE_ANGLE_BATCH];
+        for (std::size_t first = 0; first < numFaces; first += FACE_ANGLE_BATCH) {
+            std::size_t count = 0;
+            for (std::size_t f = first; f < std::min(numFaces, first + FACE_ANGLE_BATCH); ++f)
+                if (valid(faces[f]))
+                    which[count++] = static_cast<std::uint32_t>(f);
+            FaceNormalsAndAngles(verts.data(), faces.data(), which, count, normal, angle);
+            for (std::size_t i = 0; i < count; ++i) {
+                faceNormals[which[i]] = normal[i];
+                add(std::size_t{which[i]}, &angle[3 * i]);
+            }
+        }
+    };
+
     // Every face sharing one smoothing-group bit (the usual smooth mesh): each vertex has one
     // normal, the angle-weighted sum over all its faces. One pass over the faces adds the sums
     // up in the order the general walk below does (around each vertex, faces ascending), and
@@ -370,32 +383,19 @@ void Mesh::buildNormals() {
         normals.assign(base + numVerts, Point3());
         std::vector<bool> used(numVerts, false);
         int broken = 0;
-        for (std::size_t f = 0; f < numFaces; ++f) {
-            const Face& face = faces[f];
-            int* ids = &cornerNormalIDs[f * 3];
-            if (!valid(face)) {
+        for (std::size_t f = 0; f < numFaces; ++f)
+            if (!valid(faces[f]))
                 for (std::size_t c = 0; c < 3; ++c)
-                    ids[c] = broken++;
-                continue;
-            }
-            const Point3& p0 = verts[face.v[0]];
-            const Point3& p1 = verts[face.v[1]];
-            const Point3& p2 = verts[face.v[2]];
-            // The face's cross product is the one of the angle at its first corner.
-            const Point3 e1 = p1 - p0;
-            const Point3 e2 = p2 - p0;
-            const Point3 cross = CrossProd(e1, e2);
-            const float length = cross.Length();
-            const Point3 n = length == 0.0f ? cross : cross / length; // Normalize(cross)
-            faceNormals[f] = n;
-            normals[base + face.v[0]] += n * std::atan2(length, DotProd(e1, e2));
-            normals[base + face.v[1]] += n * cornerAngle(p1, p2, p0);
-            normals[base + face.v[2]] += n * cornerAngle(p2, p0, p1);
+                    cornerNormalIDs[f * 3 + c] = broken++;
+        eachFaceAngles([&](std::size_t f, const float* angles) {
+            const Face& face = faces[f];
+            const Point3& n = faceNormals[f];
             for (std::size_t c = 0; c < 3; ++c) {
+                normals[base + face.v[c]] += n * angles[c];
                 used[face.v[c]] = true;
-                ids[c] = static_cast<int>(base + face.v[c]);
+                cornerNormalIDs[f * 3 + c] = static_cast<int>(base + face.v[c]);
             }
-        }
+        });
         if (std::find(used.begin(), used.end(), false) == used.end()) {
             for (std::size_t v = 0; v < numVerts; ++v)
                 normals[base + v] = Normalize(normals[base + v]);
@@ -420,6 +420,8 @@ void Mesh::buildNormals() {
     }
 
     std::vector<float> angles(numFaces * 3, 0.0f);
+    eachFaceAngles(
+        [&](std::size_t f, const float* corner) { std::copy(corner, corner + 3, &angles[f * 3]); });
 
     // Corners around each vertex, as a compressed table: vertex v owns the corners
     // cornersOf[first[v]] to cornersOf[first[v + 1] - 1], each numbered face * 3 + corner.
@@ -443,17 +445,12 @@ void Mesh::buildNormals() {
             }
             continue;
         }
-        const Point3& p0 = verts[face.v[0]];
-        const Point3& p1 = verts[face.v[1]];
-        const Point3& p2 = verts[face.v[2]];
-        faceNormals[f] = Normalize(CrossProd(p1 - p0, p2 - p0));
-        angles[f * 3 + 0] = cornerAngle(p0, p1, p2);
-        angles[f * 3 + 1] = cornerAngle(p1, p2, p0);
-        angles[f * 3 + 2] = cornerAngle(p2, p0, p1);
         for (std::size_t c = 0; c < 3; ++c)
             cornersOf[fill[face.v[c]]++] = static_cast<std::uint32_t>(f * 3 + c);
     }
 
+    // At most one normal per corner: no reallocation on the way.
+    normals.reserve(numFaces * 3);
     std::vector<int> parent;
     std::vector<int> clusterID;
     std::vector<int> clusterIDs;
@@ -464,6 +461,23 @@ void Mesh::buildNormals() {
             return cornersOf[begin + static_cast<std::uint32_t>(i)];
         };
         const auto groupsAt = [&](int i) { return faces[cornerAt(i) / 3].smGroup; };
+
+        // Faces that all have a bit in common (most vertices, away from hard edges) are one
+        // cluster: the same sum, in the same order, as joining them below would give.
+        std::uint32_t common = ~std::uint32_t{0};
+        for (int i = 0; i < count; ++i)
+            common &= groupsAt(i);
+        if (count > 0 && common != 0) {
+            const std::size_t id = normals.size();
+            normals.emplace_back();
+            for (int i = 0; i < count; ++i) {
+                const std::uint32_t corner = cornerAt(i);
+                normals[id] += faceNormals[corner / 3] * angles[corner];
+                cornerNormalIDs[corner] = static_cast<int>(id);
+            }
+            normals[id] = Normalize(normals[id]);
+            continue;
+        }
 
         // Faces that share a smoothing-group bit at this vertex join one cluster.
         parent.resize(static_cast<std::size_t>(count));

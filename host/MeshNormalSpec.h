@@ -96,7 +96,9 @@ public:
     // Fills every corner that is not specified and explicit from the parent: a specified
     // corner gets its face's normal, an unspecified one its smoothing-group normal (see
     // Mesh::buildNormals). Without a parent, or with one whose face count differs, nothing is
-    // computed. Corners with fixed values cost only the test of their flags.
+    // computed. Corners with fixed values cost only the test of their flags. The parent's own
+    // normals are used when built; on a mesh of one smoothing group they are not built for
+    // this, as the sums over the faces around the vertices that are needed give the same bits.
     void CheckNormals();
 
     // No faces, no normals.
