@@ -383,15 +383,23 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         return false;
     }
 
+    // The rows of a run of samples are made node by node, each node over the whole run at once
+    // (GetObjectTMs), straight into the buffer at their places in the file's order, sample by
+    // sample. A run stops at the first sample that reaches the end of the buffer's chunk, so a
+    // buffer holds a chunk and less than one sample more: that rest starts the next buffer.
+    const std::int64_t sampleBytes = std::int64_t{nodeCount} * fmt::kSampleRecordSize;
+    const auto runSamples = static_cast<int>(
+        std::clamp<std::int64_t>(kSampleBufferBytes / sampleBytes, 1, kRunSamples));
+
     // Two buffers: one is filled with rows here, where the host is asked for the transforms,
     // while the other goes to the file on a second thread, so that evaluating the scene and
-    // writing overlap. The file still sees whole buffers, in order. Where no thread can be
+    // writing overlap. The file still sees whole chunks, in order. Where no thread can be
     // started, the write runs when it is waited for (std::async may defer it).
     std::unique_ptr<unsigned char[]> buffers[2];
     if (haveBuffer) {
         for (auto& buffer : buffers)
-            buffer =
-                std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(chunk));
+            buffer = std::make_unique_for_overwrite<unsigned char[]>(
+                static_cast<std::size_t>(chunk + sampleBytes));
     }
     std::future<bool> pending; // after the buffers: destroyed (and so waited for) first
     const auto pendingWritten = [&] {
@@ -402,84 +410,78 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         return true;
     };
     int current = 0;
-    std::int32_t filled = 0;
-    // Hands the full buffer to the file and starts the other; false ends the write.
+    std::int64_t filled = 0;
+    // Hands the full chunk to the file and moves what lies behind it to the other buffer, once
+    // that one's write is done; false ends the write.
     const auto flush = [&] {
         if (!pendingWritten())
             return false;
-        pending = std::async(std::launch::async | std::launch::deferred,
-                             [file = stream(), data = buffers[current].get(),
-                              size = static_cast<std::size_t>(filled)] {
-                                 return std::fwrite(data, 1, size, file) == size;
-                             });
+        unsigned char* full = buffers[current].get();
+        pending =
+            std::async(std::launch::async | std::launch::deferred,
+                       [file = stream(), data = full, size = static_cast<std::size_t>(chunk)] {
+                           return std::fwrite(data, 1, size, file) == size;
+                       });
         // The sample stage reports the same figure at every flush.
         if (!report(nodeCount, nodeCount))
             return false;
         current = 1 - current;
-        filled = 0;
+        filled -= chunk;
+        std::memcpy(buffers[current].get(), full + chunk, static_cast<std::size_t>(filled));
         remaining -= chunk;
         chunk = std::min(remaining, kSampleBufferBytes);
         haveBuffer = chunk > 0;
         return true;
     };
 
-    // The rows of a run of samples are made node by node, each node over the whole run at once
-    // (GetObjectTMs), and go into the buffer in the file's order, sample by sample.
-    // A run holds no more rows than a buffer, however many nodes there are.
-    const auto runSamples = static_cast<int>(std::clamp<std::int64_t>(
-        kSampleBufferBytes / (std::int64_t{std::max(nodeCount, 1)} * fmt::kSampleRecordSize), 1,
-        kRunSamples));
     TimeValue ticks[kRunSamples];
     Matrix3 transforms[kRunSamples];
-    std::vector<unsigned char> run(static_cast<std::size_t>(nodeCount) *
-                                   static_cast<std::size_t>(runSamples) * fmt::kSampleRecordSize);
     std::vector<INode*> sceneNodes;
     sceneNodes.reserve(nodes.size());
     for (const auto& capture : nodes)
         sceneNodes.push_back(capture->node);
-    for (std::int64_t first = start; first <= end; first += std::int64_t{step_} * runSamples) {
+    for (std::int64_t tick = start; tick <= end;) {
+        if (!haveBuffer) {
+            // More records than the count promised: only a range that wraps can do this.
+            status_ = kStatusException;
+            return false;
+        }
+        const std::int64_t room = (chunk - filled + sampleBytes - 1) / sampleBytes;
         int count = 0;
-        for (std::int64_t tick = first; count < runSamples && tick <= end; tick += step_)
+        for (; count < runSamples && count < room && tick <= end; tick += step_)
             ticks[count++] = static_cast<TimeValue>(tick);
+        unsigned char* rows = buffers[current].get() + filled;
         for (std::int32_t n = 0; n < nodeCount; ++n) {
             INode* node = sceneNodes[static_cast<std::size_t>(n)];
             const auto index = static_cast<std::size_t>(n);
             const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
             node->GetObjectTMs(ticks, count, transforms);
+            // Multiplied in place first and copied in the loop after: a copy of a matrix just
+            // made would wait for its parts to be stored.
+            for (int k = 0; k < count; ++k)
+                transforms[k] = transforms[k] * referenceMatrix;
+            const bool inherit = node->GetInheritVisibility();
             for (int k = 0; k < count; ++k) {
                 const TimeValue t = ticks[k];
-                float visibility = node->GetInheritVisibility() ? node->GetVisibility(t)
-                                                                : node->GetLocalVisibility(t);
+                float visibility = inherit ? node->GetVisibility(t) : node->GetLocalVisibility(t);
                 if (hasSpan && (t < spans.startTicks[index] || t > spans.endTicks[index]))
                     visibility = 0.0f;
                 const bool visible = visibility > 0.0f;
                 if (!visible)
                     hasVisibility = 1;
-                putSampleRecord(run.data() + (static_cast<std::size_t>(k) * nodeCount + index) *
-                                                 fmt::kSampleRecordSize,
-                                transforms[k] * referenceMatrix, visible);
+                putSampleRecord(rows + (static_cast<std::size_t>(k) * nodeCount + index) *
+                                           fmt::kSampleRecordSize,
+                                transforms[k], visible);
             }
         }
-        const unsigned char* rows = run.data();
-        for (auto left = static_cast<std::int64_t>(count) * nodeCount * fmt::kSampleRecordSize;
-             left > 0;) {
-            if (!haveBuffer) {
-                // More records than the count promised: only a range that wraps can do this.
-                status_ = kStatusException;
-                return false;
-            }
-            const auto take =
-                static_cast<std::int32_t>(std::min<std::int64_t>(left, chunk - filled));
-            std::memcpy(buffers[current].get() + filled, rows, static_cast<std::size_t>(take));
-            rows += take;
-            left -= take;
-            filled += take;
-            if (filled == chunk && !flush())
+        filled += count * sampleBytes;
+        while (haveBuffer && filled >= chunk) {
+            if (!flush())
                 return false;
         }
     }
-    if (haveBuffer) {
-        // Fewer records than the count promised.
+    if (haveBuffer || filled > 0) {
+        // Fewer records than the count promised, or (a range that wraps) more.
         status_ = kStatusException;
         return false;
     }

@@ -71,14 +71,25 @@ bool MeasureTopologySpans(INode* node, int startFrame, int endFrame, float stepF
     const auto tEnd = static_cast<float>(endFrame);
 
     // One bit per sample: its faces differ from those one step before.
+    // The sample before is most often the last one captured (unless the float steps round to
+    // another tick): that mesh is taken again instead of a second capture at its tick.
     std::vector<bool> changed;
+    NodeCapture previous;
+    TimeValue previousTick = 0;
     for (auto t = static_cast<float>(startFrame); tEnd > t; t += stepFrames) {
+        const TimeValue beforeTick = FrameToTick(t - stepFrames, rate);
+        const TimeValue nowTick = FrameToTick(t, rate);
         NodeCapture before;
         NodeCapture now;
-        if (!CaptureNodeMesh(before, node, FrameToTick(t - stepFrames, rate), true) ||
-            !CaptureNodeMesh(now, node, FrameToTick(t, rate), true))
+        if (previous.mesh && previousTick == beforeTick)
+            before = std::move(previous);
+        else if (!CaptureNodeMesh(before, node, beforeTick, true))
+            return false;
+        if (!CaptureNodeMesh(now, node, nowTick, true))
             return false;
         changed.push_back(!sameFaces(*before.mesh, *now.mesh));
+        previous = std::move(now);
+        previousTick = nowTick;
     }
 
     starts.push_back(FrameToTick(static_cast<float>(startFrame), rate));

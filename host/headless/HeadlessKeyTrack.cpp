@@ -78,7 +78,7 @@ Point3 relativeLog(const Quat& a, const Quat& b) {
 // Squad control rotations of key i: `out` leads into the segment after it, `in` out of the
 // segment before it. `q` holds the keys' rotations from `first` on, each on the short way from
 // the one before; a window around the segment is enough, since only relative rotations count.
-Tangents<Quat> rotationControls(const std::vector<TrackKey<Quat>>& keys, const std::vector<Quat>& q,
+Tangents<Quat> rotationControls(const std::vector<TrackKey<Quat>>& keys, const Quat* q,
                                 std::size_t first, std::size_t i) {
     const std::size_t n = keys.size();
     const Quat& here = q[i - first];
@@ -105,26 +105,33 @@ Quat squad(const Quat& q0, const Quat& a, const Quat& b, const Quat& q1, float u
     return Slerp(outer, inner, 2.0f * u * (1.0f - u));
 }
 
-template <class T> T tcbSegment(const std::vector<TrackKey<T>>& keys, std::size_t i, float u) {
-    const Tangents<T> from = valueTangents(keys, i);
-    const Tangents<T> to = valueTangents(keys, i + 1);
-    return hermite(keys[i].value, keys[i + 1].value, from.out, to.in, u);
-}
+// What a TCB segment's values depend on besides the fraction: its ends and their tangents.
+template <class T> struct TCBSegment {
+    T p0, p1, m0, m1;
+    TCBSegment(const std::vector<TrackKey<T>>& keys, std::size_t i)
+        : p0(keys[i].value), p1(keys[i + 1].value), m0(valueTangents(keys, i).out),
+          m1(valueTangents(keys, i + 1).in) {}
+    T at(float u) const { return hermite(p0, p1, m0, m1, u); }
+};
 
-Quat tcbSegment(const std::vector<TrackKey<Quat>>& keys, std::size_t i, float u) {
-    const std::size_t first = i == 0 ? 0 : i - 1;
-    const std::size_t last = std::min(keys.size() - 1, i + 2);
-    std::vector<Quat> q;
-    for (std::size_t k = first; k <= last; ++k) {
-        Quat r = Normalize(keys[k].value);
-        if (!q.empty())
-            r.MakeClosest(q.back());
-        q.push_back(r);
+template <> struct TCBSegment<Quat> {
+    Quat q0, a, b, q1;
+    TCBSegment(const std::vector<TrackKey<Quat>>& keys, std::size_t i) {
+        const std::size_t first = i == 0 ? 0 : i - 1;
+        const std::size_t last = std::min(keys.size() - 1, i + 2);
+        Quat q[4];
+        for (std::size_t k = first; k <= last; ++k) {
+            q[k - first] = Normalize(keys[k].value);
+            if (k > first)
+                q[k - first].MakeClosest(q[k - first - 1]);
+        }
+        q0 = q[i - first];
+        q1 = q[i + 1 - first];
+        a = rotationControls(keys, q, first, i).out;
+        b = rotationControls(keys, q, first, i + 1).in;
     }
-    const Tangents<Quat> from = rotationControls(keys, q, first, i);
-    const Tangents<Quat> to = rotationControls(keys, q, first, i + 1);
-    return squad(q[i - first], from.out, to.in, q[i + 1 - first], u);
-}
+    Quat at(float u) const { return squad(q0, a, b, q1, u); }
+};
 
 } // namespace
 
@@ -189,13 +196,17 @@ std::size_t HeadlessKeyTrack<T>::segmentOf(TimeValue t, std::size_t guess) const
     return static_cast<std::size_t>(next - keys.begin()) - 1;
 }
 
-template <class T> T HeadlessKeyTrack<T>::valueInSegment(std::size_t i, TimeValue t) const {
+template <class T>
+void HeadlessKeyTrack<T>::valuesInSegment(std::size_t i, const TimeValue* times, int count,
+                                          T* out) const {
     const TrackKey<T>& a = keys[i];
     const TrackKey<T>& b = keys[i + 1];
     // Tick differences of keys fit 64 bits whatever their times.
-    const float u =
-        static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
-                           static_cast<double>(static_cast<std::int64_t>(b.time) - a.time));
+    const auto span = static_cast<double>(static_cast<std::int64_t>(b.time) - a.time);
+    const auto fraction = [&](TimeValue t) {
+        return static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
+                                  span);
+    };
     if (interpolation == KeyInterpolation::Linear) {
         if constexpr (std::is_same_v<T, Quat>) {
             // A slerp along the short arc, whose arc is kept for the segment.
@@ -205,12 +216,19 @@ template <class T> T HeadlessKeyTrack<T>::valueInSegment(std::size_t i, TimeValu
                 lastArc.arc = MakeSlerpArc(a.value, lastArc.to);
                 lastArc.segment = static_cast<int>(i);
             }
-            return Slerp(a.value, lastArc.to, u, lastArc.arc);
+            const SlerpRoad road = SlerpRoadOf(lastArc.arc.cosom);
+            for (int k = 0; k < count; ++k)
+                out[k] = Slerp(a.value, lastArc.to, fraction(times[k]), road, lastArc.arc.omega,
+                               lastArc.arc.sinom);
         } else {
-            return lerp(a.value, b.value, u);
+            for (int k = 0; k < count; ++k)
+                out[k] = lerp(a.value, b.value, fraction(times[k]));
         }
+        return;
     }
-    return tcbSegment(keys, i, EaseCurve(u, a.tcb.easeOut, b.tcb.easeIn));
+    const TCBSegment<T> segment(keys, i);
+    for (int k = 0; k < count; ++k)
+        out[k] = segment.at(EaseCurve(fraction(times[k]), a.tcb.easeOut, b.tcb.easeIn));
 }
 
 template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
@@ -220,23 +238,33 @@ template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
         return keys.front().value;
     if (t >= keys.back().time)
         return keys.back().value;
-    return valueInSegment(segmentOf(t, keys.size()), t);
+    T value;
+    valuesInSegment(segmentOf(t, keys.size()), &t, 1, &value);
+    return value;
 }
 
 template <class T>
 void HeadlessKeyTrack<T>::GetValues(const TimeValue* times, int count, T* out) const {
     std::size_t segment = 0;
-    for (int k = 0; k < count; ++k) {
+    for (int k = 0; k < count;) {
         const TimeValue t = times[k];
         if (keys.empty()) {
-            out[k] = defaultValue;
+            out[k++] = defaultValue;
         } else if (t <= keys.front().time) {
-            out[k] = keys.front().value;
+            out[k++] = keys.front().value;
         } else if (t >= keys.back().time) {
-            out[k] = keys.back().value;
+            out[k++] = keys.back().value;
         } else {
+            // The times that follow in the same segment (and so strictly inside the keys) are
+            // evaluated with it: what depends on the segment alone is made once for them.
             segment = segmentOf(t, segment);
-            out[k] = valueInSegment(segment, t);
+            const TimeValue from = std::max(keys[segment].time, keys.front().time + 1);
+            const TimeValue to = keys[segment + 1].time;
+            int n = 1;
+            while (k + n < count && times[k + n] >= from && times[k + n] < to)
+                ++n;
+            valuesInSegment(segment, times + k, n, out + k);
+            k += n;
         }
     }
 }

@@ -63,7 +63,8 @@ public:
 
     T GetValue(TimeValue t) const;
     // GetValue at each of `count` times, into `out`: the same values, in one loop that keeps
-    // the segment from one time to the next (recording asks for runs of rising times).
+    // the segment from one time to the next and evaluates the times of one segment together
+    // (recording asks for runs of rising times).
     void GetValues(const TimeValue* times, int count, T* out) const;
     // Outside animation: a track without keys takes the value everywhere; with keys, the value
     // becomes a key at t.
@@ -80,8 +81,8 @@ private:
     // The index of the key that starts the segment holding t, strictly between the first and
     // the last key's times; `guess` is tried first.
     std::size_t segmentOf(TimeValue t, std::size_t guess) const;
-    // The value at t in the segment starting at key i.
-    T valueInSegment(std::size_t i, TimeValue t) const;
+    // The values at `count` times in the segment starting at key i, into `out`.
+    void valuesInSegment(std::size_t i, const TimeValue* times, int count, T* out) const;
 
     // The arc of the last linear rotation segment evaluated: recording and playback ask a track
     // for many times in a row between the same two keys, and the arc depends on them alone.

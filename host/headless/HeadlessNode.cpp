@@ -43,7 +43,7 @@ void HeadlessNode::localTMs(const TimeValue* times, int count, Matrix3* out) con
     rotation.GetValues(times, count, rotations);
     position.GetValues(times, count, positions);
     for (int k = 0; k < count; ++k)
-        out[k] = ComposePRS(scales[k], rotations[k], positions[k]);
+        ComposePRS(scales[k], rotations[k], positions[k], out[k]);
 }
 
 void HeadlessNode::GetNodeTMs(const TimeValue* times, int count, Matrix3* out) {

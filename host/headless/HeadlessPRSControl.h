@@ -7,8 +7,14 @@
 
 #include <memory>
 
-// p * S * R * T: the rows of the rotation scaled, the position as translation.
-Matrix3 ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position);
+// p * S * R * T: the rows of the rotation scaled, the position as translation, made in `tm`
+// itself (a matrix copied right after it is made waits for its parts to be stored).
+void ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position, Matrix3& tm);
+inline Matrix3 ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position) {
+    Matrix3 tm;
+    ComposePRS(scale, rotation, position, tm);
+    return tm;
+}
 
 class HeadlessPRSControl final : public MatrixControl {
 public:

@@ -4,7 +4,11 @@
 #include "cachefile/wkCacheWriter.h"
 #include "tests/recording/RecordTestScene.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace WelkardTools;
 using namespace rectest;
@@ -258,22 +262,39 @@ TEST_F(WriterTest, ACancelStopsAtOnceAndLeavesAZeroHeader) {
     }
 }
 
-TEST_F(WriterTest, ASampleTableOfExactlyTwoBuffersFlushesTwiceAndSucceeds) {
-    // One node, 2 * 53,498 samples of one tick each.
-    const std::int32_t samples = 2 * (wkCacheWriter::kSampleBufferBytes / 49);
-    HeadlessNode* node = boxNode("a", Point3(), Point3(1, 0, 0), samples);
-    auto writer = makeWriter("buffers.wkc", Interval(0, samples - 1), 1);
-    ASSERT_TRUE(writer->addNode(node, 0));
-    ProgressLog log;
-    writer->setProgressCallback(logProgress, &log);
-    ASSERT_TRUE(writer->write(wholeRange(1, 0, samples - 1)));
-    const std::vector<std::pair<std::int32_t, std::int32_t>> flushes(log.calls.end() - 2,
-                                                                     log.calls.end());
-    EXPECT_EQ(flushes, (std::vector<std::pair<std::int32_t, std::int32_t>>{{1, 1}, {1, 1}}));
-    wkCacheReader reader(wpath("buffers.wkc"));
-    ASSERT_EQ(reader.cacheNumSamples(), samples);
-    ASSERT_TRUE(reader.fetchSample(samples - 1, false));
-    EXPECT_EQ(reader.sampleTransform(0, samples - 1), node->GetObjectTM(samples - 1));
+// A buffer may end between samples (one node, two full buffers) or inside one (seven nodes, a
+// third buffer partly filled): each full buffer is one flush, and every row lands in its place.
+TEST_F(WriterTest, SampleTablesOfSeveralBuffersFlushEachBufferAndKeepEveryRow) {
+    constexpr std::int32_t kRecords = wkCacheWriter::kSampleBufferBytes / 49;
+    struct Case {
+        int nodes;
+        std::int32_t samples;
+        long flushes;
+    };
+    for (const Case c : {Case{1, 2 * kRecords, 2}, Case{7, 2 * kRecords / 7 + 5, 3}}) {
+        SCOPED_TRACE(c.nodes);
+        auto writer = makeWriter("buffers.wkc", Interval(0, c.samples - 1), 1);
+        std::vector<HeadlessNode*> nodes;
+        for (int n = 0; n < c.nodes; ++n) {
+            const auto x = static_cast<float>(n);
+            nodes.push_back(
+                boxNode("n" + std::to_string(n), Point3(x, 0, 0), Point3(x, 1, 0), c.samples));
+            ASSERT_TRUE(writer->addNode(nodes.back(), 0));
+        }
+        ProgressLog log;
+        writer->setProgressCallback(logProgress, &log);
+        ASSERT_TRUE(writer->write(wholeRange(c.nodes, 0, c.samples - 1)));
+        EXPECT_EQ(std::count(log.calls.begin(), log.calls.end(), std::pair(c.nodes, c.nodes)),
+                  c.flushes);
+        writer.reset();
+        wkCacheReader reader(wpath("buffers.wkc"));
+        ASSERT_EQ(reader.cacheNumSamples(), c.samples);
+        for (std::int32_t s = 0; s < c.samples; ++s) {
+            ASSERT_TRUE(reader.fetchSample(s, false));
+            for (int n = 0; n < c.nodes; ++n)
+                ASSERT_EQ(reader.sampleTransform(n, s), nodes[n]->GetObjectTM(s)) << s;
+        }
+    }
 }
 
 // The one check of the node record and face record bytes as the writer lays them out.
