@@ -6,6 +6,7 @@
 #include "host/MeshFace.h"
 #include "host/Point.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -22,3 +23,22 @@ inline constexpr std::size_t FACE_ANGLE_BATCH = 256;
 // radians. The faces' vertices must lie in verts.
 void FaceNormalsAndAngles(const Point3* verts, const Face* faces, const std::uint32_t* which,
                           std::size_t count, Point3* normal, float* angle);
+
+// Calls add(f, normal, angles) for every face f < numFaces that keep(f) accepts, in order, with
+// its unit normal and the angles at its three corners, a batch of faces at a time.
+template <typename Keep, typename Add>
+void ForEachFaceNormalAndAngles(const Point3* verts, const Face* faces, std::size_t numFaces,
+                                Keep&& keep, Add&& add) {
+    std::uint32_t which[FACE_ANGLE_BATCH];
+    Point3 normal[FACE_ANGLE_BATCH];
+    float angle[3 * FACE_ANGLE_BATCH];
+    for (std::size_t first = 0; first < numFaces; first += FACE_ANGLE_BATCH) {
+        std::size_t count = 0;
+        for (std::size_t f = first; f < std::min(numFaces, first + FACE_ANGLE_BATCH); ++f)
+            if (keep(f))
+                which[count++] = static_cast<std::uint32_t>(f);
+        FaceNormalsAndAngles(verts, faces, which, count, normal, angle);
+        for (std::size_t i = 0; i < count; ++i)
+            add(std::size_t{which[i]}, normal[i], &angle[3 * i]);
+    }
+}

@@ -347,20 +347,12 @@ void Mesh::buildNormals() {
     // Calls add(f, angles) for every face f that is not broken, in order, with its normal in
     // faceNormals and the angles at its three corners. A broken face keeps a zero normal.
     const auto eachFaceAngles = [&](auto&& add) {
-        std::uint32_t which[FACE_ANGLE_BATCH];
-        Point3 normal[FACE_ANGLE_BATCH];
-        float angle[3 * FACE_ANGLE_BATCH];
-        for (std::size_t first = 0; first < numFaces; first += FACE_ANGLE_BATCH) {
-            std::size_t count = 0;
-            for (std::size_t f = first; f < std::min(numFaces, first + FACE_ANGLE_BATCH); ++f)
-                if (valid(faces[f]))
-                    which[count++] = static_cast<std::uint32_t>(f);
-            FaceNormalsAndAngles(verts.data(), faces.data(), which, count, normal, angle);
-            for (std::size_t i = 0; i < count; ++i) {
-                faceNormals[which[i]] = normal[i];
-                add(std::size_t{which[i]}, &angle[3 * i]);
-            }
-        }
+        ForEachFaceNormalAndAngles(
+            verts.data(), faces.data(), numFaces, [&](std::size_t f) { return valid(faces[f]); },
+            [&](std::size_t f, const Point3& normal, const float* angles) {
+                faceNormals[f] = normal;
+                add(f, angles);
+            });
     };
 
     // Every face sharing one smoothing-group bit (the usual smooth mesh): each vertex has one

@@ -41,21 +41,16 @@ bool fillFromOneGroup(const Mesh& mesh, const std::vector<MeshNormalFace>& flags
         return false;
 
     std::vector<Point3> sums(numVerts);
-    std::uint32_t which[FACE_ANGLE_BATCH];
-    Point3 normal[FACE_ANGLE_BATCH];
-    float angle[3 * FACE_ANGLE_BATCH];
-    for (std::size_t first = 0; first < numFaces; first += FACE_ANGLE_BATCH) {
-        std::size_t count = 0;
-        for (std::size_t f = first; f < std::min(numFaces, first + FACE_ANGLE_BATCH); ++f) {
+    ForEachFaceNormalAndAngles(
+        verts, faces, numFaces,
+        [&](std::size_t f) {
             const Face& face = faces[f];
-            if (valid(face) && (needed[face.v[0]] || needed[face.v[1]] || needed[face.v[2]]))
-                which[count++] = static_cast<std::uint32_t>(f);
-        }
-        FaceNormalsAndAngles(verts, faces, which, count, normal, angle);
-        for (std::size_t i = 0; i < count; ++i)
+            return valid(face) && (needed[face.v[0]] || needed[face.v[1]] || needed[face.v[2]]);
+        },
+        [&](std::size_t f, const Point3& normal, const float* angles) {
             for (std::size_t c = 0; c < 3; ++c)
-                sums[faces[which[i]].v[c]] += normal[i] * angle[3 * i + c];
-    }
+                sums[faces[f].v[c]] += normal * angles[c];
+        });
     for (std::size_t v = 0; v < numVerts; ++v)
         if (needed[v])
             sums[v] = Normalize(sums[v]);
