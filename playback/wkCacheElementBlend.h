@@ -123,6 +123,8 @@ private:
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
+    // The rest of blend() around the rotation `rot` at `fraction`.
+    static Matrix3& compose(const PairFactors& p, float fraction, const Quat& rot, Matrix3& out);
     std::size_t pairIndex(std::size_t element, std::size_t slot) const {
         return slot * places.size() + element;
     }
@@ -141,17 +143,22 @@ private:
 
 // What blendParts does for a rigid pair, on the kept factors: the same arithmetic in the same
 // order.
-inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags, float fraction,
-                                            Matrix3& out) const {
-    const PairFactors& p = factors[pair];
+inline Matrix3& wkCacheElementBlends::compose(const PairFactors& p, float fraction, const Quat& rot,
+                                              Matrix3& out) {
     const float a = fraction;
     const float b = 1.0f - a;
     const Point3 t = p.ta * b + p.tb * a;
-    const Quat rot =
-        Slerp(p.qa, p.qTo, a, static_cast<SlerpRoad>(flags >> kArcShift), p.omega, p.sinom);
     const Point3 k = p.ka * b + p.kb * a;
     const float f = p.fb * a + p.fa * b;
     return composeAxisStretch(out, rot, k, f, t);
+}
+
+inline Matrix3& wkCacheElementBlends::blend(std::size_t pair, std::uint8_t flags, float fraction,
+                                            Matrix3& out) const {
+    const PairFactors& p = factors[pair];
+    const Quat rot =
+        Slerp(p.qa, p.qTo, fraction, static_cast<SlerpRoad>(flags >> kArcShift), p.omega, p.sinom);
+    return compose(p, fraction, rot, out);
 }
 
 inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction,
@@ -166,8 +173,8 @@ inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t fl
     later->slot[k] = static_cast<std::uint8_t>(slot);
 }
 
-// Slerp's long road and the rest of blend(), the same operations in the same order, with the
-// sines taken beforehand for the whole batch.
+// Slerp's long road, the same operations in the same order, with the sines taken beforehand for
+// the whole batch; then the rest of blend().
 inline void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
     for (int k = 0; k < later.count; ++k) {
         const float a = later.fraction[k];
@@ -177,13 +184,8 @@ inline void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
     }
     for (int k = 0; k < later.count; ++k) {
         const PairFactors& p = factors[later.pair[k]];
-        const float a = later.fraction[k];
-        const float b = 1.0f - a;
-        const Point3 t = p.ta * b + p.tb * a;
         const Quat rot = p.qa * (later.sinA[k] / p.sinom) + p.qTo * (later.sinB[k] / p.sinom);
-        const Point3 kk = p.ka * b + p.kb * a;
-        const float f = p.fb * a + p.fa * b;
-        composeAxisStretch(out[later.slot[k]], rot, kk, f, t);
+        compose(p, later.fraction[k], rot, out[later.slot[k]]);
     }
     later.count = 0;
 }
