@@ -6,6 +6,8 @@
 #include "host/Point.h"
 #include "host/Quat.h"
 
+#include <utility>
+
 // Identity flags of a Matrix3: a set bit promises that part is the identity.
 inline constexpr unsigned POS_IDENT = 1;
 inline constexpr unsigned ROT_IDENT = 2;
@@ -106,6 +108,24 @@ private:
     float m[4][3] = {};
     unsigned flags = 0;
 };
+
+// Inline: recording and scene evaluation make a matrix of a rotation for every node at every
+// sample, where the call costs as much as the arithmetic.
+inline void Quat::MakeMatrix(Matrix3& m, bool flag) const {
+    const float xx = x * x, yy = y * y, zz = z * z;
+    const float xy = x * y, xz = x * z, yz = y * z;
+    const float wx = w * x, wy = w * y, wz = w * z;
+    Point3 r0(1.0f - 2.0f * (yy + zz), 2.0f * (xy - wz), 2.0f * (xz + wy));
+    Point3 r1(2.0f * (xy + wz), 1.0f - 2.0f * (xx + zz), 2.0f * (yz - wx));
+    Point3 r2(2.0f * (xz - wy), 2.0f * (yz + wx), 1.0f - 2.0f * (xx + yy));
+    if (flag) {
+        std::swap(r0.y, r1.x);
+        std::swap(r0.z, r2.x);
+        std::swap(r1.z, r2.y);
+    }
+    m = Matrix3(r0, r1, r2, Point3());
+    m.SetIdentFlags(POS_IDENT | SCL_IDENT | (IsIdentity() ? ROT_IDENT : 0u));
+}
 
 inline Point3 operator*(const Point3& p, const Matrix3& m) {
     return m.PointTransform(p);

@@ -1,18 +1,5 @@
 #include "host/headless/HeadlessPRSControl.h"
 
-void ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position, Matrix3& tm) {
-    rotation.MakeMatrix(tm);
-    if (scale == Point3(1.0f, 1.0f, 1.0f)) {
-        // Factors of 1 change no bit of the rows (the most common scale): only the flags say
-        // that the rows were set.
-        tm.ClearIdentFlag(ROT_IDENT | SCL_IDENT);
-    } else {
-        for (int row = 0; row < 3; ++row)
-            tm.SetRow(row, tm.GetRow(row) * scale[row]);
-    }
-    tm.SetTrans(position);
-}
-
 void HeadlessPRSControl::GetValue(TimeValue t, Matrix3& tm) const {
     Point3 p = position.GetValue(t);
     Quat q = rotation.GetValue(t);

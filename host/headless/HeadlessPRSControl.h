@@ -8,8 +8,21 @@
 #include <memory>
 
 // p * S * R * T: the rows of the rotation scaled, the position as translation, made in `tm`
-// itself (a matrix copied right after it is made waits for its parts to be stored).
-void ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position, Matrix3& tm);
+// itself (a matrix copied right after it is made waits for its parts to be stored). Inline:
+// a recording composes one for every node at every sample.
+inline void ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position,
+                       Matrix3& tm) {
+    rotation.MakeMatrix(tm);
+    if (scale == Point3(1.0f, 1.0f, 1.0f)) {
+        // Factors of 1 change no bit of the rows (the most common scale): only the flags say
+        // that the rows were set.
+        tm.ClearIdentFlag(ROT_IDENT | SCL_IDENT);
+    } else {
+        for (int row = 0; row < 3; ++row)
+            tm.SetRow(row, tm.GetRow(row) * scale[row]);
+    }
+    tm.SetTrans(position);
+}
 inline Matrix3 ComposePRS(const Point3& scale, const Quat& rotation, const Point3& position) {
     Matrix3 tm;
     ComposePRS(scale, rotation, position, tm);
