@@ -436,6 +436,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
 
     TimeValue ticks[kRunSamples];
     Matrix3 transforms[kRunSamples];
+    float visibilities[kRunSamples];
     std::vector<INode*> sceneNodes;
     sceneNodes.reserve(nodes.size());
     for (const auto& capture : nodes)
@@ -460,10 +461,10 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
             // made would wait for its parts to be stored.
             for (int k = 0; k < count; ++k)
                 transforms[k] = transforms[k] * referenceMatrix;
-            const bool inherit = node->GetInheritVisibility();
+            node->GetVisibilities(ticks, count, node->GetInheritVisibility(), visibilities);
             for (int k = 0; k < count; ++k) {
                 const TimeValue t = ticks[k];
-                float visibility = inherit ? node->GetVisibility(t) : node->GetLocalVisibility(t);
+                float visibility = visibilities[k];
                 if (hasSpan && (t < spans.startTicks[index] || t > spans.endTicks[index]))
                     visibility = 0.0f;
                 const bool visible = visibility > 0.0f;

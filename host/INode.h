@@ -56,6 +56,12 @@ public:
     virtual float GetVisibility(TimeValue t) = 0;
     virtual float GetLocalVisibility(TimeValue t) = 0;
     virtual bool GetInheritVisibility() const = 0;
+    // GetVisibility (with `inherited`) or GetLocalVisibility at each of `count` times, into
+    // `out`: a recording asks for runs of samples, which a host may answer faster together.
+    virtual void GetVisibilities(const TimeValue* times, int count, bool inherited, float* out) {
+        for (int k = 0; k < count; ++k)
+            out[k] = inherited ? GetVisibility(times[k]) : GetLocalVisibility(times[k]);
+    }
 
     // The node's material, null for none. The node keeps it alive; ShareMtl gives a share.
     virtual Mtl* GetMtl() const = 0;

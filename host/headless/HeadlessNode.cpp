@@ -107,6 +107,26 @@ float HeadlessNode::GetVisibility(TimeValue t) {
     return own * parent->GetVisibility(t);
 }
 
+void HeadlessNode::GetVisibilities(const TimeValue* times, int count, bool inherited, float* out) {
+    if (visControl) {
+        for (int k = 0; k < count; ++k)
+            out[k] = visControl->GetFloatValue(times[k]);
+    } else if (visibility) {
+        visibility->GetValues(times, count, out);
+    } else {
+        std::fill_n(out, count, 1.0f);
+    }
+    if (!inherited || !inheritVisibility || parent == nullptr)
+        return;
+    for (int first = 0; first < count; first += kRun) {
+        const int n = std::min(kRun, count - first);
+        float parents[kRun];
+        parent->GetVisibilities(times + first, n, true, parents);
+        for (int k = 0; k < n; ++k)
+            out[first + k] *= parents[k];
+    }
+}
+
 FloatTrack& HeadlessNode::Visibility() {
     if (!visibility)
         visibility.emplace(1.0f);

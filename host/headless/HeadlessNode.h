@@ -32,6 +32,7 @@ public:
     float GetVisibility(TimeValue t) override;
     float GetLocalVisibility(TimeValue t) override;
     bool GetInheritVisibility() const override { return inheritVisibility; }
+    void GetVisibilities(const TimeValue* times, int count, bool inherited, float* out) override;
     Mtl* GetMtl() const override { return material.get(); }
     std::shared_ptr<Mtl> ShareMtl() const override { return material; }
     void SetMtl(std::shared_ptr<Mtl> mtl) override { material = std::move(mtl); }
