@@ -1,5 +1,6 @@
 #include "cachefile/wkCacheWriter.h"
 
+#include "cachefile/ChunkWriter.h"
 #include "cachefile/wkCacheFormat.h"
 #include "host/FileName.h"
 #include "host/MaterialOps.h"
@@ -8,7 +9,6 @@
 #include <bit>
 #include <climits>
 #include <cstring>
-#include <future>
 #include <memory>
 #include <set>
 
@@ -393,17 +393,16 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
 
     // Two buffers: one is filled with rows here, where the host is asked for the transforms,
     // while the other goes to the file on a second thread, so that evaluating the scene and
-    // writing overlap. The file still sees whole chunks, in order. Where no thread can be
-    // started, the write runs when it is waited for (std::async may defer it).
+    // writing overlap. The file still sees whole chunks, in order.
     std::unique_ptr<unsigned char[]> buffers[2];
     if (haveBuffer) {
         for (auto& buffer : buffers)
             buffer = std::make_unique_for_overwrite<unsigned char[]>(
                 static_cast<std::size_t>(chunk + sampleBytes));
     }
-    std::future<bool> pending; // after the buffers: destroyed (and so waited for) first
-    const auto pendingWritten = [&] {
-        if (pending.valid() && !pending.get()) {
+    ChunkWriter chunks(stream()); // after the buffers: destroyed (and so waited for) first
+    const auto chunksWritten = [&] {
+        if (!chunks.wait()) {
             status_ = kStatusFileError;
             return false;
         }
@@ -414,14 +413,10 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     // Hands the full chunk to the file and moves what lies behind it to the other buffer, once
     // that one's write is done; false ends the write.
     const auto flush = [&] {
-        if (!pendingWritten())
+        if (!chunksWritten())
             return false;
         unsigned char* full = buffers[current].get();
-        pending =
-            std::async(std::launch::async | std::launch::deferred,
-                       [file = stream(), data = full, size = static_cast<std::size_t>(chunk)] {
-                           return std::fwrite(data, 1, size, file) == size;
-                       });
+        chunks.write(full, static_cast<std::size_t>(chunk));
         // The sample stage reports the same figure at every flush.
         if (!report(nodeCount, nodeCount))
             return false;
@@ -486,7 +481,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
-    return pendingWritten();
+    return chunksWritten();
 }
 
 bool wkCacheWriter::writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,
