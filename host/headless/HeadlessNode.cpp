@@ -5,6 +5,17 @@
 #include <algorithm>
 #include <stdexcept>
 
+namespace {
+
+// Values over a run, left unset: each is written (by GetValues, GetNodeTMs) before it is read,
+// where arrays of values would be cleared at every run for nothing.
+template <class T, int N> union RunValues {
+    RunValues() {}
+    T at[N];
+};
+
+} // namespace
+
 HeadlessNode::HeadlessNode(WStr name_, SceneObject* object_)
     : name(std::move(name_)), object(object_) {}
 
@@ -36,14 +47,14 @@ void HeadlessNode::localTMs(const TimeValue* times, int count, Matrix3* out) con
             out[k] = GetLocalTM(times[k]);
         return;
     }
-    Point3 scales[kRun];
-    Quat rotations[kRun];
-    Point3 positions[kRun];
-    scale.GetValues(times, count, scales);
-    rotation.GetValues(times, count, rotations);
-    position.GetValues(times, count, positions);
+    RunValues<Point3, kRun> scales;
+    RunValues<Quat, kRun> rotations;
+    RunValues<Point3, kRun> positions;
+    scale.GetValues(times, count, scales.at);
+    rotation.GetValues(times, count, rotations.at);
+    position.GetValues(times, count, positions.at);
     for (int k = 0; k < count; ++k)
-        ComposePRS(scales[k], rotations[k], positions[k], out[k]);
+        ComposePRS(scales.at[k], rotations.at[k], positions.at[k], out[k]);
 }
 
 void HeadlessNode::GetNodeTMs(const TimeValue* times, int count, Matrix3* out) {
@@ -59,10 +70,10 @@ void HeadlessNode::GetNodeTMs(const TimeValue* times, int count, Matrix3* out) {
         }
         localTMs(at, n, tm);
         if (parent != nullptr) {
-            Matrix3 parents[kRun];
-            parent->GetNodeTMs(at, n, parents);
+            RunValues<Matrix3, kRun> parents;
+            parent->GetNodeTMs(at, n, parents.at);
             for (int k = 0; k < n; ++k)
-                tm[k] = tm[k] * parents[k];
+                tm[k] = tm[k] * parents.at[k];
         }
         if (keep) {
             if (!runMemo)
