@@ -217,9 +217,27 @@ void HeadlessKeyTrack<T>::valuesInSegment(std::size_t i, const TimeValue* times,
                 lastArc.segment = static_cast<int>(i);
             }
             const SlerpRoad road = SlerpRoadOf(lastArc.arc.cosom);
+            if (road != SlerpRoad::Long) {
+                for (int k = 0; k < count; ++k)
+                    out[k] = Slerp(a.value, lastArc.to, fraction(times[k]), road, lastArc.arc.omega,
+                                   lastArc.arc.sinom);
+                return;
+            }
+            // The long road of Slerp, its sines taken in a loop of their own: between calls
+            // of the sine nothing else waits to be kept in registers.
+            const float omega = lastArc.arc.omega;
+            const float sinom = lastArc.arc.sinom;
+            for (int k = 0; k < count; ++k) {
+                const float t = fraction(times[k]);
+                out[k].x = (1.0f - t) * omega;
+                out[k].y = t * omega;
+            }
+            for (int k = 0; k < count; ++k) {
+                out[k].x = std::sin(out[k].x);
+                out[k].y = std::sin(out[k].y);
+            }
             for (int k = 0; k < count; ++k)
-                out[k] = Slerp(a.value, lastArc.to, fraction(times[k]), road, lastArc.arc.omega,
-                               lastArc.arc.sinom);
+                out[k] = a.value * (out[k].x / sinom) + lastArc.to * (out[k].y / sinom);
         } else {
             for (int k = 0; k < count; ++k)
                 out[k] = lerp(a.value, b.value, fraction(times[k]));
