@@ -263,12 +263,14 @@ template <class T> T HeadlessKeyTrack<T>::GetValue(TimeValue t) const {
 
 template <class T>
 void HeadlessKeyTrack<T>::GetValues(const TimeValue* times, int count, T* out) const {
+    if (keys.empty()) {
+        std::fill_n(out, count, defaultValue);
+        return;
+    }
     std::size_t segment = 0;
     for (int k = 0; k < count;) {
         const TimeValue t = times[k];
-        if (keys.empty()) {
-            out[k++] = defaultValue;
-        } else if (t <= keys.front().time) {
+        if (t <= keys.front().time) {
             out[k++] = keys.front().value;
         } else if (t >= keys.back().time) {
             out[k++] = keys.back().value;
