@@ -1,6 +1,7 @@
 // Node capture: one scene node's mesh at one time, as a private, cleaned copy in the object's
 // own space. It is the one door from the scene into recording: the cache writer captures each
-// node once, and the analyses of topology and deformation capture every node at every sample.
+// node once, the topology analysis every node at every sample, and the deformation analysis
+// takes the vertices alone at every sample.
 #pragma once
 
 #include "host/INode.h"
@@ -8,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 struct NodeCapture {
     INode* node = nullptr;        // not owned
@@ -22,3 +24,9 @@ struct NodeCapture {
 // in the viewports without its render mesh, an empty mesh) answers false with no mesh. What the
 // host throws passes through.
 bool CaptureNodeMesh(NodeCapture& capture, INode* node, TimeValue time, bool useRenderMesh);
+
+// The vertices CaptureNodeMesh would capture, without copying the rest of the mesh: it
+// succeeds for the same nodes and times, and `verts` gets the capture's vertices (those a face
+// uses, in order); empty when it fails. For analyses that look at positions alone.
+bool CaptureNodeVertices(std::vector<Point3>& verts, INode* node, TimeValue time,
+                         bool useRenderMesh);

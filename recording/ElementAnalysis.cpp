@@ -47,10 +47,6 @@ struct ElementTrack {
     std::uint8_t deforms = 0;
 };
 
-std::vector<Point3> vertices(const Mesh& mesh) {
-    return {mesh.getVertPtr(0), mesh.getVertPtr(0) + mesh.getNumVerts()};
-}
-
 } // namespace
 
 TimeValue FrameToTick(float frame, float rate) {
@@ -166,11 +162,11 @@ void AnalyzeElementFrames(const INodeTab& inNodes, INodeTab& outNodes, RecordSpa
     std::vector<ElementTrack> tracks;
     std::vector<std::vector<Point3>> references;
     for (int j = 0; j < multiNodes.Count(); ++j) {
-        NodeCapture capture;
-        if (!CaptureNodeMesh(capture, multiNodes[j], spans.startTicks[static_cast<std::size_t>(j)],
-                             true))
+        std::vector<Point3> reference;
+        if (!CaptureNodeVertices(reference, multiNodes[j],
+                                 spans.startTicks[static_cast<std::size_t>(j)], true))
             continue;
-        references.push_back(vertices(*capture.mesh));
+        references.push_back(std::move(reference));
         tracks.push_back({multiNodes[j], {}, {}, 0});
     }
 
@@ -187,11 +183,11 @@ void AnalyzeElementFrames(const INodeTab& inNodes, INodeTab& outNodes, RecordSpa
             const TimeValue at = tick < spans.startTicks[index]
                                      ? spans.startTicks[index]
                                      : std::min(tick, spans.endTicks[index]);
-            NodeCapture capture;
-            if (!CaptureNodeMesh(capture, multiNodes[j], at, true))
+            std::vector<Point3> sample;
+            if (!CaptureNodeVertices(sample, multiNodes[j], at, true))
                 continue;
             if (cursor < tracks.size()) {
-                tracks[cursor].samples.push_back(vertices(*capture.mesh));
+                tracks[cursor].samples.push_back(std::move(sample));
                 tracks[cursor].sampleIndices.push_back(numSamples);
             }
             ++cursor;
@@ -250,9 +246,9 @@ void AnalyzeElementFrames(const INodeTab& inNodes, INodeTab& outNodes, RecordSpa
     DropLinearFrames(frames);
     std::vector<std::int32_t> vertexCounts;
     for (int k = 0; k < deformCount && k < outNodes.Count(); ++k) {
-        NodeCapture capture;
-        if (CaptureNodeMesh(capture, outNodes[k], 0, true))
-            vertexCounts.push_back(capture.mesh->getNumVerts());
+        std::vector<Point3> verts;
+        if (CaptureNodeVertices(verts, outNodes[k], 0, true))
+            vertexCounts.push_back(static_cast<std::int32_t>(verts.size()));
     }
     SerializeElementBlock(elementBlock, vertexCounts, frames);
 

@@ -106,4 +106,36 @@ TEST_F(NodeCaptureTest, ShapeSwitchesChooseTheRoad) {
     EXPECT_EQ(capture.mesh->getNumFaces(), 4);
 }
 
+// The vertices alone: the same nodes succeed and give the capture's vertices, on every road.
+TEST_F(NodeCaptureTest, VerticesAloneAreTheCapturesVertices) {
+    Mesh isolated = MakeBoxMesh(2, 2, 2);
+    isolated.setNumVerts(10, true);
+    isolated.getFace(3).setVerts(9, 1, 2); // 9 is used now, 8 is not
+    Mesh points;
+    points.setNumVerts(3);
+    HeadlessNode* closed = nullptr;
+    square(closed, true);
+    HeadlessNode* open = nullptr;
+    square(open, false);
+    HeadlessNode* nodes[] = {nodeOf(std::make_unique<TriObject>(isolated)),
+                             nodeOf(std::make_unique<TriObject>(points)),
+                             nodeOf(std::make_unique<HeadlessHelper>()),
+                             wavingNode("w", 1.0f),
+                             closed,
+                             open};
+    for (HeadlessNode* node : nodes) {
+        for (const bool useRenderMesh : {true, false}) {
+            std::vector<Point3> verts(1);
+            const bool captured = CaptureNodeMesh(capture, node, 320, useRenderMesh);
+            ASSERT_EQ(CaptureNodeVertices(verts, node, 320, useRenderMesh), captured);
+            const std::vector<Point3> expected =
+                captured
+                    ? std::vector<Point3>(capture.mesh->getVertPtr(0),
+                                          capture.mesh->getVertPtr(0) + capture.mesh->getNumVerts())
+                    : std::vector<Point3>();
+            EXPECT_EQ(verts, expected) << node->GetName().ToCStr().str() << useRenderMesh;
+        }
+    }
+}
+
 } // namespace
