@@ -2,6 +2,7 @@
 // the reference questions, and the scriptable services (hold, assets, user interface, plug-in
 // loader).
 #include "host/Host.h"
+#include "host/headless/HeadlessFloatControl.h"
 #include "host/headless/HeadlessHost.h"
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
@@ -120,6 +121,36 @@ TEST_F(HeadlessSceneTest, VisibilityIsTheTrackTimesTheParentsWhenInherited) {
     child->SetHidden(true);
     EXPECT_EQ(child->GetVisibility(0), 0.5f);
     EXPECT_EQ(child->EvalWorldState(0, false).obj, nullptr);
+
+    // Runs of times (more than one run, before, between and after the keys) give each time's
+    // visibility, inherited or local, with a track, a controller or neither above.
+    HeadlessNode* grandchild = scene.CreateNode(L"grandchild");
+    grandchild->SetParent(child);
+    grandchild->Visibility().AddKey(100, 0.25f);
+    grandchild->Visibility().AddKey(500, 2.0f);
+    parent->Visibility().AddKey(300, -1.0f);
+    auto control = std::make_unique<HeadlessFloatControl>();
+    control->SetKey(0, 0.75f);
+    control->SetKey(400, 0.125f);
+    std::vector<TimeValue> times;
+    for (TimeValue t = -40; t <= 600; t += 20)
+        times.push_back(t);
+    for (const bool childInherits : {true, false}) {
+        child->SetInheritVisibility(childInherits);
+        if (!childInherits)
+            child->SetVisController(std::move(control));
+        for (HeadlessNode* node : {parent, child, grandchild}) {
+            for (const bool inherited : {true, false}) {
+                std::vector<float> run(times.size());
+                node->GetVisibilities(times.data(), static_cast<int>(times.size()), inherited,
+                                      run.data());
+                for (std::size_t k = 0; k < times.size(); ++k)
+                    EXPECT_EQ(run[k], inherited ? node->GetVisibility(times[k])
+                                                : node->GetLocalVisibility(times[k]))
+                        << node->GetName() << " at " << times[k];
+            }
+        }
+    }
 }
 
 TEST_F(HeadlessSceneTest, DeformingMeshBlendsItsKeysAndHandsOutNewMeshes) {
