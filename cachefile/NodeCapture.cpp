@@ -125,6 +125,7 @@ bool CaptureNodeVertices(std::vector<Point3>& verts, INode* node, TimeValue time
                 used[v] = true;
         }
     }
+    verts.reserve(count);
     for (std::uint32_t v = 0; v < count; ++v) {
         if (used[v])
             verts.push_back(mesh.getVert(static_cast<int>(v)));
