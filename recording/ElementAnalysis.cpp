@@ -47,6 +47,23 @@ struct ElementTrack {
     std::uint8_t deforms = 0;
 };
 
+// Whether any of the vertices both lists have differs in any coordinate (a NaN always does).
+// Compared in blocks without stopping inside one: most tracks of a scene do not deform, and
+// all of their samples are compared to the end.
+bool differsAnywhere(const std::vector<Point3>& a, const std::vector<Point3>& b) {
+    constexpr std::size_t kBlock = 64;
+    const std::size_t count = std::min(a.size(), b.size());
+    for (std::size_t first = 0; first < count; first += kBlock) {
+        const std::size_t last = std::min(count, first + kBlock);
+        bool differs = false;
+        for (std::size_t v = first; v < last; ++v)
+            differs |= (a[v].x != b[v].x) | (a[v].y != b[v].y) | (a[v].z != b[v].z);
+        if (differs)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 TimeValue FrameToTick(float frame, float rate) {
@@ -203,11 +220,7 @@ void AnalyzeElementFrames(const INodeTab& inNodes, INodeTab& outNodes, RecordSpa
     for (std::size_t k = 0; k < tracks.size(); ++k) {
         ElementTrack& track = tracks[k];
         for (const std::vector<Point3>& sample : track.samples) {
-            const std::size_t count = std::min(sample.size(), references[k].size());
-            bool differs = false;
-            for (std::size_t v = 0; v < count && !differs; ++v)
-                differs = sample[v] != references[k][v];
-            if (differs) {
+            if (differsAnywhere(sample, references[k])) {
                 track.deforms = 1;
                 ++deformCount;
                 break;
