@@ -147,7 +147,7 @@ TEST_F(HeadlessSceneTest, VisibilityIsTheTrackTimesTheParentsWhenInherited) {
                 for (std::size_t k = 0; k < times.size(); ++k)
                     EXPECT_EQ(run[k], inherited ? node->GetVisibility(times[k])
                                                 : node->GetLocalVisibility(times[k]))
-                        << node->GetName() << " at " << times[k];
+                        << node->GetName().ToCStr().str() << " at " << times[k];
             }
         }
     }
