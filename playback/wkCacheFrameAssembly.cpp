@@ -366,23 +366,31 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     wkCacheElementBlends& blends = *state.elementBlends;
     blends.follow(index.loadedSamples.version());
     // Small elements are blended a batch at a time, so that neighbouring blends overlap; a large
-    // one just before its vertices, whose loop then overlaps its blend.
+    // one while the vertices of the one before are written (then `batch` holds just those two).
     Matrix3 batch[wkCacheElementBlends::kBatch];
     const bool batched = source.getNumVerts() / std::max(count, 1) < 32;
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        Matrix3 tm;
+        // The matrix is used where it was written (a copy of one just stored field by field
+        // waits for the stores). A large element's blend is made one element ahead, so that its
+        // chain of dependent operations runs while the vertices before it are written.
+        Matrix3* blended = nullptr;
         if (batched) {
             const int inBatch = i % wkCacheElementBlends::kBatch;
             if (inBatch == 0)
                 blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
                                   batch);
-            tm = batch[inBatch];
+            blended = &batch[inBatch];
         } else {
-            blends.transform(rows, i, e, tm);
+            if (i == 0)
+                blends.transform(rows, i, e, batch[0]);
+            if (i + 1 < count)
+                blends.transform(rows, i + 1, state.elements[at + 1], batch[(i + 1) % 2]);
+            blended = &batch[i % 2];
         }
+        Matrix3& tm = *blended;
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
