@@ -198,9 +198,11 @@ inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCac
     finish(later, out);
 }
 
-inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t element,
-                                            const wkCacheSampleLocation& at, Matrix3& out,
-                                            Deferred* later, int outSlot) {
+[[gnu::always_inline]] inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows,
+                                                                   std::int32_t element,
+                                                                   const wkCacheSampleLocation& at,
+                                                                   Matrix3& out, Deferred* later,
+                                                                   int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     Place& p = places[e];
     const bool samePair = (p.flags & kKept) != 0 && p.sample == at.sample &&
