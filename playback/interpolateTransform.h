@@ -80,7 +80,24 @@ public:
     // The slots of first and second, decomposing whichever the memo does not hold.
     void slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j);
 
+    // Matrices taken into slots whose factors are still to be found, of one memo or several,
+    // so that they are decomposed together.
+    struct Pending {
+        static constexpr int kCapacity = 16;
+        const Matrix3* m[kCapacity];
+        AffineParts* parts[kCapacity];
+        int count = 0;
+        // Fills the factors of every matrix taken.
+        void decompose();
+    };
+    // slotsFor without the decompositions: the slots are given and hold their matrices, and
+    // those to decompose (at most two) are added to `todo`, which must be decomposed before the
+    // memo is used again.
+    void claim(const Matrix3& first, const Matrix3& second, int& i, int& j, Pending& todo);
+
 private:
+    void take(int slot, const Matrix3& m, Pending& todo);
+
     struct Slot {
         Matrix3 m;
         AffineParts parts;

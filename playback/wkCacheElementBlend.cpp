@@ -2,6 +2,8 @@
 
 #include "playback/wkCacheElementState.h"
 
+#include <algorithm>
+
 // Here, where the kept transforms are a complete type.
 wkCacheFrameState::wkCacheFrameState() = default;
 wkCacheFrameState::~wkCacheFrameState() = default;
@@ -60,12 +62,43 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
     k.used = true;
 }
 
+void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t element,
+                                      const Place& before, const wkCacheSampleLocation& at,
+                                      TransformMemo::Pending& todo) {
+    if ((before.flags & kKept) == 0)
+        return;
+    const std::size_t end = std::min(places.size(), element + 1 + kAhead);
+    for (std::size_t e = element + 1; e < end; ++e) {
+        const Place& p = places[e];
+        // Only an element that stood just where this one stood, and so will likely move with it.
+        if (todo.count + 2 > TransformMemo::Pending::kCapacity || (p.flags & kKept) == 0 ||
+            p.sample != before.sample || p.nextSample != before.nextSample ||
+            ((p.flags ^ before.flags) & kInterpolate) != 0 ||
+            std::bit_cast<std::uint32_t>(p.fraction) !=
+                std::bit_cast<std::uint32_t>(before.fraction))
+            return;
+        bool kept = false; // a pair it blends without the rows
+        for (std::size_t slot = 0; slot < 2; ++slot) {
+            const PairKey& k = pairKeys[pairIndex(e, slot)];
+            kept = kept || (k.used && k.sample == at.sample && k.nextSample == at.nextSample);
+        }
+        if (kept)
+            continue;
+        const auto n = static_cast<std::int32_t>(e);
+        int i = 0;
+        int j = 0;
+        memos[e].claim(rows.sampleRows().transformAt(rows.row(at.sample), n),
+                       rows.sampleRows().transformAt(rows.row(at.nextSample), n), i, j, todo);
+    }
+}
+
 void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
                                     const wkCacheSampleLocation& at, Matrix3& out, Deferred* later,
                                     int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     TransformMemo& memo = memos[e];
     Place& p = places[e];
+    const Place before = p;
     std::size_t slot = (p.flags & kSlot) != 0 ? 1 : 0;
     p.sample = at.sample;
     p.nextSample = at.nextSample;
@@ -81,7 +114,11 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     const Matrix3 second = rows.sampleRows().transformAt(rows.row(at.nextSample), element);
     int i = 0;
     int j = 0;
-    memo.slotsFor(first, second, i, j);
+    TransformMemo::Pending todo;
+    memo.claim(first, second, i, j, todo);
+    if (todo.count > 0)
+        claimAhead(rows, e, before, at, todo);
+    todo.decompose();
     const TransformArcs& arcs = memo.arcs(i, j);
     if (RigidBlend::Applies(memo.parts(i), arcs)) {
         // The pair blended last stays in the other slot.
