@@ -64,7 +64,7 @@ void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, con
 
 void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t element,
                                       const Place& before, const wkCacheSampleLocation& at,
-                                      TransformMemo::Pending& todo) {
+                                      TransformMemo::Pending& todo, Ahead& ahead) {
     if ((before.flags & kKept) == 0)
         return;
     const std::size_t end = std::min(places.size(), element + 1 + kAhead);
@@ -89,6 +89,9 @@ void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t elemen
         int j = 0;
         memos[e].claim(rows.sampleRows().transformAt(rows.row(at.sample), n),
                        rows.sampleRows().transformAt(rows.row(at.nextSample), n), i, j, todo);
+        ahead.element[ahead.count] = static_cast<std::uint32_t>(e);
+        ahead.from[ahead.count] = static_cast<std::uint8_t>(i);
+        ahead.to[ahead.count++] = static_cast<std::uint8_t>(j);
     }
 }
 
@@ -116,9 +119,14 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     int j = 0;
     TransformMemo::Pending todo;
     memo.claim(first, second, i, j, todo);
-    if (todo.count > 0)
-        claimAhead(rows, e, before, at, todo);
-    todo.decompose();
+    if (todo.count > 0) {
+        Ahead ahead;
+        claimAhead(rows, e, before, at, todo, ahead);
+        todo.decompose();
+        // Their arcs too, one after the other: independent chains of an arccosine and a sine.
+        for (int k = 0; k < ahead.count; ++k)
+            memos[ahead.element[k]].arcs(ahead.from[k], ahead.to[k]);
+    }
     const TransformArcs& arcs = memo.arcs(i, j);
     if (RigidBlend::Applies(memo.parts(i), arcs)) {
         // The pair blended last stays in the other slot.

@@ -121,10 +121,17 @@ private:
     void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
                   Matrix3& out, Deferred* later, int outSlot);
     // Elements after `element` decompose the rows of their next pair with its own, taken as
-    // `at` (where it goes) when they stood at `before` (where it stood).
-    void claimAhead(wkCacheRowLookup& rows, std::size_t element, const Place& before,
-                    const wkCacheSampleLocation& at, TransformMemo::Pending& todo);
+    // `at` (where it goes) when they stood at `before` (where it stood); `ahead` lists them
+    // with the slots of that pair.
     static constexpr std::size_t kAhead = 7;
+    struct Ahead {
+        std::uint32_t element[kAhead];
+        std::uint8_t from[kAhead];
+        std::uint8_t to[kAhead];
+        int count = 0;
+    };
+    void claimAhead(wkCacheRowLookup& rows, std::size_t element, const Place& before,
+                    const wkCacheSampleLocation& at, TransformMemo::Pending& todo, Ahead& ahead);
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
