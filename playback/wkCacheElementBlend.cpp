@@ -70,7 +70,7 @@ void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t elemen
     const std::size_t end = std::min(places.size(), element + 1 + kAhead);
     for (std::size_t e = element + 1; e < end; ++e) {
         const Place& p = places[e];
-        // Only an element that stood just where this one stood, and so will likely move with it.
+        // Up to the first element that did not stand just where this one stood.
         if (todo.count + 2 > TransformMemo::Pending::kCapacity || (p.flags & kKept) == 0 ||
             p.sample != before.sample || p.nextSample != before.nextSample ||
             ((p.flags ^ before.flags) & kInterpolate) != 0 ||

@@ -120,9 +120,11 @@ private:
     void finish(Deferred& later, Matrix3* out) const;
     void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
                   Matrix3& out, Deferred* later, int outSlot);
-    // Elements after `element` decompose the rows of their next pair with its own, taken as
-    // `at` (where it goes) when they stood at `before` (where it stood); `ahead` lists them
-    // with the slots of that pair.
+    // An element that crosses to a new pair, from `before` to `at`, claims the samples of the
+    // next kAhead elements that stood where it stood, as if they went where it goes (they
+    // mostly do): their new samples are then decomposed in one batch with its own, and their
+    // arcs made one after the other. `ahead` lists them with the slots of that pair. A wrong
+    // guess costs work, never bits: a memo knows its matrices by their bytes.
     static constexpr std::size_t kAhead = 7;
     struct Ahead {
         std::uint32_t element[kAhead];
