@@ -83,7 +83,7 @@ public:
     // Matrices taken into slots whose factors are still to be found, of one memo or several,
     // so that they are decomposed together.
     struct Pending {
-        static constexpr int kCapacity = 16;
+        static constexpr int kCapacity = 8;
         const Matrix3* m[kCapacity];
         AffineParts* parts[kCapacity];
         int count = 0;
