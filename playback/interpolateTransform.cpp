@@ -6,13 +6,17 @@
 
 TransformArcs TransformArcs::Between(const AffineParts& pa, const AffineParts& pb) {
     TransformArcs arcs;
-    arcs.qTo = pb.q;
-    arcs.qTo.MakeClosest(pa.q);
-    arcs.q = MakeSlerpArc(pa.q, arcs.qTo);
-    arcs.uTo = pb.u;
-    arcs.uTo.MakeClosest(pa.u);
-    arcs.u = MakeSlerpArc(pa.u, arcs.uTo);
+    arcs.setBetween(pa, pb);
     return arcs;
+}
+
+void TransformArcs::setBetween(const AffineParts& pa, const AffineParts& pb) {
+    qTo = pb.q;
+    qTo.MakeClosest(pa.q);
+    q = MakeSlerpArc(pa.q, qTo);
+    uTo = pb.u;
+    uTo.MakeClosest(pa.u);
+    u = MakeSlerpArc(pa.u, uTo);
 }
 
 namespace {
@@ -104,7 +108,7 @@ void TransformMemo::Pending::decompose() {
 
 const TransformArcs& TransformMemo::arcs(int from, int to) {
     if (arcsFrom != from || arcsTo != to) {
-        pairArcs = TransformArcs::Between(slots[from].parts, slots[to].parts);
+        pairArcs.setBetween(slots[from].parts, slots[to].parts);
         arcsFrom = from;
         arcsTo = to;
     }

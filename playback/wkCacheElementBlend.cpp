@@ -43,22 +43,23 @@ void wkCacheElementBlends::follow(std::uint64_t rowsVersion) {
 
 void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                                     const TransformArcs& arcs) {
-    const RigidBlend r = RigidBlend::Of(pa, pb, arcs);
+    // What a rigid blend reads, field by field: a copy of the whole first would read back
+    // narrow stores in wide pieces, which the processor cannot forward.
     PairFactors& f = factors[pair];
-    f.ta = r.ta;
-    f.tb = r.tb;
-    f.qa = r.qa;
-    f.qTo = r.qTo;
-    f.omega = r.q.omega;
-    f.sinom = r.q.sinom;
-    f.ka = r.ka;
-    f.kb = r.kb;
-    f.fa = r.fa;
-    f.fb = r.fb;
+    f.ta = pa.t;
+    f.tb = pb.t;
+    f.qa = pa.q;
+    f.qTo = arcs.qTo;
+    f.omega = arcs.q.omega;
+    f.sinom = arcs.q.sinom;
+    f.ka = pa.k;
+    f.kb = pb.k;
+    f.fa = pa.f;
+    f.fb = pb.f;
     // Slerp's tests on the cosine, made once per pair.
     PairKey& k = pairKeys[pair];
-    k.flags =
-        static_cast<std::uint8_t>(static_cast<std::uint8_t>(SlerpRoadOf(r.q.cosom)) << kArcShift);
+    k.flags = static_cast<std::uint8_t>(static_cast<std::uint8_t>(SlerpRoadOf(arcs.q.cosom))
+                                        << kArcShift);
     k.used = true;
 }
 
