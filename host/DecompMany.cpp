@@ -222,7 +222,7 @@ struct V3 {
     return done;
 }
 
-template <int Unused>
+// Vectors of lanes, then the lanes that left the common case and the rest one by one.
 [[gnu::always_inline]] inline void run(const Matrix3* const* ms, AffineParts* const* parts,
                                        int count) {
     int i = 0;
@@ -237,13 +237,13 @@ template <int Unused>
 }
 
 void runNarrow(const Matrix3* const* ms, AffineParts* const* parts, int count) {
-    run<0>(ms, parts, count);
+    run(ms, parts, count);
 }
 
 #if defined(__x86_64__) || defined(__i386__)
 __attribute__((target("avx2"))) void runWide(const Matrix3* const* ms, AffineParts* const* parts,
                                              int count) {
-    run<1>(ms, parts, count);
+    run(ms, parts, count);
 }
 #endif
 
