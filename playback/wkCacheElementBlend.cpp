@@ -3,12 +3,151 @@
 #include "playback/wkCacheElementState.h"
 
 #include <algorithm>
+#include <cstddef>
 
 // Here, where the kept transforms are a complete type.
 wkCacheFrameState::wkCacheFrameState() = default;
 wkCacheFrameState::~wkCacheFrameState() = default;
 
 namespace WelkardTools {
+
+namespace {
+
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#define WKCACHE_WIDE_BLENDS 1
+
+// Eight lanes of floats, and the same at any float's address. Only ever used in code built for
+// AVX2. Lanes are loaded whole: copied through memory in halves they would wait for both.
+typedef float Lanes __attribute__((vector_size(32), may_alias));
+typedef float UnalignedLanes __attribute__((vector_size(32), aligned(4), may_alias));
+typedef int LaneIndex __attribute__((vector_size(32)));
+
+// Rows r[0..7] become columns: lane k of r[j] after is lane j of r[k] before.
+[[gnu::always_inline]] inline void transpose(Lanes r[8]) {
+    const LaneIndex lo1 = {0, 8, 1, 9, 4, 12, 5, 13};
+    const LaneIndex hi1 = {2, 10, 3, 11, 6, 14, 7, 15};
+    const LaneIndex lo2 = {0, 1, 8, 9, 4, 5, 12, 13};
+    const LaneIndex hi2 = {2, 3, 10, 11, 6, 7, 14, 15};
+    const LaneIndex lo4 = {0, 1, 2, 3, 8, 9, 10, 11};
+    const LaneIndex hi4 = {4, 5, 6, 7, 12, 13, 14, 15};
+    Lanes t[8];
+    for (int i = 0; i < 8; i += 2) {
+        t[i] = __builtin_shuffle(r[i], r[i + 1], lo1);
+        t[i + 1] = __builtin_shuffle(r[i], r[i + 1], hi1);
+    }
+    Lanes u[8];
+    for (int i = 0; i < 8; i += 4) {
+        u[i] = __builtin_shuffle(t[i], t[i + 2], lo2);
+        u[i + 1] = __builtin_shuffle(t[i], t[i + 2], hi2);
+        u[i + 2] = __builtin_shuffle(t[i + 1], t[i + 3], lo2);
+        u[i + 3] = __builtin_shuffle(t[i + 1], t[i + 3], hi2);
+    }
+    for (int i = 0; i < 4; ++i) {
+        r[i] = __builtin_shuffle(u[i], u[i + 4], lo4);
+        r[i + 4] = __builtin_shuffle(u[i], u[i + 4], hi4);
+    }
+}
+
+// Eight blends at a time, each lane doing the operations of the scalar road in its order.
+// rec[k] is the 24 floats of blend k's factors, which become f[0..23] lane k: ta 0-2, tb 3-5,
+// qa 6-9, qTo 10-13, omega 14, sinom 15, ka 16-18, kb 19-21, fa 22, fb 23. a, sinA and sinB
+// hold eight lanes each; the first `lanes` matrices are written.
+__attribute__((target("avx2"))) void composeEight(const float* const rec[8], const float* a_,
+                                                  const float* sinA, const float* sinB,
+                                                  Matrix3* const out[8], int lanes) {
+    Lanes f[24];
+    for (int chunk = 0; chunk < 3; ++chunk) {
+        Lanes* r = f + 8 * chunk;
+        for (int k = 0; k < 8; ++k)
+            r[k] = *reinterpret_cast<const Lanes*>(rec[k] + 8 * chunk); // 32-byte aligned
+        transpose(r);
+    }
+    const Lanes a = *reinterpret_cast<const UnalignedLanes*>(a_);
+    const Lanes sA = *reinterpret_cast<const UnalignedLanes*>(sinA);
+    const Lanes sB = *reinterpret_cast<const UnalignedLanes*>(sinB);
+    const Lanes sa = sA / f[15];
+    const Lanes sb = sB / f[15];
+    const Lanes qx = f[6] * sa + f[10] * sb;
+    const Lanes qy = f[7] * sa + f[11] * sb;
+    const Lanes qz = f[8] * sa + f[12] * sb;
+    const Lanes qw = f[9] * sa + f[13] * sb;
+    const Lanes b = 1.0f - a;
+    const Lanes kx = f[16] * b + f[19] * a;
+    const Lanes ky = f[17] * b + f[20] * a;
+    const Lanes kz = f[18] * b + f[21] * a;
+    const Lanes s = f[23] * a + f[22] * b;
+    const Lanes xx = qx * qx, yy = qy * qy, zz = qz * qz;
+    const Lanes xy = qx * qy, xz = qx * qz, yz = qy * qz;
+    const Lanes wx = qw * qx, wy = qw * qy, wz = qw * qz;
+    Lanes m[16] = {kx * (1.0f - 2.0f * (yy + zz)) * s,
+                   kx * (2.0f * (xy - wz)) * s,
+                   kx * (2.0f * (xz + wy)) * s,
+                   ky * (2.0f * (xy + wz)) * s,
+                   ky * (1.0f - 2.0f * (xx + zz)) * s,
+                   ky * (2.0f * (yz - wx)) * s,
+                   kz * (2.0f * (xz - wy)) * s,
+                   kz * (2.0f * (yz + wx)) * s,
+                   kz * (1.0f - 2.0f * (xx + yy)) * s,
+                   f[0] * b + f[3] * a,
+                   f[1] * b + f[4] * a,
+                   f[2] * b + f[5] * a};
+    transpose(m);
+    transpose(m + 8);
+    for (int k = 0; k < lanes; ++k) {
+        float* o = out[k]->GetAddr();
+        *reinterpret_cast<UnalignedLanes*>(o) = m[k];
+        for (int j = 0; j < 4; ++j)
+            o[8 + j] = m[8 + k][j];
+        out[k]->SetIdentFlags(0);
+    }
+}
+#endif
+
+} // namespace
+
+void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
+    const int n = later.count;
+    later.count = 0;
+    for (int k = 0; k < n; ++k) {
+        const float a = later.fraction[k];
+        const float omega = factors[later.pair[k]].omega;
+        later.sinA[k] = std::sin((1.0f - a) * omega);
+        later.sinB[k] = std::sin(a * omega);
+    }
+    int k = 0;
+#ifdef WKCACHE_WIDE_BLENDS
+    static_assert(sizeof(PairFactors) == 24 * sizeof(float) && offsetof(PairFactors, qa) == 24 &&
+                  offsetof(PairFactors, qTo) == 40 && offsetof(PairFactors, sinom) == 60 &&
+                  offsetof(PairFactors, ka) == 64 && offsetof(PairFactors, fb) == 92);
+    static const bool wide = __builtin_cpu_supports("avx2");
+    if (wide && n > 0) {
+        // The last group is filled up with copies of its last blend, which are not written.
+        for (int pad = n; pad % 8 != 0; ++pad) {
+            later.pair[pad] = later.pair[n - 1];
+            later.fraction[pad] = later.fraction[n - 1];
+            later.sinA[pad] = later.sinA[n - 1];
+            later.sinB[pad] = later.sinB[n - 1];
+            later.slot[pad] = later.slot[n - 1];
+        }
+        for (; k < n; k += 8) {
+            const float* rec[8];
+            Matrix3* targets[8];
+            for (int lane = 0; lane < 8; ++lane) {
+                rec[lane] = reinterpret_cast<const float*>(&factors[later.pair[k + lane]]);
+                targets[lane] = &out[later.slot[k + lane]];
+            }
+            composeEight(rec, later.fraction + k, later.sinA + k, later.sinB + k, targets,
+                         std::min(8, n - k));
+        }
+        return;
+    }
+#endif
+    for (; k < n; ++k) {
+        const PairFactors& p = factors[later.pair[k]];
+        const Quat rot = p.qa * (later.sinA[k] / p.sinom) + p.qTo * (later.sinB[k] / p.sinom);
+        compose(p, later.fraction[k], rot, out[later.slot[k]]);
+    }
+}
 
 std::int64_t wkCacheRowLookup::row(std::int32_t sample) {
     for (int k = 0; k < filled; ++k)

@@ -117,6 +117,8 @@ private:
     // blend() now, or later when `later` is given and the blend is on the long arc.
     void blendOrDefer(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out,
                       Deferred* later, int slot) const;
+    // Slerp's long road, the same operations in the same order, with the sines taken beforehand
+    // for the whole batch; then the rest of blend().
     void finish(Deferred& later, Matrix3* out) const;
     void fromRows(wkCacheRowLookup& rows, std::int32_t element, const wkCacheSampleLocation& at,
                   Matrix3& out, Deferred* later, int outSlot);
@@ -189,23 +191,6 @@ inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t fl
     later->slot[k] = static_cast<std::uint8_t>(slot);
 }
 
-// Slerp's long road, the same operations in the same order, with the sines taken beforehand for
-// the whole batch; then the rest of blend().
-inline void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
-    for (int k = 0; k < later.count; ++k) {
-        const float a = later.fraction[k];
-        const float omega = factors[later.pair[k]].omega;
-        later.sinA[k] = std::sin((1.0f - a) * omega);
-        later.sinB[k] = std::sin(a * omega);
-    }
-    for (int k = 0; k < later.count; ++k) {
-        const PairFactors& p = factors[later.pair[k]];
-        const Quat rot = p.qa * (later.sinA[k] / p.sinom) + p.qTo * (later.sinB[k] / p.sinom);
-        compose(p, later.fraction[k], rot, out[later.slot[k]]);
-    }
-    later.count = 0;
-}
-
 inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCacheElementState* at,
                                              std::int32_t first, int count, Matrix3* out) {
     Deferred later;
@@ -214,9 +199,11 @@ inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCac
     finish(later, out);
 }
 
-inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows, std::int32_t element,
-                                            const wkCacheSampleLocation& at, Matrix3& out,
-                                            Deferred* later, int outSlot) {
+[[gnu::always_inline]] inline void wkCacheElementBlends::transform(wkCacheRowLookup& rows,
+                                                                   std::int32_t element,
+                                                                   const wkCacheSampleLocation& at,
+                                                                   Matrix3& out, Deferred* later,
+                                                                   int outSlot) {
     const auto e = static_cast<std::size_t>(element);
     Place& p = places[e];
     const bool samePair = (p.flags & kKept) != 0 && p.sample == at.sample &&

@@ -54,6 +54,42 @@ void applyElementFrames(wkCacheReader& reader, Mesh& source, wkCacheFrameTimes& 
         verts[k] = Point3(p[0], p[1], p[2]);
 }
 
+// dst[v] = src[v] * m for v < n, the source and the output being different meshes. Where the
+// processor has AVX2 twice the lanes at a time: each lane does the operations of
+// Point3 * Matrix3 in their order, so the bits do not depend on the width.
+[[gnu::always_inline]] inline void transformRun(const Point3* __restrict src,
+                                                Point3* __restrict dst, std::int32_t n,
+                                                const Matrix3& m) {
+    for (std::int32_t v = 0; v < n; ++v)
+        dst[v] = src[v] * m;
+}
+
+void transformNarrow(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
+    transformRun(src, dst, n, m);
+}
+
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+__attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* dst, std::int32_t n,
+                                                   const Matrix3& m) {
+    transformRun(src, dst, n, m);
+}
+#endif
+
+// Below this many vertices the call and the setting up of wide registers cost more than they
+// save.
+constexpr std::int32_t kWideFrom = 32;
+
+void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+    static const bool wide = __builtin_cpu_supports("avx2");
+    if (wide) {
+        transformWide(src, dst, n, m);
+        return;
+    }
+#endif
+    transformNarrow(src, dst, n, m);
+}
+
 const std::vector<std::array<std::int32_t, 2>>& nodeSizes(wkCacheIndex& index) {
     if (index.nodeSizes.size() != index.nodes.size()) {
         index.nodeSizes.clear();
@@ -366,23 +402,31 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     wkCacheElementBlends& blends = *state.elementBlends;
     blends.follow(index.loadedSamples.version());
     // Small elements are blended a batch at a time, so that neighbouring blends overlap; a large
-    // one just before its vertices, whose loop then overlaps its blend.
+    // one while the vertices of the one before are written (then `batch` holds just those two).
     Matrix3 batch[wkCacheElementBlends::kBatch];
     const bool batched = source.getNumVerts() / std::max(count, 1) < 32;
     for (std::int32_t i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
         const wkCacheElementState& e = state.elements[at];
 
-        Matrix3 tm;
+        // The matrix is used where it was written (a copy of one just stored field by field
+        // waits for the stores). A large element's blend is made one element ahead, so that its
+        // chain of dependent operations runs while the vertices before it are written.
+        Matrix3* blended = nullptr;
         if (batched) {
             const int inBatch = i % wkCacheElementBlends::kBatch;
             if (inBatch == 0)
                 blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
                                   batch);
-            tm = batch[inBatch];
+            blended = &batch[inBatch];
         } else {
-            blends.transform(rows, i, e, tm);
+            if (i == 0)
+                blends.transform(rows, i, e, batch[0]);
+            if (i + 1 < count)
+                blends.transform(rows, i + 1, state.elements[at + 1], batch[(i + 1) % 2]);
+            blended = &batch[i % 2];
         }
+        Matrix3& tm = *blended;
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
         const bool hidden = state.hiddenElements[i] != 0;
@@ -407,8 +451,12 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
         } else {
             Point3* dst = out.getVertPtr(outVert);
             const Point3* src = sourceVerts + sourceVert;
-            for (std::int32_t v = 0; v < verts; ++v)
-                dst[v] = src[v] * tm;
+            if (verts >= kWideFrom) {
+                transformPoints(src, dst, verts, tm);
+            } else {
+                for (std::int32_t v = 0; v < verts; ++v)
+                    dst[v] = src[v] * tm;
+            }
 
             const bool hiddenTouched = rebuild || index.hiddenChanged[i] != 0;
             const bool materialTouched = rebuild || index.materialChanged[i] != 0;

@@ -104,3 +104,44 @@ TEST(ElementBlend, EveryRoadGivesTheUnkeptTransform) {
         }
     }
 }
+
+// Large elements take another road (each blended while the one before is written, vertices
+// several lanes at a time): every vertex, whatever the element's size around the lane counts.
+TEST(ElementBlend, LargeElementsWriteEveryVertexThroughTheirTransform) {
+    TempDir dir;
+    CacheSpec spec;
+    const int sizes[] = {40, 31, 32, 33, 100, 47, 64};
+    for (std::size_t n = 0; n < std::size(sizes); ++n) {
+        NodeSpec node = triangleNode(std::to_string(n));
+        node.verts.clear();
+        for (int v = 0; v < sizes[n]; ++v)
+            node.verts.emplace_back(0.5f * v - 3.0f, 1.0f / (v + 1), 0.25f * (v % 5));
+        spec.nodes.push_back(node);
+    }
+    for (int s = 0; s < kSamples; ++s) {
+        spec.samples.emplace_back();
+        for (std::size_t n = 0; n < std::size(sizes); ++n)
+            spec.samples.back().push_back(sampleOf(static_cast<int>(n), s));
+    }
+    spec.cacheEnd = static_cast<std::int32_t>(kStep) * (kSamples - 1);
+    wkCacheReader reader{WStr(dir.write("c.wkc", buildCache(spec)).c_str())};
+    wkCacheFrameState state;
+    state.elements.resize(std::size(sizes));
+    wkCacheFrameTimes times;
+    Mesh out;
+    std::vector<Matrix3> markers;
+    for (const float x : {1.3f, 1.7f, 2.2f}) {
+        for (wkCacheElementState& e : state.elements)
+            e.time = x * kStep;
+        ASSERT_TRUE(assembleFrame(reader, out, markers, state, times, x == 1.3f));
+        const Mesh& source = *reader.getFullMesh();
+        int first = 0;
+        for (std::size_t n = 0; n < std::size(sizes); ++n) {
+            const Matrix3 tm =
+                elementTransform(reader, static_cast<std::int32_t>(n), state.elements[n]);
+            for (int v = first; v < first + sizes[n]; ++v)
+                EXPECT_EQ(out.getVert(v), source.getVert(v) * tm) << x << ", vertex " << v;
+            first += sizes[n];
+        }
+    }
+}
