@@ -46,17 +46,6 @@ Mat multiply(const Mat& a, const Mat& b) {
     return r;
 }
 
-// a * aᵀ: each entry a dot product of two rows, the lower half mirrored (the same products).
-Mat timesTransposed(const Mat& a) {
-    Mat r{};
-    for (int i = 0; i < 3; ++i) {
-        r[i][i] = dot(a[i], a[i]);
-        for (int j = i + 1; j < 3; ++j)
-            r[i][j] = r[j][i] = dot(a[i], a[j]);
-    }
-    return r;
-}
-
 Mat transposed(const Mat& a) {
     Mat r{};
     for (int i = 0; i < 3; ++i)
@@ -69,20 +58,24 @@ double determinant(const Mat& a) {
     return dot(a[0], cross(a[1], a[2]));
 }
 
+// Whether the symmetric matrix with this diagonal and these entries above it is diagonal to float
+// precision (rigid parts, axis-aligned scale: the common case), and finite: its eigenvectors are
+// then the axes.
+bool settledDiagonal(double d0, double d1, double d2, double a01, double a02, double a12) {
+    const double scale = std::max({std::fabs(d0), std::fabs(d1), std::fabs(d2)});
+    const double floatLevel = 1e-6 * scale;
+    return std::fabs(a01) <= floatLevel && std::fabs(a02) <= floatLevel &&
+           std::fabs(a12) <= floatLevel && std::isfinite(scale);
+}
+
 // Eigen-decomposition of a symmetric matrix by cyclic Jacobi rotations: a = Vᵀ diag(l) V, with
 // the eigenvectors as the rows of V and det V = +1. Rows that are already orthogonal to float
-// precision (rigid parts, axis-aligned scale: the common case) take no rotation at all: V is
-// then the identity, and the answer says so, so that the caller can skip products with it.
-bool symmetricEigen(Mat a, Vec& l, Mat& v) {
+// precision take no rotation at all (see settledDiagonal, which the caller has found false).
+void symmetricEigen(Mat a, Vec& l, Mat& v) {
     const double scale = std::max({std::fabs(a[0][0]), std::fabs(a[1][1]), std::fabs(a[2][2])});
     const double floatLevel = 1e-6 * scale;
     const bool settled = std::fabs(a[0][1]) <= floatLevel && std::fabs(a[0][2]) <= floatLevel &&
                          std::fabs(a[1][2]) <= floatLevel;
-    if (settled && std::isfinite(scale)) {
-        l = {a[0][0], a[1][1], a[2][2]};
-        v = identity();
-        return true;
-    }
     Mat cols = identity(); // eigenvectors as columns while rotating
     for (int sweep = 0; sweep < 32 && !settled; ++sweep) {
         const double off = a[0][1] * a[0][1] + a[0][2] * a[0][2] + a[1][2] * a[1][2];
@@ -109,7 +102,6 @@ bool symmetricEigen(Mat a, Vec& l, Mat& v) {
     }
     l = {a[0][0], a[1][1], a[2][2]};
     v = transposed(cols);
-    return false;
 }
 
 // The quaternion whose MakeMatrix is the rotation r.
@@ -141,8 +133,8 @@ Vec perpendicular(const Vec& a) {
 
 // Rows W of the rotation part: V * M = diag(sigma) * W. Rows are taken in order of falling
 // sigma so that the weakest, least certain one is completed by a cross product with the sign
-// that gives det W the sign of det M.
-Mat rotationRows(const Mat& vm, const Vec& sigma, double detSign) {
+// that gives det W the sign of det M. lengthsKnown: the rows are M's, whose lengths are sigma.
+Mat rotationRows(const Mat& vm, const Vec& sigma, double detSign, bool lengthsKnown) {
     // Falling sigma, ties in index order: an insertion sort of three.
     std::array<int, 3> order{0, 1, 2};
     if (sigma[order[1]] > sigma[order[0]])
@@ -155,10 +147,11 @@ Mat rotationRows(const Mat& vm, const Vec& sigma, double detSign) {
     Mat w{};
     if (!(sigma[a] > 0.0))
         return identity(); // the zero matrix: no rotation to find
-    w[a] = normalized(vm[a]);
-    Vec rest = vm[b];
-    rest = {rest[0] - w[a][0] * dot(w[a], vm[b]), rest[1] - w[a][1] * dot(w[a], vm[b]),
-            rest[2] - w[a][2] * dot(w[a], vm[b])};
+    // sigma[a] is then the root of the same sum of squares, and not 0.
+    w[a] = lengthsKnown ? scaled(vm[a], 1.0 / sigma[a]) : normalized(vm[a]);
+    const double along = dot(w[a], vm[b]);
+    const Vec rest = {vm[b][0] - w[a][0] * along, vm[b][1] - w[a][1] * along,
+                      vm[b][2] - w[a][2] * along};
     const double restLength = std::sqrt(dot(rest, rest));
     w[b] = restLength > 1e-12 * sigma[a] ? scaled(rest, 1.0 / restLength) : perpendicular(w[a]);
     // (a, b, c) even: a × b = c keeps det +1; odd: it flips it.
@@ -250,24 +243,28 @@ void snuggle(Mat& u, Vec& k) {
 } // namespace
 
 void decomp_affine(const Matrix3& m, AffineParts* parts) {
-    Mat a{};
-    for (int i = 0; i < 3; ++i) {
-        const Point3 row = m.GetRow(i);
-        a[i] = {row.x, row.y, row.z};
-    }
+    const float* rows = m.GetAddr();
+    const Mat a = {
+        {{rows[0], rows[1], rows[2]}, {rows[3], rows[4], rows[5]}, {rows[6], rows[7], rows[8]}}};
     const double det = determinant(a);
     const double detSign = det < 0.0 ? -1.0 : 1.0;
 
-    Vec lambda;
-    Mat v;
+    // The eigenvalues of M * Mᵀ, each entry a dot product of two rows.
+    const double d0 = dot(a[0], a[0]), d1 = dot(a[1], a[1]), d2 = dot(a[2], a[2]);
+    const double a01 = dot(a[0], a[1]), a02 = dot(a[0], a[2]), a12 = dot(a[1], a[2]);
     // Axis-aligned stretch (V the identity, exactly): the products with V change nothing.
-    const bool aligned = symmetricEigen(timesTransposed(a), lambda, v);
+    const bool aligned = settledDiagonal(d0, d1, d2, a01, a02, a12);
+    Vec lambda{d0, d1, d2};
+    Mat v = identity();
+    if (!aligned)
+        symmetricEigen({{{d0, a01, a02}, {a01, d1, a12}, {a02, a12, d2}}}, lambda, v);
     Vec sigma;
     for (int i = 0; i < 3; ++i)
         sigma[i] = std::sqrt(std::max(lambda[i], 0.0));
 
     // M = S * Qo with S = Vᵀ Σ V and Qo = Vᵀ W; the proper rotation is Q = f * Qo.
-    const Mat w = rotationRows(aligned ? a : multiply(v, a), sigma, detSign);
+    const Mat w = aligned ? rotationRows(a, sigma, detSign, true)
+                          : rotationRows(multiply(v, a), sigma, detSign, false);
     Mat q = aligned ? w : multiply(transposed(v), w);
     for (Vec& row : q)
         row = scaled(row, detSign);

@@ -1,16 +1,22 @@
 #include "playback/interpolateTransform.h"
 
+#include "host/DecompMany.h"
+
 #include <cstring>
 
 TransformArcs TransformArcs::Between(const AffineParts& pa, const AffineParts& pb) {
     TransformArcs arcs;
-    arcs.qTo = pb.q;
-    arcs.qTo.MakeClosest(pa.q);
-    arcs.q = MakeSlerpArc(pa.q, arcs.qTo);
-    arcs.uTo = pb.u;
-    arcs.uTo.MakeClosest(pa.u);
-    arcs.u = MakeSlerpArc(pa.u, arcs.uTo);
+    arcs.setBetween(pa, pb);
     return arcs;
+}
+
+void TransformArcs::setBetween(const AffineParts& pa, const AffineParts& pb) {
+    qTo = pb.q;
+    qTo.MakeClosest(pa.q);
+    q = MakeSlerpArc(pa.q, qTo);
+    uTo = pb.u;
+    uTo.MakeClosest(pa.u);
+    u = MakeSlerpArc(pa.u, uTo);
 }
 
 namespace {
@@ -81,16 +87,28 @@ int TransformMemo::find(const Matrix3& m) const {
 }
 
 void TransformMemo::store(int slot, const Matrix3& m) {
+    Pending todo;
+    take(slot, m, todo);
+    todo.decompose();
+}
+
+void TransformMemo::take(int slot, const Matrix3& m, Pending& todo) {
     Slot& s = slots[slot];
     s.m = m;
-    decomp_affine(m, &s.parts);
     s.used = true;
     arcsFrom = -1;
+    todo.m[todo.count] = &s.m;
+    todo.parts[todo.count++] = &s.parts;
+}
+
+void TransformMemo::Pending::decompose() {
+    DecompAffineMany(m, parts, count);
+    count = 0;
 }
 
 const TransformArcs& TransformMemo::arcs(int from, int to) {
     if (arcsFrom != from || arcsTo != to) {
-        pairArcs = TransformArcs::Between(slots[from].parts, slots[to].parts);
+        pairArcs.setBetween(slots[from].parts, slots[to].parts);
         arcsFrom = from;
         arcsTo = to;
     }
@@ -98,18 +116,25 @@ const TransformArcs& TransformMemo::arcs(int from, int to) {
 }
 
 void TransformMemo::slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j) {
+    Pending todo;
+    claim(first, second, i, j, todo);
+    todo.decompose();
+}
+
+void TransformMemo::claim(const Matrix3& first, const Matrix3& second, int& i, int& j,
+                          Pending& todo) {
     // A miss takes the slot that the other matrix of the pair does not need.
     i = find(first);
     j = find(second);
     if (i < 0) {
         i = j == 0 ? 1 : 0;
-        store(i, first);
+        take(i, first, todo);
     }
     if (j < 0)
         j = find(second); // the same matrix twice
     if (j < 0) {
         j = 1 - i;
-        store(j, second);
+        take(j, second, todo);
     }
 }
 

@@ -20,25 +20,19 @@ struct TransformArcs {
     SlerpArc u;
 
     static TransformArcs Between(const AffineParts& pa, const AffineParts& pb);
+    // The same in place, member by member: a copy of the whole would read back, in wide
+    // pieces, the narrow stores just made, which the processor cannot forward.
+    void setBetween(const AffineParts& pa, const AffineParts& pb);
 };
 
 // A blend whose stretch rotation is the identity at both ends, the case of rigid and uniformly
-// scaled elements: the factors it reads, which depend on the pair alone. Blending them as
-// blendParts does, t, Slerp(qa, qTo) on the arc q, k and f into composeAxisStretch, gives the
-// bits interpolateTransform gives for the pair at any fraction between 0 and 1.
+// scaled elements. It reads only factors that depend on the pair alone: pa.t and pb.t, pa.q and
+// arcs.qTo on the arc arcs.q, pa.k and pb.k, pa.f and pb.f. Blending them as blendParts does,
+// t, Slerp(pa.q, arcs.qTo) on the arc, k and f into composeAxisStretch, gives the bits
+// interpolateTransform gives for the pair at any fraction between 0 and 1.
 struct RigidBlend {
-    Point3 ta, tb;
-    Point3 ka, kb;
-    Quat qa;
-    Quat qTo;
-    SlerpArc q;
-    float fa = 1.0f, fb = 1.0f;
-
     // Whether the pair is such a blend: both stretch rotations exactly the identity quaternion.
     static bool Applies(const AffineParts& pa, const TransformArcs& arcs);
-    static RigidBlend Of(const AffineParts& pa, const AffineParts& pb, const TransformArcs& arcs) {
-        return {pa.t, pb.t, pa.k, pb.k, pa.q, arcs.qTo, arcs.q, pa.f, pb.f};
-    }
 };
 
 // Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
@@ -80,7 +74,24 @@ public:
     // The slots of first and second, decomposing whichever the memo does not hold.
     void slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j);
 
+    // Matrices taken into slots whose factors are still to be found, of one memo or several,
+    // so that they are decomposed together.
+    struct Pending {
+        static constexpr int kCapacity = 8;
+        const Matrix3* m[kCapacity];
+        AffineParts* parts[kCapacity];
+        int count = 0;
+        // Fills the factors of every matrix taken.
+        void decompose();
+    };
+    // slotsFor without the decompositions: the slots are given and hold their matrices, and
+    // those to decompose (at most two) are added to `todo`, which must be decomposed before the
+    // memo is used again.
+    void claim(const Matrix3& first, const Matrix3& second, int& i, int& j, Pending& todo);
+
 private:
+    void take(int slot, const Matrix3& m, Pending& todo);
+
     struct Slot {
         Matrix3 m;
         AffineParts parts;

@@ -182,23 +182,57 @@ void wkCacheElementBlends::follow(std::uint64_t rowsVersion) {
 
 void wkCacheElementBlends::keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                                     const TransformArcs& arcs) {
-    const RigidBlend r = RigidBlend::Of(pa, pb, arcs);
+    // What a rigid blend reads, field by field: a copy of the whole first would read back
+    // narrow stores in wide pieces, which the processor cannot forward.
     PairFactors& f = factors[pair];
-    f.ta = r.ta;
-    f.tb = r.tb;
-    f.qa = r.qa;
-    f.qTo = r.qTo;
-    f.omega = r.q.omega;
-    f.sinom = r.q.sinom;
-    f.ka = r.ka;
-    f.kb = r.kb;
-    f.fa = r.fa;
-    f.fb = r.fb;
+    f.ta = pa.t;
+    f.tb = pb.t;
+    f.qa = pa.q;
+    f.qTo = arcs.qTo;
+    f.omega = arcs.q.omega;
+    f.sinom = arcs.q.sinom;
+    f.ka = pa.k;
+    f.kb = pb.k;
+    f.fa = pa.f;
+    f.fb = pb.f;
     // Slerp's tests on the cosine, made once per pair.
     PairKey& k = pairKeys[pair];
-    k.flags =
-        static_cast<std::uint8_t>(static_cast<std::uint8_t>(SlerpRoadOf(r.q.cosom)) << kArcShift);
+    k.flags = static_cast<std::uint8_t>(static_cast<std::uint8_t>(SlerpRoadOf(arcs.q.cosom))
+                                        << kArcShift);
     k.used = true;
+}
+
+void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t element,
+                                      const Place& before, const wkCacheSampleLocation& at,
+                                      TransformMemo::Pending& todo, Ahead& ahead) {
+    if ((before.flags & kKept) == 0)
+        return;
+    const std::size_t end = std::min(places.size(), element + 1 + kAhead);
+    for (std::size_t e = element + 1; e < end; ++e) {
+        const Place& p = places[e];
+        // Up to the first element that did not stand just where this one stood.
+        if (todo.count + 2 > TransformMemo::Pending::kCapacity || (p.flags & kKept) == 0 ||
+            p.sample != before.sample || p.nextSample != before.nextSample ||
+            ((p.flags ^ before.flags) & kInterpolate) != 0 ||
+            std::bit_cast<std::uint32_t>(p.fraction) !=
+                std::bit_cast<std::uint32_t>(before.fraction))
+            return;
+        bool kept = false; // a pair it blends without the rows
+        for (std::size_t slot = 0; slot < 2; ++slot) {
+            const PairKey& k = pairKeys[pairIndex(e, slot)];
+            kept = kept || (k.used && k.sample == at.sample && k.nextSample == at.nextSample);
+        }
+        if (kept)
+            continue;
+        const auto n = static_cast<std::int32_t>(e);
+        int i = 0;
+        int j = 0;
+        memos[e].claim(rows.sampleRows().transformAt(rows.row(at.sample), n),
+                       rows.sampleRows().transformAt(rows.row(at.nextSample), n), i, j, todo);
+        ahead.element[ahead.count] = static_cast<std::uint32_t>(e);
+        ahead.from[ahead.count] = static_cast<std::uint8_t>(i);
+        ahead.to[ahead.count++] = static_cast<std::uint8_t>(j);
+    }
 }
 
 void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
@@ -207,6 +241,7 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     const auto e = static_cast<std::size_t>(element);
     TransformMemo& memo = memos[e];
     Place& p = places[e];
+    const Place before = p;
     std::size_t slot = (p.flags & kSlot) != 0 ? 1 : 0;
     p.sample = at.sample;
     p.nextSample = at.nextSample;
@@ -222,7 +257,16 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     const Matrix3 second = rows.sampleRows().transformAt(rows.row(at.nextSample), element);
     int i = 0;
     int j = 0;
-    memo.slotsFor(first, second, i, j);
+    TransformMemo::Pending todo;
+    memo.claim(first, second, i, j, todo);
+    if (todo.count > 0) {
+        Ahead ahead;
+        claimAhead(rows, e, before, at, todo, ahead);
+        todo.decompose();
+        // Their arcs too, one after the other: independent chains of an arccosine and a sine.
+        for (int k = 0; k < ahead.count; ++k)
+            memos[ahead.element[k]].arcs(ahead.from[k], ahead.to[k]);
+    }
     const TransformArcs& arcs = memo.arcs(i, j);
     if (RigidBlend::Applies(memo.parts(i), arcs)) {
         // The pair blended last stays in the other slot.

@@ -1,12 +1,16 @@
 // Quaternions, blends and the affine decomposition.
+#include "host/DecompMany.h"
 #include "host/Matrix3.h"
 #include "host/Quat.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <numbers>
 #include <random>
+#include <vector>
 
 namespace {
 
@@ -198,6 +202,42 @@ TEST(DecompAffine, RecomposesRandomAffines) {
         decomp_affine(m, &parts);
         ASSERT_TRUE(recompose(parts).Equals(m, 2e-5f)) << i;
         ASSERT_EQ(parts.f, k.z < 0 ? -1.0f : 1.0f) << i;
+    }
+}
+
+TEST(DecompAffine, ManyAtOnceGiveTheBitsOfOne) {
+    // Every road of the quaternion (trace, or the x, y or z diagonal largest), mirrored and
+    // scaled rotations, and matrices that leave the vector lanes (unequal factors, shear, a
+    // flattened or zero matrix, a NaN), mixed in one batch whose tail is shorter than a vector.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const Matrix3 turn = RotateXMatrix(0.3f) * RotateZMatrix(2.5f);
+    const std::vector<Matrix3> ms = {
+        turn,
+        RotateXMatrix(3.0f),
+        RotateYMatrix(-3.0f),
+        RotateZMatrix(2.9f) * RotateXMatrix(0.1f),
+        ScaleMatrix(Point3(2, 2, 2)) * turn,
+        ScaleMatrix(Point3(-1, 1, 1)) * RotateYMatrix(2.0f),
+        Matrix3(true),
+        ScaleMatrix(Point3(1, 2, 3)) * turn,
+        Matrix3(Point3(1, 0.5f, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(4, 5, 6)),
+        ScaleMatrix(Point3(1, 1, 0)) * turn,
+        Matrix3(),
+        Matrix3(Point3(nan, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3()),
+        ScaleMatrix(Point3(1e-3f, 1e-3f, 1e-3f)) * RotateYMatrix(1.0f),
+    };
+    std::vector<AffineParts> many(ms.size());
+    std::vector<const Matrix3*> in;
+    std::vector<AffineParts*> out;
+    for (std::size_t i = 0; i < ms.size(); ++i) {
+        in.push_back(&ms[i]);
+        out.push_back(&many[i]);
+    }
+    DecompAffineMany(in.data(), out.data(), static_cast<int>(ms.size()));
+    for (std::size_t i = 0; i < ms.size(); ++i) {
+        AffineParts one;
+        decomp_affine(ms[i], &one);
+        EXPECT_EQ(std::memcmp(&one, &many[i], sizeof one), 0) << i;
     }
 }
 
