@@ -9,6 +9,7 @@
 #include "recording/RecordTexts.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -101,14 +102,14 @@ void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
     PluginLoader& plugins = host.Plugins();
     const int ticksPerFrame = host.Time().GetTicksPerFrame();
     const int count = object.nodeCount();
+    SiblingPluginScan scan{WStr(kSiblingPluginFolder), WStr(kSiblingPluginStem)};
     for (int i = 0; i < count; ++i) {
         INode* node = object.nodeAt(i, 0);
         if (!IsRecordableNode(object, node, false))
             continue;
         // While the sibling does not load, it is looked for again at every node.
         if (!plugins.SiblingLoaded())
-            plugins.LoadSibling(
-                FindSiblingPlugin(WStr(kSiblingPluginFolder), WStr(kSiblingPluginStem)));
+            plugins.LoadSibling(scan.find());
         auto exploded = plugins.SiblingLoaded()
                             ? reinterpret_cast<SiblingExplodedFn>(
                                   plugins.GetSiblingExport(kSiblingExplodedExport))
@@ -240,6 +241,22 @@ WStr FindSiblingPlugin(const WStr& folder, const WStr& stem) {
             return folder + WStr::FromUTF8(name);
     }
     return WStr();
+}
+
+SiblingPluginScan::SiblingPluginScan(const WStr& folder_, const WStr& stem_)
+    : folder(folder_), stem(stem_), folderPath(MaxSDK::Util::Path(folder_).ToFilesystemPath()) {}
+
+WStr SiblingPluginScan::find() {
+    namespace fs = std::filesystem;
+    // Read before the listing: a change while it runs leaves a later time for the next call.
+    std::error_code ec;
+    const fs::file_time_type changed = fs::last_write_time(folderPath, ec);
+    if (listed && !ec && changed == listedAt)
+        return found;
+    found = FindSiblingPlugin(folder, stem);
+    listed = !ec && changed < fs::file_time_type::clock::now() - std::chrono::seconds(2);
+    listedAt = changed;
+    return found;
 }
 
 WStr MaterialLibraryPath(const WStr& cachePath) {

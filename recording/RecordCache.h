@@ -17,6 +17,7 @@
 #include "recording/wkCacheRecordTarget.h"
 
 #include <cstdint>
+#include <filesystem>
 
 // How a recording ended, for callers that report more than the result.
 enum class RecordOutcome {
@@ -66,6 +67,26 @@ bool IsRecordableNode(wkCacheRecordTarget& object, INode* node, bool checkList);
 // file name begins with `stem`, compared byte for byte: `folder` followed by that name, or the
 // empty string.
 WStr FindSiblingPlugin(const WStr& folder, const WStr& stem);
+
+// FindSiblingPlugin asked again and again, as a recording does at every node while the sibling
+// does not load. The folder is listed again only when it may have changed: its modification
+// time moves with every entry added, removed or renamed. Since file systems keep that time in
+// coarse steps (two seconds on some), a folder changed in the last two seconds is listed at
+// every call. The answers are the listing's, without a listing per node: a host's plug-in
+// folder holds hundreds of entries.
+class SiblingPluginScan {
+public:
+    SiblingPluginScan(const WStr& folder, const WStr& stem);
+    WStr find();
+
+private:
+    WStr folder;
+    WStr stem;
+    std::filesystem::path folderPath;
+    bool listed = false; // `found` holds for a folder last changed at `listedAt`
+    std::filesystem::file_time_type listedAt;
+    WStr found;
+};
 
 // The material library that goes with a cache file: the last three characters of its name
 // replaced by "mat", so a.wkc goes with a.mat.

@@ -7,6 +7,7 @@
 #include "tests/recording/RecordTestScene.h"
 #include "tools/common/module_objects.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -457,6 +458,27 @@ TEST(FindSiblingPlugin, MatchesTheStemAsACaseSensitivePrefix) {
     std::ofstream("plugins/WKSolid_v2.dlo") << "";
     std::ofstream("plugins/WKSolid.so") << "";
     EXPECT_EQ(FindSiblingPlugin(L"plugins/", L"WKSolid"), WStr(L"plugins/WKSolid.so"));
+}
+
+// A plug-in added after a listing is found: when the folder's time moved, and when it did not
+// move but lies within the file system's coarse steps of now.
+TEST(SiblingPluginScan, FindsWhatWasAddedSinceTheLastListing) {
+    using Clock = std::filesystem::file_time_type::clock;
+    const auto now = Clock::now();
+    const struct {
+        Clock::time_point before, after;
+    } cases[] = {{now - std::chrono::hours(1), now - std::chrono::minutes(59)}, {now, now}};
+    for (const auto& c : cases) {
+        cachetest::TempDir dir;
+        ScopedWorkingDirectory inDir(dir.path());
+        std::filesystem::create_directory("plugins");
+        std::filesystem::last_write_time("plugins", c.before);
+        SiblingPluginScan scan(L"plugins/", L"WKSolid");
+        EXPECT_TRUE(scan.find().IsEmpty());
+        std::ofstream("plugins/WKSolid.so") << "";
+        std::filesystem::last_write_time("plugins", c.after);
+        EXPECT_EQ(scan.find(), WStr(L"plugins/WKSolid.so"));
+    }
 }
 
 } // namespace
