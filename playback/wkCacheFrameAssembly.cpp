@@ -405,23 +405,21 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     // one while the vertices of the one before are written (then `batch` holds just those two).
     Matrix3 batch[wkCacheElementBlends::kBatch];
     const bool batched = source.getNumVerts() / std::max(count, 1) < 32;
-    for (std::int32_t i = 0; i < count; ++i) {
+    // The matrix is used where it was written (a copy of one just stored field by field waits
+    // for the stores). A large element's blend is made one element ahead, so that its chain of
+    // dependent operations runs while the vertices before it are written.
+    const auto blendOf = [&](std::int32_t i) -> Matrix3& {
         const auto at = static_cast<std::size_t>(i);
-        const wkCacheElementState& e = state.elements[at];
-
-        // The matrix is used where it was written (a copy of one just stored field by field
-        // waits for the stores). A large element's blend is made one element ahead, so that its
-        // chain of dependent operations runs while the vertices before it are written.
         Matrix3* blended = nullptr;
         if (batched) {
             const int inBatch = i % wkCacheElementBlends::kBatch;
             if (inBatch == 0)
-                blends.transforms(rows, &e, i, std::min(count - i, wkCacheElementBlends::kBatch),
-                                  batch);
+                blends.transforms(rows, &state.elements[at], i,
+                                  std::min(count - i, wkCacheElementBlends::kBatch), batch);
             blended = &batch[inBatch];
         } else {
             if (i == 0)
-                blends.transform(rows, i, e, batch[0]);
+                blends.transform(rows, i, state.elements[at], batch[0]);
             if (i + 1 < count)
                 blends.transform(rows, i + 1, state.elements[at + 1], batch[(i + 1) % 2]);
             blended = &batch[i % 2];
@@ -429,6 +427,43 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
         Matrix3& tm = *blended;
         if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
             tm *= frameTimes.scale;
+        return tm;
+    };
+    const auto writeVerts = [&](std::int32_t from, std::int32_t to, std::int32_t verts,
+                                const Matrix3& tm) {
+        Point3* dst = out.getVertPtr(to);
+        const Point3* src = sourceVerts + from;
+        if (verts >= kWideFrom) {
+            transformPoints(src, dst, verts, tm);
+        } else {
+            for (std::int32_t v = 0; v < verts; ++v)
+                dst[v] = src[v] * tm;
+        }
+    };
+
+    // The common frame: nothing hidden or deleted, no face to touch. Every element writes its
+    // vertices where the source has them, and the rest of the loop below has nothing to do.
+    const bool lean = !rebuild && !normals && !hiddenChanged && !materialChanged &&
+                      state.hiddenElements.IsEmpty() && state.deletedElements.IsEmpty();
+    if (lean) {
+        const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
+        const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
+        for (std::int32_t i = 0; i < count; ++i) {
+            const Matrix3& tm = blendOf(i);
+            const auto at = static_cast<std::size_t>(i);
+            const std::int32_t verts = boxMode ? 8 : sizes[at][0];
+            const std::int32_t faces = boxMode ? 12 : sizes[at][1];
+            if (sourceVert + verts > vertRoom || sourceFace + faces > faceRoom)
+                break;
+            writeVerts(sourceVert, sourceVert, verts, tm);
+            sourceVert += verts;
+            sourceFace += faces;
+        }
+    }
+    for (std::int32_t i = 0; !lean && i < count; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        const wkCacheElementState& e = state.elements[at];
+        Matrix3& tm = blendOf(i);
         const bool hidden = state.hiddenElements[i] != 0;
         if (hidden && state.isViewport)
             markers.push_back(tm);
@@ -449,14 +484,7 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
                 for (std::int32_t f = 0; f < faces; ++f)
                     facesToDelete.Set(outFace + f);
         } else {
-            Point3* dst = out.getVertPtr(outVert);
-            const Point3* src = sourceVerts + sourceVert;
-            if (verts >= kWideFrom) {
-                transformPoints(src, dst, verts, tm);
-            } else {
-                for (std::int32_t v = 0; v < verts; ++v)
-                    dst[v] = src[v] * tm;
-            }
+            writeVerts(sourceVert, outVert, verts, tm);
 
             const bool hiddenTouched = rebuild || index.hiddenChanged[i] != 0;
             const bool materialTouched = rebuild || index.materialChanged[i] != 0;
