@@ -250,8 +250,10 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
 
     // 5: the element sets of the state follow the element count.
     const std::int32_t count = elementCount(reader);
-    if (state.hiddenElements.GetSize() != count || state.deletedElements.GetSize() != count ||
-        state.materialElements.GetSize() != count) {
+    const bool resized = state.hiddenElements.GetSize() != count ||
+                         state.deletedElements.GetSize() != count ||
+                         state.materialElements.GetSize() != count;
+    if (resized) {
         state.hiddenElements.SetSize(count);
         state.deletedElements.SetSize(count);
         state.materialElements.SetSize(count);
@@ -276,6 +278,20 @@ bool prepareFrame(wkCacheReader& reader, wkCacheFrameState& state) {
     const std::vector<std::array<std::int32_t, 2>>& sizes = nodeSizes(index);
     const bool hasVisibility = reader.cacheHasVisibility() != 0;
     wkCacheRowLookup rows(index.loadedSamples);
+
+    // The common frame: every element shown in range without a material of its own, as at the
+    // frame before. Then nothing changes, and one look at each element says so.
+    bool unchanged = !resized && state.hiddenElements.IsEmpty() &&
+                     state.deletedElements.IsEmpty() && state.materialElements.IsEmpty();
+    const bool visibilityMatters = hasVisibility && (state.deleteInvisible || state.hideInvisible);
+    for (std::int32_t i = 0; unchanged && i < count; ++i) {
+        const wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
+        unchanged = e.inRange && !e.deleted && !e.hasGroupMaterial && e.appliedMaterial == -1 &&
+                    !e.hasAppliedMaterial &&
+                    (!visibilityMatters || rows.sampleRows().visibleAt(rows.row(e.sample), i));
+    }
+    if (unchanged)
+        return true;
     for (std::int32_t i = 0; i < count; ++i) {
         wkCacheElementState& e = state.elements[static_cast<std::size_t>(i)];
         const std::int32_t previous = e.appliedMaterial;
