@@ -194,8 +194,33 @@ inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t fl
 inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCacheElementState* at,
                                              std::int32_t first, int count, Matrix3* out) {
     Deferred later;
-    for (int k = 0; k < count; ++k)
-        transform(rows, first + k, at[k], out[k], &later, k);
+    // The common road, a moving element on its kept long-arc pair, is taken here with the count
+    // of deferred blends in a register: through `later` it would be stored and read back at
+    // every element, which is then a chain from one element to the next.
+    constexpr std::uint8_t kMoving = kKept | kInterpolate | kRigid;
+    int deferred = 0;
+    for (int k = 0; k < count; ++k) {
+        const wkCacheSampleLocation& a = at[k];
+        const auto e = static_cast<std::size_t>(first + k);
+        Place& p = places[e];
+        if ((p.flags & kMoving) == kMoving && a.interpolate && p.sample == a.sample &&
+            p.nextSample == a.nextSample &&
+            std::bit_cast<std::uint32_t>(p.fraction) != std::bit_cast<std::uint32_t>(a.fraction) &&
+            static_cast<SlerpRoad>(p.flags >> kArcShift) == SlerpRoad::Long &&
+            std::isfinite(a.fraction)) {
+            p.fraction = a.fraction;
+            p.flags |= kStale;
+            later.pair[deferred] =
+                static_cast<std::uint32_t>(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0));
+            later.fraction[deferred] = a.fraction;
+            later.slot[deferred++] = static_cast<std::uint8_t>(k);
+            continue;
+        }
+        later.count = deferred;
+        transform(rows, first + k, a, out[k], &later, k);
+        deferred = later.count;
+    }
+    later.count = deferred;
     finish(later, out);
 }
 
