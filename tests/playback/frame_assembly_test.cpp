@@ -399,6 +399,47 @@ TEST(FrameAssembly, FastPathGivesWhatARebuildGives) {
     }
 }
 
+// Frames with every element shown and nothing of its own take shortcuts; whatever ends such a
+// run must show at once, as on an object that never took them.
+TEST(FrameAssembly, AChangeAfterPlainFramesShowsAsOnAFreshObject) {
+    struct Case {
+        const char* what;
+        float x;
+        void (*change)(wkCacheFrameState&);
+    };
+    const Case cases[] = {
+        {"group material", 1.25f,
+         [](wkCacheFrameState& s) {
+             s.elements[1].hasGroupMaterial = true;
+             s.elements[1].groupMaterial = 4;
+         }},
+        {"group deletes", 1.25f, [](wkCacheFrameState& s) { s.elements[0].deleted = true; }},
+        {"record turns invisible", 3.0f, [](wkCacheFrameState&) {}},
+    };
+    TempDir dir;
+    const std::string path = dir.write(
+        "c.wkc", buildCache(elementsCache(3, [](int n, int s) { return n == 2 && s == 3; })));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Playback fast(path);
+        ASSERT_TRUE(fast.frameAt(1, true));
+        ASSERT_TRUE(fast.frameAt(1.5f));
+        c.change(fast.state);
+        ASSERT_TRUE(fast.frameAt(c.x));
+        ASSERT_TRUE(fast.frameAt(c.x)); // and when it stays
+        Playback fresh(path);
+        c.change(fresh.state);
+        ASSERT_TRUE(fresh.frameAt(c.x, true));
+        ASSERT_EQ(fast.out.getNumVerts(), fresh.out.getNumVerts());
+        ASSERT_EQ(fast.out.getNumFaces(), fresh.out.getNumFaces());
+        for (int v = 0; v < fresh.out.getNumVerts(); ++v)
+            EXPECT_EQ(fast.out.getVert(v), fresh.out.getVert(v)) << "vertex " << v;
+        for (int f = 0; f < fresh.out.getNumFaces(); ++f) // hidden flag and material
+            EXPECT_EQ(fast.out.getFace(f).flags, fresh.out.getFace(f).flags) << "face " << f;
+        EXPECT_EQ(fast.markers.size(), fresh.markers.size());
+    }
+}
+
 TEST(FrameAssembly, FastFramesDoNotAllocate) {
     TempDir dir;
     CacheSpec spec = elementsCache(5, [](int n, int s) { return n == 3 && s % 2 == 1; });
