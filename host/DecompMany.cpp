@@ -5,6 +5,8 @@
 // case (Jacobi rotations, unequal factors, a degenerate row) is decomposed alone.
 #include "host/DecompMany.h"
 
+#include "host/WideLanes.h"
+
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -240,7 +242,7 @@ void runNarrow(const Matrix3* const* ms, AffineParts* const* parts, int count) {
     run(ms, parts, count);
 }
 
-#if defined(__x86_64__) || defined(__i386__)
+#ifdef WKCACHE_WIDE_LANES
 __attribute__((target("avx2"))) void runWide(const Matrix3* const* ms, AffineParts* const* parts,
                                              int count) {
     run(ms, parts, count);
@@ -250,9 +252,8 @@ __attribute__((target("avx2"))) void runWide(const Matrix3* const* ms, AffinePar
 } // namespace
 
 void DecompAffineMany(const Matrix3* const* ms, AffineParts* const* parts, int count) {
-#if defined(__x86_64__) || defined(__i386__)
-    static const bool wide = __builtin_cpu_supports("avx2");
-    if (wide) {
+#ifdef WKCACHE_WIDE_LANES
+    if (WideLanesAvailable()) {
         runWide(ms, parts, count);
         return;
     }

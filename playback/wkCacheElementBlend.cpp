@@ -1,5 +1,6 @@
 #include "playback/wkCacheElementBlend.h"
 
+#include "host/WideLanes.h"
 #include "playback/wkCacheElementState.h"
 
 #include <algorithm>
@@ -13,8 +14,7 @@ namespace WelkardTools {
 
 namespace {
 
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-#define WKCACHE_WIDE_BLENDS 1
+#ifdef WKCACHE_WIDE_LANES
 
 // Eight lanes of floats, and the same at any float's address. Only ever used in code built for
 // AVX2. Lanes are loaded whole: copied through memory in halves they would wait for both.
@@ -115,12 +115,11 @@ void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
         later.sinB[k] = std::sin(a * omega);
     }
     int k = 0;
-#ifdef WKCACHE_WIDE_BLENDS
+#ifdef WKCACHE_WIDE_LANES
     static_assert(sizeof(PairFactors) == 24 * sizeof(float) && offsetof(PairFactors, qa) == 24 &&
                   offsetof(PairFactors, qTo) == 40 && offsetof(PairFactors, sinom) == 60 &&
                   offsetof(PairFactors, ka) == 64 && offsetof(PairFactors, fb) == 92);
-    static const bool wide = __builtin_cpu_supports("avx2");
-    if (wide && n > 0) {
+    if (WideLanesAvailable() && n > 0) {
         // The last group is filled up with copies of its last blend, which are not written.
         for (int pad = n; pad % 8 != 0; ++pad) {
             later.pair[pad] = later.pair[n - 1];

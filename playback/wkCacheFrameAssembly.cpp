@@ -1,6 +1,7 @@
 // Frame assembly: locating and loading, the classification of a frame, and the output mesh.
 #include "playback/wkCacheFrameAssembly.h"
 
+#include "host/WideLanes.h"
 #include "playback/interpolateTransform.h"
 #include "playback/wkCacheElementBlend.h"
 #include "playback/wkCacheFrameAccess.h"
@@ -68,7 +69,7 @@ void transformNarrow(const Point3* src, Point3* dst, std::int32_t n, const Matri
     transformRun(src, dst, n, m);
 }
 
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#ifdef WKCACHE_WIDE_LANES
 __attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* dst, std::int32_t n,
                                                    const Matrix3& m) {
     transformRun(src, dst, n, m);
@@ -80,9 +81,8 @@ __attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* ds
 constexpr std::int32_t kWideFrom = 32;
 
 void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-    static const bool wide = __builtin_cpu_supports("avx2");
-    if (wide) {
+#ifdef WKCACHE_WIDE_LANES
+    if (WideLanesAvailable()) {
         transformWide(src, dst, n, m);
         return;
     }
