@@ -55,9 +55,7 @@ void applyElementFrames(wkCacheReader& reader, Mesh& source, wkCacheFrameTimes& 
         verts[k] = Point3(p[0], p[1], p[2]);
 }
 
-// dst[v] = src[v] * m for v < n, the source and the output being different meshes. Where the
-// processor has AVX2 twice the lanes at a time: each lane does the operations of
-// Point3 * Matrix3 in their order, so the bits do not depend on the width.
+// dst[v] = src[v] * m for v < n, the source and the output being different meshes.
 [[gnu::always_inline]] inline void transformRun(const Point3* __restrict src,
                                                 Point3* __restrict dst, std::int32_t n,
                                                 const Matrix3& m) {
@@ -80,6 +78,8 @@ __attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* ds
 // save.
 constexpr std::int32_t kWideFrom = 32;
 
+// transformRun, where the processor has AVX2 twice the lanes at a time: each lane does the
+// operations of Point3 * Matrix3 in their order, so the bits do not depend on the width.
 void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
 #ifdef WKCACHE_WIDE_LANES
     if (WideLanesAvailable()) {
@@ -449,12 +449,10 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
                                 const Matrix3& tm) {
         Point3* dst = out.getVertPtr(to);
         const Point3* src = sourceVerts + from;
-        if (verts >= kWideFrom) {
+        if (verts >= kWideFrom)
             transformPoints(src, dst, verts, tm);
-        } else {
-            for (std::int32_t v = 0; v < verts; ++v)
-                dst[v] = src[v] * tm;
-        }
+        else
+            transformRun(src, dst, verts, tm);
     };
 
     // The common frame: nothing hidden or deleted, no face to touch. Every element writes its
