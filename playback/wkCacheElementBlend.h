@@ -108,6 +108,13 @@ private:
         float sinA[kBatch];
         float sinB[kBatch];
         int count = 0;
+
+        // Blend k: `pair` at `fraction`, into the batch's matrix `slot`.
+        void put(int k, std::size_t pair_, float fraction_, int slot_) {
+            pair[k] = static_cast<std::uint32_t>(pair_);
+            fraction[k] = fraction_;
+            slot[k] = static_cast<std::uint8_t>(slot_);
+        }
     };
 
     // One element: its transform in `out`, or, batched, its long-arc blend added to `later`
@@ -185,10 +192,7 @@ inline void wkCacheElementBlends::blendOrDefer(std::size_t pair, std::uint8_t fl
         blend(pair, flags, fraction, out);
         return;
     }
-    const int k = later->count++;
-    later->pair[k] = static_cast<std::uint32_t>(pair);
-    later->fraction[k] = fraction;
-    later->slot[k] = static_cast<std::uint8_t>(slot);
+    later->put(later->count++, pair, fraction, slot);
 }
 
 inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCacheElementState* at,
@@ -210,10 +214,7 @@ inline void wkCacheElementBlends::transforms(wkCacheRowLookup& rows, const wkCac
             std::isfinite(a.fraction)) {
             p.fraction = a.fraction;
             p.flags |= kStale;
-            later.pair[deferred] =
-                static_cast<std::uint32_t>(pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0));
-            later.fraction[deferred] = a.fraction;
-            later.slot[deferred++] = static_cast<std::uint8_t>(k);
+            later.put(deferred++, pairIndex(e, (p.flags & kSlot) != 0 ? 1 : 0), a.fraction, k);
             continue;
         }
         later.count = deferred;
