@@ -149,6 +149,14 @@ bool wkCacheWriter::writeItems(const void* data, std::size_t size, std::size_t c
     return true;
 }
 
+bool wkCacheWriter::writeGathered(std::vector<unsigned char>& bytes, bool last) {
+    if (!last && bytes.size() < kGatherBytes)
+        return true;
+    const bool written = writeBytes(bytes);
+    bytes.clear();
+    return written;
+}
+
 bool wkCacheWriter::report(std::int32_t done, std::int32_t total) {
     if (progressCallback == nullptr || progressCallback(progressContext, done, total))
         return true;
@@ -283,7 +291,6 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
     std::vector<unsigned char> bytes;
     for (const auto& capture : nodes) {
         const Mesh& mesh = *capture->mesh;
-        bytes.clear();
         Encoder out(bytes);
 
         const WStr name = capture->node->GetName();
@@ -311,7 +318,7 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
             const MeshNormalSpec* normals = mesh.GetSpecifiedNormals();
             out.u8(normals != nullptr && normals->GetNumFaces() > 0 ? 1 : 0);
         }
-        if (!writeBytes(bytes))
+        if (!writeGathered(bytes, false))
             return false;
 
         estimate += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
@@ -320,7 +327,7 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
             estimate +=
                 (std::int64_t{mesh.getNumMapVerts(c)} + mesh.getNumFaces()) * fmt::kMapVertexSize;
     }
-    return true;
+    return writeGathered(bytes, true);
 }
 
 bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
@@ -330,7 +337,6 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
     for (std::int32_t i = 0; i < nodeCount; ++i) {
         const NodeCapture& capture = *nodes[static_cast<std::size_t>(i)];
         const Mesh& mesh = *capture.mesh;
-        bytes.clear();
         Encoder out(bytes);
         for (int v = 0; v < mesh.getNumVerts(); ++v)
             out.vec3(mesh.getVert(v));
@@ -357,14 +363,14 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
                 out.zeros(36);
             }
         }
-        if (!writeBytes(bytes))
+        if (!writeGathered(bytes, false))
             return false;
         bytesDone += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
                      std::int64_t{mesh.getNumFaces()} * faceSize;
         if (!report(i, nodeCount))
             return false;
     }
-    return true;
+    return writeGathered(bytes, true);
 }
 
 bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
@@ -374,7 +380,6 @@ bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
         for (const auto& capture : nodes) {
             const Mesh& mesh = *capture->mesh;
             if (mesh.mapSupport(c)) {
-                bytes.clear();
                 Encoder out(bytes);
                 const int numMapVerts = mesh.getNumMapVerts(c);
                 const UVVert* mapVerts = mesh.mapVerts(c);
@@ -387,7 +392,7 @@ bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
                     for (int corner = 0; corner < 3; ++corner)
                         out.u32(f < numMapFaces ? mapFaces[f].getTVert(corner) : 0);
                 }
-                if (!writeBytes(bytes))
+                if (!writeGathered(bytes, false))
                     return false;
                 bytesDone += (std::int64_t{numMapVerts} + mesh.getNumFaces()) * fmt::kMapVertexSize;
             }
@@ -395,7 +400,7 @@ bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
                 return false;
         }
     }
-    return true;
+    return writeGathered(bytes, true);
 }
 
 bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
