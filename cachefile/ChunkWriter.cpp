@@ -1,12 +1,13 @@
 #include "cachefile/ChunkWriter.h"
 
 #include <system_error>
+#include <utility>
 
-ChunkWriter::ChunkWriter(std::FILE* file_) : file(file_) {
+ChunkWriter::ChunkWriter() {
     try {
         thread = std::thread(&ChunkWriter::run, this);
     } catch (const std::system_error&) {
-        // No thread: write() writes each chunk itself.
+        // No thread: post() runs each piece itself.
     }
 }
 
@@ -27,17 +28,16 @@ bool ChunkWriter::wait() {
     return !failed;
 }
 
-void ChunkWriter::write(const unsigned char* data_, std::size_t size_) {
+void ChunkWriter::post(Work work_) {
     if (!thread.joinable()) {
-        if (std::fwrite(data_, 1, size_, file) != size_)
+        if (!work_())
             failed = true;
         return;
     }
     {
         std::unique_lock lock(mutex);
         changed.wait(lock, [this] { return !busy; });
-        data = data_;
-        size = size_;
+        work = std::move(work_);
         busy = true;
     }
     changed.notify_all();
@@ -48,13 +48,12 @@ void ChunkWriter::run() {
     for (;;) {
         changed.wait(lock, [this] { return busy || stopping; });
         if (!busy)
-            return; // stopping, and nothing left to write
-        const unsigned char* chunk = data;
-        const std::size_t bytes = size;
+            return; // stopping, and nothing left to do
+        Work piece = std::move(work);
         lock.unlock();
-        const bool written = std::fwrite(chunk, 1, bytes, file) == bytes;
+        const bool done = piece();
         lock.lock();
-        failed = failed || !written;
+        failed = failed || !done;
         busy = false;
         changed.notify_all();
     }

@@ -1,40 +1,41 @@
-// ChunkWriter: a second thread that writes chunks of a file in order, one at a time, while the
-// caller fills the next one.
+// ChunkWriter: a second thread that does a file's writing work in order, one piece at a time,
+// while the caller prepares the next piece (a recording asks the host for the next samples while
+// the rows of the last ones are made and written).
 //
-// One thread serves all chunks of a file: woken for each chunk, it runs at once, where a thread
-// started per chunk would first wait its turn for a processor at every chunk. Where no thread
-// can be started, each chunk is written on the caller's thread when it is handed over.
+// One thread serves all pieces of a file: woken for each piece, it runs at once, where a thread
+// started per piece would first wait its turn for a processor at every piece. Where no thread
+// can be started, each piece runs on the caller's thread when it is handed over.
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
-#include <cstdio>
+#include <functional>
 #include <mutex>
 #include <thread>
 
 class ChunkWriter {
 public:
-    explicit ChunkWriter(std::FILE* file);
-    // Waits for the chunk in flight, then ends the thread.
+    // One piece of work; false when it failed (a write fell short).
+    using Work = std::function<bool()>;
+
+    ChunkWriter();
+    // Waits for the piece in flight, then ends the thread.
     ~ChunkWriter();
     ChunkWriter(const ChunkWriter&) = delete;
     ChunkWriter& operator=(const ChunkWriter&) = delete;
 
-    // Waits until the chunk handed over last is written; false once any write fell short.
+    // Waits until the piece handed over last is done; false once any piece failed.
     bool wait();
-    // Waits as wait() does, then hands over `size` bytes at `data`, which stay untouched until
-    // the next wait().
-    void write(const unsigned char* data, std::size_t size);
+    // Waits as wait() does, then hands over `work`: what it reads stays untouched until the next
+    // wait().
+    void post(Work work);
 
 private:
     void run();
 
-    std::FILE* file;
     std::mutex mutex;
     std::condition_variable changed;
-    const unsigned char* data = nullptr;
-    std::size_t size = 0;
-    bool busy = false; // a chunk is handed over and not written yet
+    Work work;
+    bool busy = false; // a piece is handed over and not done yet
     bool failed = false;
     bool stopping = false;
     std::thread thread; // last: it starts when everything it reads is set

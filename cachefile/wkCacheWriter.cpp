@@ -416,60 +416,82 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         return false;
     }
 
-    // The rows of a run of samples are made node by node, each node over the whole run at once
-    // (GetObjectTMs), straight into the buffer at their places in the file's order, sample by
-    // sample. A run stops at the first sample that reaches the end of the buffer's chunk, so a
-    // buffer holds a chunk and less than one sample more: that rest starts the next buffer.
+    // The host is asked here for a run of samples, node by node, each node over the whole run at
+    // once (GetObjectTMs); a second thread makes the rows of the run from what it answered (times
+    // the reference, in the file's order) and writes them while the next run is asked for. The
+    // file sees whole chunks, in order: a run stops at the first sample that reaches the end of a
+    // chunk, so the rows wait in a buffer of a chunk and less than one sample more.
     const std::int64_t sampleBytes = std::int64_t{nodeCount} * fmt::kSampleRecordSize;
     const auto runSamples = static_cast<int>(
         std::clamp<std::int64_t>(kSampleBufferBytes / sampleBytes, 1, kRunSamples));
 
-    // Two buffers: one is filled with rows here, where the host is asked for the transforms,
-    // while the other goes to the file on a second thread, so that evaluating the scene and
-    // writing overlap. The file still sees whole chunks, in order.
-    std::unique_ptr<unsigned char[]> buffers[2];
+    // What the host answered for a run, node after node, each node's samples in a row.
+    struct Run {
+        std::vector<Matrix3> transforms;
+        std::vector<unsigned char> visible;
+        int count = 0;
+    };
+    Run runs[2];
+    std::unique_ptr<unsigned char[]> rows;
     if (haveBuffer) {
-        for (auto& buffer : buffers)
-            buffer = std::make_unique_for_overwrite<unsigned char[]>(
-                static_cast<std::size_t>(chunk + sampleBytes));
+        const std::size_t slots = static_cast<std::size_t>(runSamples) * nodes.size();
+        for (Run& run : runs) {
+            run.transforms.resize(slots);
+            run.visible.resize(slots);
+        }
+        rows = std::make_unique_for_overwrite<unsigned char[]>(
+            static_cast<std::size_t>(chunk + sampleBytes));
     }
-    ChunkWriter chunks(stream()); // after the buffers: destroyed (and so waited for) first
-    const auto chunksWritten = [&] {
-        if (!chunks.wait()) {
+
+    // The second thread's own: rows made and not written yet, and the chunks still to come.
+    const ProductRows product(referenceMatrix);
+    std::FILE* const file = stream();
+    std::int64_t pending = 0;
+    std::int32_t toWrite = remaining;
+    std::int32_t writing = chunk;
+    const auto putRun = [&](const Run& run) {
+        unsigned char* record = rows.get() + pending;
+        for (int k = 0; k < run.count; ++k) {
+            for (std::size_t n = 0; n < nodes.size(); ++n) {
+                const std::size_t at =
+                    n * static_cast<std::size_t>(run.count) + static_cast<std::size_t>(k);
+                if constexpr (std::endian::native == std::endian::little)
+                    product.put(record, run.transforms[at], run.visible[at] != 0);
+                else
+                    putSampleRecord(record, run.transforms[at] * referenceMatrix,
+                                    run.visible[at] != 0);
+                record += fmt::kSampleRecordSize;
+            }
+        }
+        pending += run.count * sampleBytes;
+        while (writing > 0 && pending >= writing) {
+            const auto bytes = static_cast<std::size_t>(writing);
+            if (std::fwrite(rows.get(), 1, bytes, file) != bytes)
+                return false;
+            pending -= writing;
+            std::memmove(rows.get(), rows.get() + bytes, static_cast<std::size_t>(pending));
+            toWrite -= writing;
+            writing = std::min(toWrite, kSampleBufferBytes);
+        }
+        return true;
+    };
+
+    ChunkWriter worker; // after all it reads: destroyed (and so waited for) first
+    const auto workDone = [&] {
+        if (!worker.wait()) {
             status_ = kStatusFileError;
             return false;
         }
         return true;
     };
-    int current = 0;
-    std::int64_t filled = 0;
-    // Hands the full chunk to the file and moves what lies behind it to the other buffer, once
-    // that one's write is done; false ends the write.
-    const auto flush = [&] {
-        if (!chunksWritten())
-            return false;
-        unsigned char* full = buffers[current].get();
-        chunks.write(full, static_cast<std::size_t>(chunk));
-        // The sample stage reports the same figure at every flush.
-        if (!report(nodeCount, nodeCount))
-            return false;
-        current = 1 - current;
-        filled -= chunk;
-        std::memcpy(buffers[current].get(), full + chunk, static_cast<std::size_t>(filled));
-        remaining -= chunk;
-        chunk = std::min(remaining, kSampleBufferBytes);
-        haveBuffer = chunk > 0;
-        return true;
-    };
-
     TimeValue ticks[kRunSamples];
-    Matrix3 transforms[kRunSamples];
     float visibilities[kRunSamples];
-    const ProductRows product(referenceMatrix);
     std::vector<INode*> sceneNodes;
     sceneNodes.reserve(nodes.size());
     for (const auto& capture : nodes)
         sceneNodes.push_back(capture->node);
+    int current = 0;
+    std::int64_t filled = 0; // as the second thread will have it when it is done with this run
     for (std::int64_t tick = start; tick <= end;) {
         if (!haveBuffer) {
             // More records than the count promised: only a range that wraps can do this.
@@ -480,12 +502,14 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         int count = 0;
         for (; count < runSamples && count < room && tick <= end; tick += step_)
             ticks[count++] = static_cast<TimeValue>(tick);
-        unsigned char* rows = buffers[current].get() + filled;
+        Run& run = runs[current];
+        run.count = count;
         for (std::int32_t n = 0; n < nodeCount; ++n) {
             INode* node = sceneNodes[static_cast<std::size_t>(n)];
             const auto index = static_cast<std::size_t>(n);
             const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
-            node->GetObjectTMs(ticks, count, transforms);
+            const std::size_t first = index * static_cast<std::size_t>(count);
+            node->GetObjectTMs(ticks, count, run.transforms.data() + first);
             node->GetVisibilities(ticks, count, node->GetInheritVisibility(), visibilities);
             for (int k = 0; k < count; ++k) {
                 const TimeValue t = ticks[k];
@@ -495,18 +519,23 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
                 const bool visible = visibility > 0.0f;
                 if (!visible)
                     hasVisibility = 1;
-                unsigned char* record = rows + (static_cast<std::size_t>(k) * nodeCount + index) *
-                                                   fmt::kSampleRecordSize;
-                if constexpr (std::endian::native == std::endian::little)
-                    product.put(record, transforms[k], visible);
-                else
-                    putSampleRecord(record, transforms[k] * referenceMatrix, visible);
+                run.visible[first + static_cast<std::size_t>(k)] = visible ? 1 : 0;
             }
         }
+        // The run before this one is done with its buffers before this one is handed over.
+        if (!workDone())
+            return false;
+        worker.post([&putRun, &run] { return putRun(run); });
+        current = 1 - current;
         filled += count * sampleBytes;
         while (haveBuffer && filled >= chunk) {
-            if (!flush())
+            // The sample stage reports the same figure at every chunk.
+            if (!report(nodeCount, nodeCount))
                 return false;
+            filled -= chunk;
+            remaining -= chunk;
+            chunk = std::min(remaining, kSampleBufferBytes);
+            haveBuffer = chunk > 0;
         }
     }
     if (haveBuffer || filled > 0) {
@@ -514,7 +543,7 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
-    return chunksWritten();
+    return workDone();
 }
 
 bool wkCacheWriter::writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,

@@ -1,4 +1,4 @@
-// The chunk writer: chunks reach the file whole and in order, and a short write is reported.
+// The chunk writer: pieces run in order, each whole, and a failed one is reported.
 #include "cachefile/ChunkWriter.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-TEST(ChunkWriter, WritesChunksInOrderAndReportsShortWrites) {
+TEST(ChunkWriter, RunsPiecesInOrderAndReportsFailures) {
     // Larger than a stream's buffer, so that a full device fails the write itself.
     constexpr std::size_t kChunk = 1 << 17;
     const std::vector<unsigned char> ones(kChunk, 1), twos(kChunk, 2);
@@ -15,11 +15,15 @@ TEST(ChunkWriter, WritesChunksInOrderAndReportsShortWrites) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> full(std::fopen("/dev/full", "wb"),
                                                          std::fclose);
     ASSERT_TRUE(file && full);
+    const auto writing = [](std::FILE* to, const std::vector<unsigned char>& bytes) {
+        return
+            [to, &bytes] { return std::fwrite(bytes.data(), 1, bytes.size(), to) == bytes.size(); };
+    };
     {
-        ChunkWriter writer(file.get());
-        writer.write(ones.data(), kChunk);
-        writer.write(twos.data(), kChunk); // waits for the first itself
-    }                                      // and the last one finishes before the writer goes
+        ChunkWriter writer;
+        writer.post(writing(file.get(), ones));
+        writer.post(writing(file.get(), twos)); // waits for the first itself
+    }                                           // and the last one finishes before the writer goes
     std::vector<unsigned char> back(2 * kChunk + 1);
     std::rewind(file.get());
     ASSERT_EQ(std::fread(back.data(), 1, back.size(), file.get()), 2 * kChunk);
@@ -28,7 +32,7 @@ TEST(ChunkWriter, WritesChunksInOrderAndReportsShortWrites) {
     expected.insert(expected.end(), twos.begin(), twos.end());
     EXPECT_TRUE(back == expected);
 
-    ChunkWriter failing(full.get());
-    failing.write(ones.data(), kChunk);
+    ChunkWriter failing;
+    failing.post(writing(full.get(), ones));
     EXPECT_FALSE(failing.wait());
 }
