@@ -64,7 +64,9 @@ TEST_F(WriterTest, RoundTripGivesTheHeaderNumbersAndTheLiveTransforms) {
     HeadlessNode* b = boxNode("b", Point3(1, 2, 3), Point3(1, 2, 3));
     b->Rotation().AddKey(0, Quat());
     b->Rotation().AddKey(4800, Quat(AngAxis(Point3(0, 1, 0), 2.0f)));
-    Matrix3 reference = Inverse(TransMatrix(Point3(5, 5, 5)));
+    // Turned, scaled and moved: every row of the reference takes part in each row written.
+    Matrix3 reference = Inverse(ScaleMatrix(Point3(1.5f, 0.5f, 2.0f)) * RotateYMatrix(0.7f) *
+                                TransMatrix(Point3(5, 5, 5)));
     // 0 to 1500 by 160: the last sample is 1440, and the header keeps the range as given.
     auto writer = makeWriter("round.wkc", Interval(0, 1500), 160, reference);
     ASSERT_TRUE(writer->addNode(a, 0));
