@@ -47,12 +47,21 @@ void HeadlessNode::localTMs(const TimeValue* times, int count, Matrix3* out) con
             out[k] = GetLocalTM(times[k]);
         return;
     }
-    RunValues<Point3, kRun> scales;
     RunValues<Quat, kRun> rotations;
     RunValues<Point3, kRun> positions;
-    scale.GetValues(times, count, scales.at);
     rotation.GetValues(times, count, rotations.at);
     position.GetValues(times, count, positions.at);
+    if (scale.NumKeys() == 0 && scale.GetValue(0) == Point3(1.0f, 1.0f, 1.0f)) {
+        // Most nodes never scale: ComposePRS with factors of 1, without asking for them.
+        for (int k = 0; k < count; ++k) {
+            rotations.at[k].MakeMatrix(out[k]);
+            out[k].ClearIdentFlag(ROT_IDENT | SCL_IDENT);
+            out[k].SetTrans(positions.at[k]);
+        }
+        return;
+    }
+    RunValues<Point3, kRun> scales;
+    scale.GetValues(times, count, scales.at);
     for (int k = 0; k < count; ++k)
         ComposePRS(scales.at[k], rotations.at[k], positions.at[k], out[k]);
 }
