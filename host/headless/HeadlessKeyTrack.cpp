@@ -201,11 +201,12 @@ void HeadlessKeyTrack<T>::valuesInSegment(std::size_t i, const TimeValue* times,
                                           T* out) const {
     const TrackKey<T>& a = keys[i];
     const TrackKey<T>& b = keys[i + 1];
-    // Tick differences of keys fit 64 bits whatever their times.
-    const auto span = static_cast<double>(static_cast<std::int64_t>(b.time) - a.time);
+    // Differences of ticks are exact in double whatever the ticks (below 2^33), taken as
+    // differences of doubles, which the compiler can take several at a time.
+    const double from = a.time;
+    const double span = static_cast<double>(b.time) - from;
     const auto fraction = [&](TimeValue t) {
-        return static_cast<float>(static_cast<double>(static_cast<std::int64_t>(t) - a.time) /
-                                  span);
+        return static_cast<float>((static_cast<double>(t) - from) / span);
     };
     if (interpolation == KeyInterpolation::Linear) {
         if constexpr (std::is_same_v<T, Quat>) {
