@@ -1,5 +1,7 @@
 #include "host/headless/HeadlessKeyTrack.h"
 
+#include "host/Sine.h"
+
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
@@ -224,21 +226,24 @@ void HeadlessKeyTrack<T>::valuesInSegment(std::size_t i, const TimeValue* times,
                                    lastArc.arc.sinom);
                 return;
             }
-            // The long road of Slerp, its sines taken in a loop of their own: between calls
-            // of the sine nothing else waits to be kept in registers.
+            // The long road of Slerp, its sines taken many at a time.
             const float omega = lastArc.arc.omega;
             const float sinom = lastArc.arc.sinom;
-            for (int k = 0; k < count; ++k) {
-                const float t = fraction(times[k]);
-                out[k].x = (1.0f - t) * omega;
-                out[k].y = t * omega;
+            constexpr int kPiece = 16;
+            float angles[2 * kPiece];
+            float sines[2 * kPiece];
+            for (int first = 0; first < count; first += kPiece) {
+                const int n = std::min(kPiece, count - first);
+                for (int k = 0; k < n; ++k) {
+                    const float t = fraction(times[first + k]);
+                    angles[2 * k] = (1.0f - t) * omega;
+                    angles[2 * k + 1] = t * omega;
+                }
+                SineMany(angles, sines, static_cast<std::size_t>(2 * n));
+                for (int k = 0; k < n; ++k)
+                    out[first + k] =
+                        a.value * (sines[2 * k] / sinom) + lastArc.to * (sines[2 * k + 1] / sinom);
             }
-            for (int k = 0; k < count; ++k) {
-                out[k].x = std::sin(out[k].x);
-                out[k].y = std::sin(out[k].y);
-            }
-            for (int k = 0; k < count; ++k)
-                out[k] = a.value * (out[k].x / sinom) + lastArc.to * (out[k].y / sinom);
         } else {
             for (int k = 0; k < count; ++k)
                 out[k] = lerp(a.value, b.value, fraction(times[k]));
