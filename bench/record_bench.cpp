@@ -6,7 +6,7 @@
 // processor time of the recording's own thread (record_cpu_ms): on a busy machine the steadier
 // figure to compare builds by, since the wall times also count the time the processor was away.
 //
-// Both files go to the temporary folder and are removed at the end of the run.
+// Both files go to the temporary folder, new at every round, and are removed at the end of the run.
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheWriter.h"
 #include "host/headless/HeadlessHost.h"
@@ -109,7 +109,12 @@ void BM_RecordVsSequentialWrite(benchmark::State& state) {
     double bestWrite = std::numeric_limits<double>::max();
     double bestRecordCpu = std::numeric_limits<double>::max();
     std::uintmax_t bytes = 0;
+    std::error_code ec;
     for (auto _ : state) {
+        // Both go to a new file every time: replacing the last round's file would add the file
+        // system's freeing of it (a discard on some mounts) to one side's best and not the other's.
+        std::filesystem::remove(recorded, ec);
+        std::filesystem::remove(plain, ec);
         const double cpuStart = threadCpuSeconds();
         auto start = std::chrono::steady_clock::now();
         if (RecordCache(*bench.cache, &target, true) != 1)
@@ -124,7 +129,6 @@ void BM_RecordVsSequentialWrite(benchmark::State& state) {
     }
     (void)theCacheRegistry.evictCache(target);
     theCacheRegistry.setMaterials(nullptr);
-    std::error_code ec;
     std::filesystem::remove(recorded, ec);
     std::filesystem::remove(plain, ec);
 
