@@ -450,17 +450,20 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     std::int32_t toWrite = remaining;
     std::int32_t writing = chunk;
     const auto putRun = [&](const Run& run) {
-        unsigned char* record = rows.get() + pending;
-        for (int k = 0; k < run.count; ++k) {
-            for (std::size_t n = 0; n < nodes.size(); ++n) {
-                const std::size_t at =
-                    n * static_cast<std::size_t>(run.count) + static_cast<std::size_t>(k);
+        // Node by node, reading what the host answered in its order (the other thread's writes,
+        // fetched a line at a time) and putting each sample's row in its place in the file's order.
+        unsigned char* const first = rows.get() + pending;
+        for (std::size_t n = 0; n < nodes.size(); ++n) {
+            unsigned char* record = first + n * fmt::kSampleRecordSize;
+            const std::size_t from = n * static_cast<std::size_t>(run.count);
+            for (int k = 0; k < run.count; ++k) {
+                const std::size_t at = from + static_cast<std::size_t>(k);
                 if constexpr (std::endian::native == std::endian::little)
                     product.put(record, run.transforms[at], run.visible[at] != 0);
                 else
                     putSampleRecord(record, run.transforms[at] * referenceMatrix,
                                     run.visible[at] != 0);
-                record += fmt::kSampleRecordSize;
+                record += sampleBytes;
             }
         }
         pending += run.count * sampleBytes;
