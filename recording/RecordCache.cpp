@@ -253,7 +253,9 @@ WStr SiblingPluginScan::find() {
     const fs::file_time_type changed = fs::last_write_time(folderPath, ec);
     if (listed && !ec && changed == listedAt)
         return found;
-    found = FindSiblingPlugin(folder, stem);
+    // A folder that cannot be looked at cannot be listed either (usually it does not exist): no
+    // listing is tried, which would cost a second failing system call at every node.
+    found = ec ? WStr() : FindSiblingPlugin(folder, stem);
     listed = !ec && changed < fs::file_time_type::clock::now() - std::chrono::seconds(2);
     listedAt = changed;
     return found;
