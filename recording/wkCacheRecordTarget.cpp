@@ -25,8 +25,13 @@ bool wkCacheRecordProgress(void* context, std::int32_t done, std::int32_t total)
     state.progressDone = done;
     state.progressTotal = total;
     target.progressChanged();
-    WStr text;
-    text.printf(state.progressFormat.data(), percent(done, total));
-    GetHost().UI().PushTempPrompt(text, 1000);
+    const int shown = percent(done, total);
+    if (state.prompt.IsEmpty() || shown != state.promptPercent ||
+        !(state.progressFormat == state.promptFormat)) {
+        state.prompt.printf(state.progressFormat.data(), shown);
+        state.promptFormat = state.progressFormat;
+        state.promptPercent = shown;
+    }
+    GetHost().UI().PushTempPrompt(state.prompt, 1000);
     return state.progress.step();
 }

@@ -35,6 +35,11 @@ struct wkCacheProgressState {
     std::int32_t progressDone = -1; // both -1: no progress shown
     std::int32_t progressTotal = -1;
     wkCacheProgress progress;
+    // The last prompt made and what it was made of: a stage reports at every node, mostly with
+    // the percentage it showed already, and formatting it again cost more than the rest.
+    WStr prompt;
+    WStr promptFormat;
+    int promptPercent = 0;
 };
 
 class wkCacheRecordTarget {
