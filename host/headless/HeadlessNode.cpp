@@ -15,7 +15,7 @@ template <class T, int N> union RunValues {
     T at[N];
 };
 
-// MakeMatrix of q, then moved to p: the rows of a node that neither scales nor has a parent.
+// MakeMatrix of q, then moved to p: a node's own transform when it does not scale.
 void composeRigid(const Quat& q, const Point3& p, Matrix3& out) {
     q.MakeMatrix(out);
     out.ClearIdentFlag(ROT_IDENT | SCL_IDENT);
