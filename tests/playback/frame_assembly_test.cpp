@@ -399,6 +399,36 @@ TEST(FrameAssembly, FastPathGivesWhatARebuildGives) {
     }
 }
 
+// Small elements are transformed a batch at a time, eight vertices to a step where the
+// processor allows: sizes around the step, over more than one batch, land where a rebuild's
+// one-vertex-at-a-time loop puts them, to the bit.
+TEST(FrameAssembly, SmallElementsOfEverySizeGiveWhatARebuildGives) {
+    const int sizes[] = {8, 1, 9, 16, 7, 17, 3, 24, 15};
+    CacheSpec spec = elementsCache(70);
+    for (std::size_t n = 0; n < spec.nodes.size(); ++n) {
+        std::vector<Point3>& verts = spec.nodes[n].verts;
+        verts.clear();
+        for (int v = 0; v < sizes[n % std::size(sizes)]; ++v)
+            verts.emplace_back(0.37f * v, 1.0f - 0.11f * v, 0.013f * v * v);
+        for (FaceSpec& f : spec.nodes[n].faces) // within the element's vertices
+            f.v = {0, static_cast<std::uint32_t>(verts.size() - 1), 0};
+    }
+    TempDir dir;
+    const std::string path = dir.write("c.wkc", buildCache(spec));
+    Playback fast(path);
+    ASSERT_TRUE(fast.frameAt(0, true));
+    for (float x : {0.25f, 0.75f, 5.5f}) {
+        fast.markOutput();
+        ASSERT_TRUE(fast.frameAt(x));
+        ASSERT_FALSE(fast.rebuiltSinceMark()) << x;
+        Playback fresh(path);
+        ASSERT_TRUE(fresh.frameAt(x, true));
+        ASSERT_EQ(fast.out.getNumVerts(), fresh.out.getNumVerts());
+        for (int v = 0; v < fresh.out.getNumVerts(); ++v)
+            EXPECT_EQ(fast.out.getVert(v), fresh.out.getVert(v)) << x << " vertex " << v;
+    }
+}
+
 // Frames with every element shown and nothing of its own take shortcuts; whatever ends such a
 // run must show at once, as on an object that never took them.
 TEST(FrameAssembly, AChangeAfterPlainFramesShowsAsOnAFreshObject) {
