@@ -67,29 +67,6 @@ void transformNarrow(const Point3* src, Point3* dst, std::int32_t n, const Matri
     transformRun(src, dst, n, m);
 }
 
-#ifdef WKCACHE_WIDE_LANES
-__attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* dst, std::int32_t n,
-                                                   const Matrix3& m) {
-    transformRun(src, dst, n, m);
-}
-#endif
-
-// Below this many vertices the call and the setting up of wide registers cost more than they
-// save.
-constexpr std::int32_t kWideFrom = 32;
-
-// transformRun, where the processor has AVX2 twice the lanes at a time: each lane does the
-// operations of Point3 * Matrix3 in their order, so the bits do not depend on the width.
-void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
-#ifdef WKCACHE_WIDE_LANES
-    if (WideLanesAvailable()) {
-        transformWide(src, dst, n, m);
-        return;
-    }
-#endif
-    transformNarrow(src, dst, n, m);
-}
-
 // Consecutive runs of vertices, run k of verts[k] vertices through m[k]: the small elements of
 // a batch, one after the other.
 [[gnu::always_inline]] inline void transformRuns(const Point3* src, Point3* dst,
@@ -158,21 +135,47 @@ __attribute__((target("avx2"))) inline void transformEight(const float* src, flo
     storeHalves(dst, 8, r25);
 }
 
+// n points through m, eight at a time, then the rest one by one.
+__attribute__((target("avx2"), always_inline)) inline void
+transformEights(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
+    std::int32_t v = 0;
+    for (; v + 8 <= n; v += 8)
+        transformEight(&src[v].x, &dst[v].x, m.GetAddr());
+    for (; v < n; ++v)
+        dst[v] = src[v] * m;
+}
+
+__attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* dst, std::int32_t n,
+                                                   const Matrix3& m) {
+    transformEights(src, dst, n, m);
+}
+
 __attribute__((target("avx2"))) void transformRunsWide(const Point3* src, Point3* dst,
                                                        const std::int32_t* verts, int count,
                                                        const Matrix3* m) {
     for (int k = 0; k < count; ++k) {
-        const float* tm = m[k].GetAddr();
-        std::int32_t v = 0;
-        for (; v + 8 <= verts[k]; v += 8)
-            transformEight(&src[v].x, &dst[v].x, tm);
-        for (; v < verts[k]; ++v)
-            dst[v] = src[v] * m[k];
+        transformEights(src, dst, verts[k], m[k]);
         src += verts[k];
         dst += verts[k];
     }
 }
 #endif
+
+// Below this many vertices the call and the setting up of wide registers cost more than they
+// save.
+constexpr std::int32_t kWideFrom = 32;
+
+// transformRun, where the processor has AVX2 eight points at a time: each lane does the
+// operations of Point3 * Matrix3 in their order, so the bits do not depend on the width.
+void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
+#ifdef WKCACHE_WIDE_LANES
+    if (WideLanesAvailable()) {
+        transformWide(src, dst, n, m);
+        return;
+    }
+#endif
+    transformNarrow(src, dst, n, m);
+}
 
 // transformRuns in one call for a whole batch, so that even elements of a few vertices take
 // wide steps without the cost of a call each.
