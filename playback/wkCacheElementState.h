@@ -19,12 +19,14 @@ class wkCacheElementBlends;
 // One element. The sample fields (sample, fraction, nextSample, interpolate, inRange,
 // beforeRange, afterRange) are those locateSample writes.
 struct wkCacheElementState : wkCacheSampleLocation {
-    float time = 0.0f; // cache time in ticks
-    bool activated = false;
-    std::int32_t activationTick = 0; // host time of the activation
-    std::int32_t groupMaterial = -1; // from a Set Material ID group
-    bool hasGroupMaterial = false;
+    float time = 0.0f;                 // cache time in ticks
+    std::int32_t activationTick = 0;   // host time of the activation
+    std::int32_t groupMaterial = -1;   // from a Set Material ID group
     std::int32_t appliedMaterial = -1; // what the frame uses
+    // The flags last, packed (36 bytes, not 44): every frame streams these records several
+    // times.
+    bool activated = false;
+    bool hasGroupMaterial = false;
     bool hasAppliedMaterial = false;
     bool deleted = false; // a group deleted the element in this evaluation
 };

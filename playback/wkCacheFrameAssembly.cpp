@@ -67,10 +67,97 @@ void transformNarrow(const Point3* src, Point3* dst, std::int32_t n, const Matri
     transformRun(src, dst, n, m);
 }
 
+// Consecutive runs of vertices, run k of verts[k] vertices through m[k]: the small elements of
+// a batch, one after the other.
+[[gnu::always_inline]] inline void transformRuns(const Point3* src, Point3* dst,
+                                                 const std::int32_t* verts, int count,
+                                                 const Matrix3* m) {
+    for (int k = 0; k < count; ++k) {
+        transformRun(src, dst, verts[k], m[k]);
+        src += verts[k];
+        dst += verts[k];
+    }
+}
+
+void transformRunsNarrow(const Point3* src, Point3* dst, const std::int32_t* verts, int count,
+                         const Matrix3* m) {
+    transformRuns(src, dst, verts, count, m);
+}
+
 #ifdef WKCACHE_WIDE_LANES
+typedef float Lanes8 __attribute__((vector_size(32)));
+typedef float Half4 __attribute__((vector_size(16), aligned(4), may_alias));
+typedef int Picks8 __attribute__((vector_size(32)));
+
+// Within each half of a and b: a[i], a[j], b[k], b[l] (the four-lane shuffle in both halves).
+template <int i, int j, int k, int l>
+__attribute__((target("avx2"), always_inline)) inline Lanes8 shuffleHalves(Lanes8 a, Lanes8 b) {
+    const Picks8 pick = {i, j, 8 + k, 8 + l, 4 + i, 4 + j, 12 + k, 12 + l};
+    return __builtin_shuffle(a, b, pick);
+}
+
+// Four floats from p + at and four from p + at + 12, the same floats of the next four points.
+__attribute__((target("avx2"), always_inline)) inline Lanes8 loadHalves(const float* p, int at) {
+    const Half4 lo = *reinterpret_cast<const Half4*>(p + at);
+    const Half4 hi = *reinterpret_cast<const Half4*>(p + at + 12);
+    return __builtin_shufflevector(lo, hi, 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
+__attribute__((target("avx2"), always_inline)) inline void storeHalves(float* p, int at, Lanes8 r) {
+    *reinterpret_cast<Half4*>(p + at) = __builtin_shufflevector(r, r, 0, 1, 2, 3);
+    *reinterpret_cast<Half4*>(p + at + 12) = __builtin_shufflevector(r, r, 4, 5, 6, 7);
+}
+
+// Eight points at a time: their coordinates are regrouped into lanes of x, y and z, each lane
+// does the operations of Point3 * Matrix3 in their order, and the results go back in place.
+__attribute__((target("avx2"))) inline void transformEight(const float* src, float* dst,
+                                                           const float* m) {
+    // Points 0-3 in the low halves, 4-7 in the high ones.
+    const Lanes8 m03 = loadHalves(src, 0);
+    const Lanes8 m14 = loadHalves(src, 4);
+    const Lanes8 m25 = loadHalves(src, 8);
+    const Lanes8 xy = shuffleHalves<2, 3, 1, 2>(m14, m25);
+    const Lanes8 yz = shuffleHalves<1, 2, 0, 1>(m03, m14);
+    const Lanes8 x = shuffleHalves<0, 3, 0, 2>(m03, xy);
+    const Lanes8 y = shuffleHalves<0, 2, 1, 3>(yz, xy);
+    const Lanes8 z = shuffleHalves<1, 3, 0, 3>(yz, m25);
+    const Lanes8 ox = x * m[0] + y * m[3] + z * m[6] + m[9];
+    const Lanes8 oy = x * m[1] + y * m[4] + z * m[7] + m[10];
+    const Lanes8 oz = x * m[2] + y * m[5] + z * m[8] + m[11];
+    const Lanes8 rxy = shuffleHalves<0, 2, 0, 2>(ox, oy);
+    const Lanes8 ryz = shuffleHalves<1, 3, 1, 3>(oy, oz);
+    const Lanes8 rzx = shuffleHalves<0, 2, 1, 3>(oz, ox);
+    const Lanes8 r03 = shuffleHalves<0, 2, 0, 2>(rxy, rzx);
+    const Lanes8 r14 = shuffleHalves<0, 2, 1, 3>(ryz, rxy);
+    const Lanes8 r25 = shuffleHalves<1, 3, 1, 3>(rzx, ryz);
+    storeHalves(dst, 0, r03);
+    storeHalves(dst, 4, r14);
+    storeHalves(dst, 8, r25);
+}
+
+// n points through m, eight at a time, then the rest one by one.
+__attribute__((target("avx2"), always_inline)) inline void
+transformEights(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
+    std::int32_t v = 0;
+    for (; v + 8 <= n; v += 8)
+        transformEight(&src[v].x, &dst[v].x, m.GetAddr());
+    for (; v < n; ++v)
+        dst[v] = src[v] * m;
+}
+
 __attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* dst, std::int32_t n,
                                                    const Matrix3& m) {
-    transformRun(src, dst, n, m);
+    transformEights(src, dst, n, m);
+}
+
+__attribute__((target("avx2"))) void transformRunsWide(const Point3* src, Point3* dst,
+                                                       const std::int32_t* verts, int count,
+                                                       const Matrix3* m) {
+    for (int k = 0; k < count; ++k) {
+        transformEights(src, dst, verts[k], m[k]);
+        src += verts[k];
+        dst += verts[k];
+    }
 }
 #endif
 
@@ -78,7 +165,7 @@ __attribute__((target("avx2"))) void transformWide(const Point3* src, Point3* ds
 // save.
 constexpr std::int32_t kWideFrom = 32;
 
-// transformRun, where the processor has AVX2 twice the lanes at a time: each lane does the
+// transformRun, where the processor has AVX2 eight points at a time: each lane does the
 // operations of Point3 * Matrix3 in their order, so the bits do not depend on the width.
 void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matrix3& m) {
 #ifdef WKCACHE_WIDE_LANES
@@ -88,6 +175,19 @@ void transformPoints(const Point3* src, Point3* dst, std::int32_t n, const Matri
     }
 #endif
     transformNarrow(src, dst, n, m);
+}
+
+// transformRuns in one call for a whole batch, so that even elements of a few vertices take
+// wide steps without the cost of a call each.
+void transformBatch(const Point3* src, Point3* dst, const std::int32_t* verts, int count,
+                    const Matrix3* m) {
+#ifdef WKCACHE_WIDE_LANES
+    if (WideLanesAvailable()) {
+        transformRunsWide(src, dst, verts, count, m);
+        return;
+    }
+#endif
+    transformRunsNarrow(src, dst, verts, count, m);
 }
 
 const std::vector<std::array<std::int32_t, 2>>& nodeSizes(wkCacheIndex& index) {
@@ -459,7 +559,36 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     // vertices where the source has them, and the rest of the loop below has nothing to do.
     const bool lean = !rebuild && !normals && !hiddenChanged && !materialChanged &&
                       state.hiddenElements.IsEmpty() && state.deletedElements.IsEmpty();
-    if (lean) {
+    if (lean && batched) {
+        // A batch's blends, then the vertices of as many of its elements as fit, in one call.
+        const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
+        const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
+        std::int32_t runs[wkCacheElementBlends::kBatch];
+        for (std::int32_t i = 0; i < count; i += wkCacheElementBlends::kBatch) {
+            const int n = std::min(count - i, wkCacheElementBlends::kBatch);
+            blends.transforms(rows, &state.elements[static_cast<std::size_t>(i)], i, n, batch);
+            if (frameTimes.scale != 1.0f) // a product by 1 changes no bit
+                for (int k = 0; k < n; ++k)
+                    batch[k] *= frameTimes.scale;
+            const std::int32_t firstVert = sourceVert;
+            int fit = 0;
+            for (; fit < n; ++fit) {
+                const auto at = static_cast<std::size_t>(i + fit);
+                const std::int32_t verts = boxMode ? 8 : sizes[at][0];
+                const std::int32_t faces = boxMode ? 12 : sizes[at][1];
+                if (sourceVert + verts > vertRoom || sourceFace + faces > faceRoom)
+                    break;
+                runs[fit] = verts;
+                sourceVert += verts;
+                sourceFace += faces;
+            }
+            if (sourceVert > firstVert)
+                transformBatch(sourceVerts + firstVert, out.getVertPtr(firstVert), runs, fit,
+                               batch);
+            if (fit < n)
+                break;
+        }
+    } else if (lean) {
         const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
         const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
         for (std::int32_t i = 0; i < count; ++i) {

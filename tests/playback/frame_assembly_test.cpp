@@ -399,6 +399,42 @@ TEST(FrameAssembly, FastPathGivesWhatARebuildGives) {
     }
 }
 
+// Vertices are transformed eight to a step where the processor allows, small elements a batch
+// at a time, large ones one at a time: with sizes around the step, over more than one batch,
+// every vertex lands where Point3 * Matrix3 puts it, to the bit.
+TEST(FrameAssembly, ElementsOfEverySizeLandWhereTheirTransformPutsThem) {
+    const std::vector<int> caches[] = {{8, 1, 9, 16, 7, 17, 3, 24, 15}, {40, 33, 64, 47}};
+    for (const std::vector<int>& sizes : caches) {
+        SCOPED_TRACE(testing::Message() << "elements of " << sizes[0] << " vertices and more");
+        CacheSpec spec = elementsCache(70);
+        for (std::size_t n = 0; n < spec.nodes.size(); ++n) {
+            std::vector<Point3>& verts = spec.nodes[n].verts;
+            verts.clear();
+            for (int v = 0; v < sizes[n % sizes.size()]; ++v)
+                verts.emplace_back(0.37f * v, 1.0f - 0.11f * v, 0.013f * v * v);
+            for (FaceSpec& f : spec.nodes[n].faces) // within the element's vertices
+                f.v = {0, static_cast<std::uint32_t>(verts.size() - 1), 0};
+        }
+        TempDir dir;
+        Playback p(dir.write("c.wkc", buildCache(spec)));
+        ASSERT_TRUE(p.frameAt(0, true));
+        for (float x : {0.25f, 0.75f, 5.5f}) {
+            p.markOutput();
+            ASSERT_TRUE(p.frameAt(x));
+            ASSERT_FALSE(p.rebuiltSinceMark()) << x;
+            int at = 0;
+            int misplaced = 0;
+            for (std::size_t n = 0; n < spec.nodes.size(); ++n) {
+                const auto element = static_cast<std::int32_t>(n);
+                const Matrix3 m = elementTransform(p.reader, element, p.state.elements[n]);
+                for (const Point3& v : spec.nodes[n].verts)
+                    misplaced += p.out.getVert(at++) == v * m ? 0 : 1;
+            }
+            EXPECT_EQ(misplaced, 0) << x;
+        }
+    }
+}
+
 // Frames with every element shown and nothing of its own take shortcuts; whatever ends such a
 // run must show at once, as on an object that never took them.
 TEST(FrameAssembly, AChangeAfterPlainFramesShowsAsOnAFreshObject) {
