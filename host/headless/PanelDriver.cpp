@@ -1,5 +1,8 @@
 #include "host/headless/PanelDriver.h"
 
+#include "host/Host.h"
+#include "host/UndoHold.h"
+
 #include <algorithm>
 #include <cwchar>
 #include <initializer_list>
@@ -111,11 +114,22 @@ void PanelDriver::drag(int spinnerId, const std::vector<float>& path, bool accep
     if (!takesInput(*w, spinnerId, c, {ControlKind::Spinner}, "a spinner"))
         return;
     withShift(shift, [&] {
-        w->Send({CC_SPINNER_BUTTONDOWN, spinnerId, 0});
+        // A bound spinner's drag is one undo step however many values it passes, and the right
+        // button puts the value from before it back, as the host's parameter maps do.
         const bool bound = w->BindingOf(c) != nullptr;
+        UndoHold& hold = GetHost().Hold();
+        if (bound)
+            hold.Begin();
+        w->Send({CC_SPINNER_BUTTONDOWN, spinnerId, 0});
         for (float value : path) {
             w->SetSpinnerValue(spinnerId, value, bound);
             w->Send({CC_SPINNER_CHANGE, spinnerId, 1});
+        }
+        if (bound) {
+            if (accept)
+                hold.Accept(L"Parameter Change");
+            else
+                hold.Cancel();
         }
         w->Send({CC_SPINNER_BUTTONUP, spinnerId, accept ? 1 : 0});
     });

@@ -89,6 +89,20 @@ TEST_F(PanelTest, TheSpeedSpinnerIsOffUnderTheGraphAndKeepsItsValue) {
     EXPECT_EQ(user.value(1016), 2.5f);
 }
 
+TEST_F(PanelTest, ADragIsOneUndoStepAndTheRightButtonPutsTheValueBack) {
+    const float before = params().GetFloat(P::playSpeed);
+    const int steps = host.Hold().NumUndoSteps();
+    user.drag(1016, {1.5f, 2.0f, 2.5f});
+    EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
+    EXPECT_EQ(lastUndo(), WStr(L"Parameter Change"));
+    user.drag(1016, {4.0f, 5.0f}, false);
+    EXPECT_EQ(params().GetFloat(P::playSpeed), 2.5f);
+    EXPECT_EQ(user.value(1016), 2.5f);
+    EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(params().GetFloat(P::playSpeed), before);
+}
+
 TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
     const struct {
         int from, to;
