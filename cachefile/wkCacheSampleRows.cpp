@@ -182,24 +182,6 @@ std::int64_t wkCacheSampleRows::heldRow(std::int32_t sample) const {
     return hasRow(sample) ? static_cast<std::int64_t>(rowOffset(sample)) : -1;
 }
 
-Matrix3 wkCacheSampleRows::transformAt(std::int64_t row, std::int32_t node) const {
-    Matrix3 m;
-    if (row < 0 || node < 0 || node >= numNodes)
-        return m;
-    const std::int64_t at =
-        row + static_cast<std::int64_t>(node) * wkCacheFormat::kSampleRecordSize;
-    // Playback reads every element's transform each frame: a record inside one page (nearly
-    // all of them) is one copy of known size.
-    const std::int64_t inPage = at & (kPageSize - 1);
-    if (inPage + wkCacheFormat::kTransformSize <= kPageSize)
-        std::memcpy(m.GetAddr(), pages[static_cast<std::size_t>(at >> kPageBits)].get() + inPage,
-                    wkCacheFormat::kTransformSize);
-    else
-        copyOut(at, reinterpret_cast<unsigned char*>(m.GetAddr()), wkCacheFormat::kTransformSize);
-    wkCacheFormat::FixWordOrder(m.GetAddr(), 12);
-    return m;
-}
-
 bool wkCacheSampleRows::visible(std::int32_t node, std::int32_t sample) const {
     return visibleAt(heldRow(sample), node);
 }

@@ -20,9 +20,11 @@
 // satisfy) is kept, and answers lookups, but does not count as loaded.
 #pragma once
 
+#include "cachefile/wkCacheFormat.h"
 #include "host/Matrix3.h"
 
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
@@ -78,6 +80,7 @@ public:
     // when the row is not held), then the records of its nodes in 0 to numNodes - 1 by that
     // place, with the answers of transform and visible.
     std::int64_t heldRow(std::int32_t sample) const;
+    // Inline: a crossing reads two records for each element.
     Matrix3 transformAt(std::int64_t row, std::int32_t node) const;
     bool visibleAt(std::int64_t row, std::int32_t node) const;
 
@@ -110,5 +113,23 @@ private:
     std::map<std::int64_t, std::int64_t> present;
     std::uint64_t version_ = 0;
 };
+
+inline Matrix3 wkCacheSampleRows::transformAt(std::int64_t row, std::int32_t node) const {
+    Matrix3 m;
+    if (row < 0 || node < 0 || node >= numNodes)
+        return m;
+    const std::int64_t at =
+        row + static_cast<std::int64_t>(node) * wkCacheFormat::kSampleRecordSize;
+    // Playback reads every element's transform each frame: a record inside one page (nearly
+    // all of them) is one copy of known size.
+    const std::int64_t inPage = at & (kPageSize - 1);
+    if (inPage + wkCacheFormat::kTransformSize <= kPageSize)
+        std::memcpy(m.GetAddr(), pages[static_cast<std::size_t>(at >> kPageBits)].get() + inPage,
+                    wkCacheFormat::kTransformSize);
+    else
+        copyOut(at, reinterpret_cast<unsigned char*>(m.GetAddr()), wkCacheFormat::kTransformSize);
+    wkCacheFormat::FixWordOrder(m.GetAddr(), 12);
+    return m;
+}
 
 } // namespace WelkardTools

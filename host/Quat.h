@@ -54,6 +54,11 @@ struct Quat {
 constexpr float QuatDot(const Quat& a, const Quat& b) {
     return a.x * b.x + a.y * b.y + a.z * b.z + a.w * b.w;
 }
+// Inline: every arc playback makes when an element crosses to a new pair takes two.
+inline void Quat::MakeClosest(const Quat& q) {
+    if (QuatDot(*this, q) < 0.0f)
+        *this = -*this;
+}
 constexpr Quat Conjugate(const Quat& q) {
     return q.Conjugate();
 }

@@ -51,10 +51,6 @@ Matrix3& blendParts(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
     return out;
 }
 
-bool isIdentity(const Quat& q) {
-    return q.x == 0.0f && q.y == 0.0f && q.z == 0.0f && q.w == 1.0f;
-}
-
 } // namespace
 
 Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3& second,
@@ -68,13 +64,6 @@ Matrix3& interpolateTransform(Matrix3& out, const Matrix3& first, const Matrix3&
 Matrix3& interpolateTransform(Matrix3& out, const AffineParts& pa, const AffineParts& pb,
                               const TransformArcs& arcs, float fraction) {
     return blendParts(out, pa, pb, arcs, fraction);
-}
-
-// Both ends the identity: the arc is the zero one (cosom 1), Slerp's weights are 1 - a and a,
-// and the blended rotation's x, y and z are sums of zeros, which blendParts takes for no
-// rotation. What remains is the same arithmetic on the same factors.
-bool RigidBlend::Applies(const AffineParts& pa, const TransformArcs& arcs) {
-    return isIdentity(pa.u) && isIdentity(arcs.uTo);
 }
 
 int TransformMemo::find(const Matrix3& m) const {
@@ -106,13 +95,10 @@ void TransformMemo::Pending::decompose() {
     count = 0;
 }
 
-const TransformArcs& TransformMemo::arcs(int from, int to) {
-    if (arcsFrom != from || arcsTo != to) {
-        pairArcs.setBetween(slots[from].parts, slots[to].parts);
-        arcsFrom = from;
-        arcsTo = to;
-    }
-    return pairArcs;
+void TransformMemo::makeArcs(int from, int to) {
+    pairArcs.setBetween(slots[from].parts, slots[to].parts);
+    arcsFrom = from;
+    arcsTo = to;
 }
 
 void TransformMemo::slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j) {

@@ -32,7 +32,16 @@ struct TransformArcs {
 // interpolateTransform gives for the pair at any fraction between 0 and 1.
 struct RigidBlend {
     // Whether the pair is such a blend: both stretch rotations exactly the identity quaternion.
-    static bool Applies(const AffineParts& pa, const TransformArcs& arcs);
+    // Then their arc is the zero one (cosom 1), Slerp's weights are 1 - a and a, and the
+    // blended stretch rotation's x, y and z are sums of zeros, which blendParts takes for none:
+    // what remains is the same arithmetic on the same factors. Inline: playback asks it at
+    // every crossing of every element.
+    static bool Applies(const AffineParts& pa, const TransformArcs& arcs) {
+        return IsIdentity(pa.u) && IsIdentity(arcs.uTo);
+    }
+    static bool IsIdentity(const Quat& q) {
+        return q.x == 0.0f && q.y == 0.0f && q.z == 0.0f && q.w == 1.0f;
+    }
 };
 
 // Row i is k_i * Q_i * f, which is what Inverse(U) * K * U * Q * F * T works out to with U the
@@ -69,8 +78,13 @@ public:
     // Decomposes m into `slot` (0 or 1).
     void store(int slot, const Matrix3& m);
     const AffineParts& parts(int slot) const { return slots[slot].parts; }
-    // The arcs from slot `from` to slot `to`, kept until either slot changes.
-    const TransformArcs& arcs(int from, int to);
+    // The arcs from slot `from` to slot `to`, kept until either slot changes. Inline: the
+    // elements a crossing claims find them made.
+    const TransformArcs& arcs(int from, int to) {
+        if (arcsFrom != from || arcsTo != to)
+            makeArcs(from, to);
+        return pairArcs;
+    }
     // The slots of first and second, decomposing whichever the memo does not hold.
     void slotsFor(const Matrix3& first, const Matrix3& second, int& i, int& j);
 
@@ -91,6 +105,7 @@ public:
 
 private:
     void take(int slot, const Matrix3& m, Pending& todo);
+    void makeArcs(int from, int to);
 
     struct Slot {
         Matrix3 m;

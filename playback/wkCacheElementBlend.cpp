@@ -167,12 +167,14 @@ void wkCacheElementBlends::fit(std::size_t count) {
     memos.assign(count, TransformMemo());
     pairKeys.assign(2 * count, PairKey());
     factors.assign(2 * count, PairFactors());
+    claimed.count = 0;
 }
 
 void wkCacheElementBlends::follow(std::uint64_t rowsVersion) {
     if (version == rowsVersion)
         return;
     version = rowsVersion;
+    claimed.count = 0;
     for (Place& p : places)
         p.flags = 0;
     for (PairKey& k : pairKeys)
@@ -231,7 +233,25 @@ void wkCacheElementBlends::claimAhead(wkCacheRowLookup& rows, std::size_t elemen
         ahead.element[ahead.count] = static_cast<std::uint32_t>(e);
         ahead.from[ahead.count] = static_cast<std::uint8_t>(i);
         ahead.to[ahead.count++] = static_cast<std::uint8_t>(j);
+        claimed = ahead;
+        claimedSample = at.sample;
+        claimedNext = at.nextSample;
     }
+}
+
+bool wkCacheElementBlends::takeClaimed(std::size_t element, const wkCacheSampleLocation& at, int& i,
+                                       int& j) {
+    for (int k = 0; k < claimed.count; ++k) {
+        if (claimed.element[k] != element)
+            continue;
+        i = claimed.from[k];
+        j = claimed.to[k];
+        claimed.element[k] = claimed.element[--claimed.count];
+        claimed.from[k] = claimed.from[claimed.count];
+        claimed.to[k] = claimed.to[claimed.count];
+        return at.interpolate && at.sample == claimedSample && at.nextSample == claimedNext;
+    }
+    return false;
 }
 
 void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element,
@@ -247,17 +267,19 @@ void wkCacheElementBlends::fromRows(wkCacheRowLookup& rows, std::int32_t element
     p.fraction = at.fraction;
     p.flags = static_cast<std::uint8_t>(kKept | (at.interpolate ? kInterpolate : 0) |
                                         (slot != 0 ? kSlot : 0));
-    const Matrix3 first = rows.sampleRows().transformAt(rows.row(at.sample), element);
+    int i = 0;
+    int j = 0;
+    const bool wasClaimed = takeClaimed(e, at, i, j);
     if (!at.interpolate) {
+        const Matrix3 first = rows.sampleRows().transformAt(rows.row(at.sample), element);
         tms[e] = first;
         out = first;
         return;
     }
-    const Matrix3 second = rows.sampleRows().transformAt(rows.row(at.nextSample), element);
-    int i = 0;
-    int j = 0;
     TransformMemo::Pending todo;
-    memo.claim(first, second, i, j, todo);
+    if (!wasClaimed)
+        memo.claim(rows.sampleRows().transformAt(rows.row(at.sample), element),
+                   rows.sampleRows().transformAt(rows.row(at.nextSample), element), i, j, todo);
     if (todo.count > 0) {
         Ahead ahead;
         claimAhead(rows, e, before, at, todo, ahead);

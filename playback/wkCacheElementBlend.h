@@ -145,6 +145,10 @@ private:
     };
     void claimAhead(wkCacheRowLookup& rows, std::size_t element, const Place& before,
                     const wkCacheSampleLocation& at, TransformMemo::Pending& todo, Ahead& ahead);
+    // Whether `element` was claimed by the last crossing that claimed ahead, for the samples of
+    // `at`: its slots are then i and j. Either way the element leaves the list, since its own
+    // crossing may take other slots.
+    bool takeClaimed(std::size_t element, const wkCacheSampleLocation& at, int& i, int& j);
     void keepPair(std::size_t pair, const AffineParts& pa, const AffineParts& pb,
                   const TransformArcs& arcs);
     Matrix3& blend(std::size_t pair, std::uint8_t flags, float fraction, Matrix3& out) const;
@@ -164,6 +168,12 @@ private:
     // one slot read them one after the other.
     std::vector<PairKey> pairKeys;
     std::vector<PairFactors> factors;
+    // The elements the last crossing claimed ahead, for the pair claimedSample to claimedNext,
+    // until their own crossings: those then read neither row again nor look their matrices up in
+    // their memos. It holds for the rows of `version`.
+    Ahead claimed;
+    std::int32_t claimedSample = 0;
+    std::int32_t claimedNext = 0;
 };
 
 // What blendParts does for a rigid pair, on the kept factors: the same arithmetic in the same

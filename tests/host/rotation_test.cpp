@@ -103,6 +103,27 @@ TEST(Quat, SlerpTakesTheShortArcAfterMakeClosest) {
     EXPECT_NEAR(QuatDot(opposite, opposite), 1.0f, 1e-5f);
 }
 
+TEST(Quat, ArcAngleIsTheArccosineOfItsCosine) {
+    // The arccosine's cut-offs (0.5, 2^-57), both ends of the long arc, then random cosines:
+    // within an ulp, and where the C library is glibc, the bits of its acosf.
+    std::vector<float> cosines = {0.0f,      0.5f,    -0.5f,    0.49999997f, -0.49999997f, 0x1p-57f,
+                                  -0x1p-56f, 0.9999f, -0.9999f, 0.999998f,   -0.999998f};
+    std::mt19937 random(14);
+    std::uniform_real_distribution<float> any(-1.0f, 1.0f);
+    for (int i = 0; i < 100000; ++i)
+        cosines.push_back(any(random));
+    for (const float c : cosines) {
+        if (SlerpRoadOf(c) != SlerpRoad::Long)
+            continue; // no angle needed
+        const SlerpArc arc = MakeSlerpArc(Quat(0, 0, 0, 1), Quat(0, 0, 0, c));
+        const float exact = static_cast<float>(std::acos(static_cast<double>(c)));
+        EXPECT_LE(std::fabs(arc.omega - exact), std::nextafter(exact, 4.0f) - exact) << c;
+#ifdef __GLIBC__
+        EXPECT_EQ(arc.omega, std::acos(c)) << c;
+#endif
+    }
+}
+
 Matrix3 recompose(const AffineParts& p) {
     const Matrix3 u = matrixOf(p.u), q = matrixOf(p.q);
     return Inverse(u) * ScaleMatrix(p.k) * u * q * ScaleMatrix(Point3(p.f, p.f, p.f)) *

@@ -40,6 +40,8 @@ struct Sequence {
     std::vector<float> positions; // sample positions of the frames
     float shiftOdd;               // added to the odd elements' positions
     bool otherFile;               // from the third frame on, another cache of the same shape
+    std::size_t shiftFrom = 0;    // the first frame whose odd elements are shifted
+    bool preloaded = false;       // every row read before the first frame
 };
 
 } // namespace
@@ -73,11 +75,15 @@ TEST(ElementBlend, EveryRoadGivesTheUnkeptTransform) {
         {"half shifted", true, {1.1f, 1.3f, 2.6f, 2.9f}, 0.37f, false},
         {"rows read again", false, {1.1f, 1.4f, 1.4f, 2.2f, 1.4f}, 0.0f, false},
         {"another file", true, {1.1f, 1.4f, 1.4f, 1.4f, 1.6f}, 0.0f, true},
+        // Elements that stood together cross to different pairs.
+        {"parting at a crossing", true, {1.5f, 2.5f, 3.5f, 4.25f}, 1.0f, false, 2, true},
     };
     for (const Sequence& seq : sequences) {
         wkCacheReader first{WStr(path.c_str())};
         wkCacheReader other{WStr(otherPath.c_str())};
         first.setKeepFileOpen(seq.keepRows);
+        if (seq.preloaded)
+            first.preload();
         wkCacheFrameState state;
         state.elements.resize(kElements);
         state.beforeORT = ORT_LOOP;
@@ -91,7 +97,7 @@ TEST(ElementBlend, EveryRoadGivesTheUnkeptTransform) {
             wkCacheReader& reader = seq.otherFile && k >= 2 ? other : first;
             for (int n = 0; n < kElements; ++n)
                 state.elements[static_cast<std::size_t>(n)].time =
-                    (n % 2 != 0 ? x + seq.shiftOdd : x) * kStep;
+                    (n % 2 != 0 && k >= seq.shiftFrom ? x + seq.shiftOdd : x) * kStep;
             ASSERT_TRUE(assembleFrame(reader, out, markers, state, times, force));
             force = false;
             ASSERT_EQ(out.getNumVerts(), 3 * kElements);
