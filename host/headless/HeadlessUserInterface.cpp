@@ -17,6 +17,8 @@ int HeadlessUserInterface::MessageBox(const WStr& text, const WStr& title, unsig
 }
 
 void HeadlessUserInterface::PushTempPrompt(const WStr& text, int) {
+    if (prompts.size() == kKeptPrompts)
+        prompts.pop_front();
     prompts.push_back(text);
     currentPrompt = text;
     if (onPrompt)

@@ -46,8 +46,10 @@ public:
 
     // ---- What was shown
     const std::vector<Message>& Messages() const { return messages; }
-    // Every prompt pushed, in order.
-    const std::vector<WStr>& Prompts() const { return prompts; }
+    // The prompts pushed, in order: the last kKeptPrompts of them, since a recording or an explode
+    // pushes one at every progress step and a long session would keep them all.
+    static constexpr std::size_t kKeptPrompts = 256;
+    const std::deque<WStr>& Prompts() const { return prompts; }
     // The prompt showing now, empty when none.
     const WStr& CurrentPrompt() const { return currentPrompt; }
     int EscapeChecks() const { return escapeChecks; }
@@ -64,7 +66,7 @@ private:
     PromptHandler onPrompt;
 
     std::vector<Message> messages;
-    std::vector<WStr> prompts;
+    std::deque<WStr> prompts;
     WStr currentPrompt;
     int escapeChecks = 0;
     int timerPumps = 0;

@@ -369,6 +369,13 @@ TEST(HeadlessUserInterface, AnswersComeFromTheQueueThenTheHandlerThenTheSafeDefa
     ui.RemoveTempPrompt();
     EXPECT_TRUE(ui.CurrentPrompt().IsEmpty());
     EXPECT_EQ(ui.Prompts().size(), 1u);
+    // A long session keeps the latest prompts only.
+    const std::size_t kept = HeadlessUserInterface::kKeptPrompts;
+    for (std::size_t i = 0; i < kept + 10; ++i)
+        ui.PushTempPrompt(WStr(std::to_wstring(i)), 0);
+    ASSERT_EQ(ui.Prompts().size(), kept);
+    EXPECT_EQ(ui.Prompts().front(), WStr(L"10")); // "Writing" and 0 to 9 went
+    EXPECT_EQ(ui.Prompts().back(), WStr(std::to_wstring(kept + 9)));
 }
 
 TEST(HeadlessPluginLoader, AnEmptyOrMissingPathLoadsNothing) {
