@@ -15,18 +15,12 @@ template <class T, int N> union RunValues {
     T at[N];
 };
 
-// MakeMatrix of q, then moved to p: a node's own transform when it does not scale.
-void composeRigid(const Quat& q, const Point3& p, Matrix3& out) {
-    q.MakeMatrix(out);
-    out.ClearIdentFlag(ROT_IDENT | SCL_IDENT);
-    out.SetTrans(p);
-}
-
 typedef float Lanes __attribute__((vector_size(16)));
 
-// composeRigid over a run, four matrices at a time: MakeMatrix's operations on lanes that each
-// hold one sample's quaternion component, the results turned back into rows. The same bits in
-// about a third of the instructions, where matrices made one by one cost as much as the tracks.
+// ComposePRS with factors of 1 over a run, four matrices at a time: MakeMatrix's operations on
+// lanes that each hold one sample's quaternion component, the results turned back into rows. The
+// same bits in about a third of the instructions, where matrices made one by one cost as much as
+// the tracks.
 void composeRigidRun(const Quat* q, const Point3* p, int count, Matrix3* out) {
     int k = 0;
     for (; k + 4 <= count; k += 4) {
@@ -78,7 +72,7 @@ void composeRigidRun(const Quat* q, const Point3* p, int count, Matrix3* out) {
         }
     }
     for (; k < count; ++k)
-        composeRigid(q[k], p[k], out[k]);
+        ComposePRS(Point3(1.0f, 1.0f, 1.0f), q[k], p[k], out[k]);
 }
 
 } // namespace
