@@ -559,10 +559,10 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     // vertices where the source has them, and the rest of the loop below has nothing to do.
     const bool lean = !rebuild && !normals && !hiddenChanged && !materialChanged &&
                       state.hiddenElements.IsEmpty() && state.deletedElements.IsEmpty();
+    const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
+    const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
     if (lean && batched) {
         // A batch's blends, then the vertices of as many of its elements as fit, in one call.
-        const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
-        const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
         std::int32_t runs[wkCacheElementBlends::kBatch];
         for (std::int32_t i = 0; i < count; i += wkCacheElementBlends::kBatch) {
             const int n = std::min(count - i, wkCacheElementBlends::kBatch);
@@ -589,8 +589,6 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
                 break;
         }
     } else if (lean) {
-        const std::int32_t vertRoom = std::min(source.getNumVerts(), out.getNumVerts());
-        const std::int32_t faceRoom = std::min(source.getNumFaces(), out.getNumFaces());
         for (std::int32_t i = 0; i < count; ++i) {
             const Matrix3& tm = blendOf(i);
             const auto at = static_cast<std::size_t>(i);
