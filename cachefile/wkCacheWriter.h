@@ -11,7 +11,7 @@
 //
 // The sample table is the bulk of a file: it goes out in blocks of 2,621,402 bytes (53,498
 // records), each written on a second thread while the next is filled, while node, geometry and
-// map data go out node by node.
+// map data are gathered node by node and written in pieces of a megabyte or more.
 //
 // Like every file class, the writer calls no host service: the nodes, their materials and
 // transforms are asked of the INode handles it is given, and the frame rate comes in with the
@@ -74,8 +74,11 @@ private:
     bool writeGeometry(std::int64_t& bytesDone);
     bool writeMapChannels(const std::vector<std::int32_t>& channels, std::int64_t& bytesDone,
                           std::int32_t progressTotal);
+    // The second thread and the buffers the sample table's rows wait in for it.
+    struct SampleStaging;
     bool writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
-                      const RecordSpans& spans, std::uint8_t& hasVisibility);
+                      const RecordSpans& spans, SampleStaging& staging,
+                      std::uint8_t& hasVisibility);
     bool writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,
                      std::uint8_t hasVisibility);
 
