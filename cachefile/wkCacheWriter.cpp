@@ -531,6 +531,8 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
+    // The buffer not being written is given back while the last chunk is written.
+    staging.buffers[current].reset();
     if (!staging.worker.wait()) {
         status_ = kStatusFileError;
         return false;

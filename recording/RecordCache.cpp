@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -103,6 +104,9 @@ void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
     const int ticksPerFrame = host.Time().GetTicksPerFrame();
     const int count = object.nodeCount();
     SiblingPluginScan scan{WStr(kSiblingPluginFolder), WStr(kSiblingPluginStem)};
+    // What recordNodes holds, for the test of a node already there: a search of the list at
+    // every node would make gathering quadratic in the nodes.
+    std::unordered_set<INode*> listed(recordNodes.begin(), recordNodes.end());
     for (int i = 0; i < count; ++i) {
         INode* node = object.nodeAt(i, 0);
         if (!IsRecordableNode(object, node, false))
@@ -116,10 +120,14 @@ void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
                             : nullptr;
         if (exploded != nullptr) {
             // The sibling decides what is recorded for this node; we add nothing ourselves.
+            const int before = recordNodes.Count();
             (void)exploded(node, recordNodes, tmpNodes,
                            wrap32(std::int64_t{ticksPerFrame} * params.recStart),
                            wrap32(std::int64_t{ticksPerFrame} * params.recEnd));
-        } else if (recordNodes.Find(node) < 0) {
+            // The export appends: what it added joins the set.
+            for (int k = before; k < recordNodes.Count(); ++k)
+                listed.insert(recordNodes[k]);
+        } else if (listed.insert(node).second) {
             // Also a module without the export: recording then goes the plain way.
             recordNodes.Append(1, &node);
         }
