@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <unordered_set>
@@ -391,7 +392,8 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     // everything succeeded: a failure, a cancel or an exception keeps the old files as they were.
     const WStr libraryPath = MaterialLibraryPath(target);
     FileReplacement cacheFile(MaxSDK::Util::Path(target).ToFilesystemPath());
-    FileReplacement libraryFile(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+    // Made only for a library that is saved: making one lists the target's folder.
+    std::optional<FileReplacement> libraryFile;
     const WStr cacheTemp = WStr::FromUTF8(cacheFile.temporary().string());
     SuspendedHold suspended(hold);
     const TimeValue now = host.Time().GetTime();
@@ -451,11 +453,13 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     auto library = std::make_unique<MtlBaseLib>();
     library->AddMtl(mtl);
     const bool saveLibrary = mtl && params.recSaveMaterial;
-    if (written && saveLibrary &&
-        !host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile.temporary().string()),
-                                              *library)) {
-        written = false;
-        status = WelkardTools::kStatusFileError;
+    if (written && saveLibrary) {
+        libraryFile.emplace(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+        if (!host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile->temporary().string()),
+                                                  *library)) {
+            written = false;
+            status = WelkardTools::kStatusFileError;
+        }
     }
     // The cache goes into place first: a library without its cache would be worse than the
     // other way round. A cache that stays without a library of its own loses the stale one.
@@ -464,7 +468,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
         status = WelkardTools::kStatusFileError;
     }
     if (written && saveLibrary)
-        (void)libraryFile.commit();
+        (void)libraryFile->commit();
     else if (written)
         removeFile(libraryPath);
     out.status = status;
