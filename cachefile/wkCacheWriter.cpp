@@ -117,7 +117,7 @@ std::vector<std::int32_t> meshChannels(const Mesh& mesh) {
 
 // Two buffers of a chunk and one sample more: one is filled on the recording's thread while the
 // second thread writes the other. The second thread first touches every page of the first while
-// the geometry is written here, then every page of the second while the first is filled, so that
+// the node table is written here, and every page of the second after the geometry, so that
 // filling them does not stop at a page fault every few kilobytes.
 struct wkCacheWriter::SampleStaging {
     explicit SampleStaging(std::size_t size_) : size(size_) {
@@ -125,17 +125,18 @@ struct wkCacheWriter::SampleStaging {
             return;
         for (auto& buffer : buffers)
             buffer = std::make_unique_for_overwrite<unsigned char[]>(size);
-        touch(0);
-    }
-    // Hands the touching of buffer `i` to the second thread, once the work before is done.
-    void touch(int i) {
-        unsigned char* const buffer = buffers[i].get();
-        worker.post([buffer, n = size] {
-            constexpr std::size_t kPage = 4096; // the smallest page there is
-            for (std::size_t at = 0; at < n; at += kPage)
-                buffer[at] = 0;
+        worker.post([this] {
+            touch(0);
             return true;
         });
+    }
+    // Writes to every page of buffer `i` (none without a sample table), on the second thread.
+    void touch(int i) const {
+        constexpr std::size_t kPage = 4096; // the smallest page there is
+        if (unsigned char* const buffer = buffers[i].get()) {
+            for (std::size_t at = 0; at < size; at += kPage)
+                buffer[at] = 0;
+        }
     }
 
     std::size_t size;
@@ -243,16 +244,29 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
     std::int64_t estimate = 0;
     if (!writeNodeTable(estimate))
         return false;
-    std::int64_t bytesDone = 0;
-    if (!writeGeometry(bytesDone))
-        return false;
+
+    // Geometry and map channels follow the node table; the second thread encodes and writes
+    // them (then readies the other staging buffer) while their progress is reported here and
+    // the first chunk of rows is made. The rows follow them, at an offset known from the sizes.
+    const long tableAt = std::ftell(stream());
+    const std::int64_t position = tableAt < 0 ? -1 : tableAt + meshDataBytes(channels);
+    std::FILE* const file = stream();
+    staging.worker.post([this, file, &channels, &staging] {
+        try {
+            if (!writeMeshData(file, channels))
+                return false;
+        } catch (...) {
+            return false; // out of memory: taken as a failed write
+        }
+        staging.touch(1);
+        return true;
+    });
     const std::int32_t progressTotal =
         wrap32(std::int64_t{wrap32(std::int64_t{nodeCount} * fmt::kSampleRecordSize * numSamples)} +
                wrap32(estimate));
-    if (!writeMapChannels(channels, bytesDone, progressTotal))
+    if (!reportMeshData(channels, progressTotal))
         return false;
 
-    const long position = std::ftell(stream());
     // The format's offsets are signed 32-bit: a position beyond them is as unusable as a failed
     // tell, and so is a sample table that would end beyond them.
     if (position < 0 || position > INT32_MAX ||
@@ -264,7 +278,7 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
     const auto sampleTableOffset = static_cast<std::int32_t>(position);
 
     std::uint8_t hasVisibility = 0;
-    if (!writeSamples(sampleTableOffset, numSamples, spans, staging, hasVisibility))
+    if (!writeSamples(numSamples, spans, staging, hasVisibility))
         return false;
     return writeHeader(sampleTableOffset, numSamples, hasVisibility);
 }
@@ -367,13 +381,18 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
     return writeGathered(bytes, true);
 }
 
-bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
-    const std::int32_t faceSize = progressFaceSize(version);
-    const auto nodeCount = static_cast<std::int32_t>(nodes.size());
+bool wkCacheWriter::writeMeshData(std::FILE* file,
+                                  const std::vector<std::int32_t>& channels) const {
     std::vector<unsigned char> bytes;
-    for (std::int32_t i = 0; i < nodeCount; ++i) {
-        const NodeCapture& capture = *nodes[static_cast<std::size_t>(i)];
-        const Mesh& mesh = *capture.mesh;
+    const auto flush = [&](bool last) {
+        if (!last && bytes.size() < kGatherBytes)
+            return true;
+        const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        bytes.clear();
+        return written;
+    };
+    for (const auto& capture : nodes) {
+        const Mesh& mesh = *capture->mesh;
         Encoder out(bytes);
         for (int v = 0; v < mesh.getNumVerts(); ++v)
             out.vec3(mesh.getVert(v));
@@ -383,7 +402,7 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
         const bool hasNormals = normals != nullptr && normals->GetNumFaces() > 0;
         for (int f = 0; f < mesh.getNumFaces(); ++f) {
             const Face& face = mesh.getFace(f);
-            out.u16(static_cast<std::uint16_t>(face.getMatID() + capture.matIdOffset));
+            out.u16(static_cast<std::uint16_t>(face.getMatID() + capture->matIdOffset));
             out.u32(face.getSmGroup());
             out.u8(static_cast<std::uint8_t>(face.getEdgeVisFlags()));
             out.u8(f < selection.GetSize() && selection[f] ? 1 : 0);
@@ -400,51 +419,75 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
                 out.zeros(36);
             }
         }
-        if (!writeGathered(bytes, false))
+        if (!flush(false))
             return false;
+    }
+    for (const std::int32_t c : channels) {
+        for (const auto& capture : nodes) {
+            const Mesh& mesh = *capture->mesh;
+            if (!mesh.mapSupport(c))
+                continue;
+            Encoder out(bytes);
+            const int numMapVerts = mesh.getNumMapVerts(c);
+            const UVVert* mapVerts = mesh.mapVerts(c);
+            for (int v = 0; v < numMapVerts; ++v)
+                out.vec3(mapVerts[v]);
+            // One map face per face, as the reader counts them.
+            const TVFace* mapFaces = mesh.mapFaces(c);
+            const int numMapFaces = mesh.getNumMapFaces(c);
+            for (int f = 0; f < mesh.getNumFaces(); ++f) {
+                for (int corner = 0; corner < 3; ++corner)
+                    out.u32(f < numMapFaces ? mapFaces[f].getTVert(corner) : 0);
+            }
+            if (!flush(false))
+                return false;
+        }
+    }
+    return flush(true);
+}
+
+std::int64_t wkCacheWriter::meshDataBytes(const std::vector<std::int32_t>& channels) const {
+    std::int64_t total = 0;
+    for (const auto& capture : nodes) {
+        const Mesh& mesh = *capture->mesh;
+        total += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
+                 std::int64_t{mesh.getNumFaces()} * fmt::FaceRecordSize(version);
+        for (const std::int32_t c : channels) {
+            if (mesh.mapSupport(c))
+                total += std::int64_t{mesh.getNumMapVerts(c)} * fmt::kMapVertexSize +
+                         std::int64_t{mesh.getNumFaces()} * fmt::kMapFaceSize;
+        }
+    }
+    return total;
+}
+
+bool wkCacheWriter::reportMeshData(const std::vector<std::int32_t>& channels,
+                                   std::int32_t progressTotal) {
+    const std::int32_t faceSize = progressFaceSize(version);
+    const auto nodeCount = static_cast<std::int32_t>(nodes.size());
+    std::int64_t bytesDone = 0;
+    for (std::int32_t i = 0; i < nodeCount; ++i) {
+        const Mesh& mesh = *nodes[static_cast<std::size_t>(i)]->mesh;
         bytesDone += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
                      std::int64_t{mesh.getNumFaces()} * faceSize;
         if (!report(i, nodeCount))
             return false;
     }
-    return writeGathered(bytes, true);
-}
-
-bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
-                                     std::int64_t& bytesDone, std::int32_t progressTotal) {
-    std::vector<unsigned char> bytes;
     for (const std::int32_t c : channels) {
         for (const auto& capture : nodes) {
             const Mesh& mesh = *capture->mesh;
-            if (mesh.mapSupport(c)) {
-                Encoder out(bytes);
-                const int numMapVerts = mesh.getNumMapVerts(c);
-                const UVVert* mapVerts = mesh.mapVerts(c);
-                for (int v = 0; v < numMapVerts; ++v)
-                    out.vec3(mapVerts[v]);
-                // One map face per face, as the reader counts them.
-                const TVFace* mapFaces = mesh.mapFaces(c);
-                const int numMapFaces = mesh.getNumMapFaces(c);
-                for (int f = 0; f < mesh.getNumFaces(); ++f) {
-                    for (int corner = 0; corner < 3; ++corner)
-                        out.u32(f < numMapFaces ? mapFaces[f].getTVert(corner) : 0);
-                }
-                if (!writeGathered(bytes, false))
-                    return false;
-                bytesDone += (std::int64_t{numMapVerts} + mesh.getNumFaces()) * fmt::kMapVertexSize;
-            }
+            if (mesh.mapSupport(c))
+                bytesDone += (std::int64_t{mesh.getNumMapVerts(c)} + mesh.getNumFaces()) *
+                             fmt::kMapVertexSize;
             if (!report(wrap32(bytesDone), progressTotal))
                 return false;
         }
     }
-    return writeGathered(bytes, true);
+    return true;
 }
 
-bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
-                                 const RecordSpans& spans, SampleStaging& staging,
-                                 std::uint8_t& hasVisibility) {
-    if (!seekFile(sampleTableOffset, SEEK_SET, kStatusFileError))
-        return false;
+bool wkCacheWriter::writeSamples(std::int32_t numSamples, const RecordSpans& spans,
+                                 SampleStaging& staging, std::uint8_t& hasVisibility) {
     const auto nodeCount = static_cast<std::int32_t>(nodes.size());
     std::int32_t remaining = wrap32(std::int64_t{nodeCount} * numSamples * fmt::kSampleRecordSize);
     std::int32_t chunk = std::min(remaining, kSampleBufferBytes);
@@ -462,8 +505,6 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
     const std::int64_t sampleBytes = std::int64_t{nodeCount} * fmt::kSampleRecordSize;
     const auto runSamples = static_cast<int>(
         std::clamp<std::int64_t>(kSampleBufferBytes / sampleBytes, 1, kRunSamples));
-    if (haveBuffer)
-        staging.touch(1); // the first is ready once this is handed over
     const ProductRows product(referenceMatrix);
     std::FILE* const file = stream();
     TimeValue ticks[kRunSamples];
