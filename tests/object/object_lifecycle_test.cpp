@@ -27,6 +27,17 @@ TEST_F(ObjectLifecycleTest, CloneKeepsGroupsSelectionAndSettings) {
     EXPECT_TRUE(wkCache_obj::SubAnimName(0).IsEmpty());
 }
 
+TEST_F(ObjectLifecycleTest, ClosingThePanelEndsCreationAndSubObjectLevel) {
+    EXPECT_TRUE(object->flags() & A_OBJ_CREATING);
+    EXPECT_FALSE(NewCacheObject(host, true)->flags() & A_OBJ_CREATING) << "a loaded object";
+    object->BeginEditParams(nullptr);
+    XFormModes modes;
+    object->enterSubLevel(1, modes);
+    object->EndEditParams();
+    EXPECT_FALSE(object->flags() & A_OBJ_CREATING);
+    EXPECT_EQ(object->getSubObjectLevel(), 0);
+}
+
 TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {
     // Each step: drag state, the other end at drag start, which end is written, its value;
     // then the range.
