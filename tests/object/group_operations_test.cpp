@@ -62,7 +62,10 @@ TEST_F(GroupOperationsTest, ChangesThatShowNothingHoldNothing) {
     EXPECT_TRUE(object->setGroupMode(L"A", 1)); // Hold In already
     EXPECT_TRUE(object->moveGroup(L"A", 1));    // the last group cannot go down
     EXPECT_TRUE(object->renameGroup(L"A", L"A"));
+    EXPECT_TRUE(object->makeGroupElementsUnique(L"A")); // it has no elements to take
+    EXPECT_FALSE(object->renameGroup(L"Nobody", L"B"));
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    EXPECT_FALSE(stale());
     // A rename is a step, but nothing to rebuild.
     EXPECT_TRUE(object->renameGroup(L"A", L"Rocks"));
     EXPECT_FALSE(stale());
