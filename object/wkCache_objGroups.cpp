@@ -44,6 +44,9 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
             hold.Cancel();
         return false;
     }
+    // A script's change shows in an open panel as the panel's own does.
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupList(*this);
     if (began)
         hold.Accept(label);
     if (invalidate)
