@@ -49,8 +49,10 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
         PanelHooks().refreshGroupList(*this);
     if (began)
         hold.Accept(label);
-    if (invalidate)
+    if (invalidate) {
         invalidateAll();
+        GetHost().Nodes().RedrawViews(GetHost().Time().GetTime());
+    }
     return true;
 }
 

@@ -67,12 +67,14 @@ TEST_F(GroupOperationsTest, ChangesThatShowNothingHoldNothing) {
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
     EXPECT_FALSE(stale());
     // A rename is a step, but nothing to rebuild.
+    const int redraws = host.Nodes().RedrawRequests();
     EXPECT_TRUE(object->renameGroup(L"A", L"Rocks"));
     EXPECT_FALSE(stale());
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
     // A mode change of an enabled group shows.
     EXPECT_TRUE(object->setGroupMode(L"Rocks", 0));
     EXPECT_TRUE(stale());
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
     EXPECT_EQ(host.Hold().UndoStepName(host.Hold().NumUndoSteps() - 1), WStr(L"Group Mode"));
     EXPECT_FALSE(object->setGroupByAge(L"Nobody", true));
 }
