@@ -27,17 +27,6 @@ TEST_F(ObjectLifecycleTest, CloneKeepsGroupsSelectionAndSettings) {
     EXPECT_TRUE(wkCache_obj::SubAnimName(0).IsEmpty());
 }
 
-TEST_F(ObjectLifecycleTest, ClosingThePanelEndsCreationAndSubObjectLevel) {
-    EXPECT_TRUE(object->flags() & A_OBJ_CREATING);
-    EXPECT_FALSE(NewCacheObject(host, true)->flags() & A_OBJ_CREATING) << "a loaded object";
-    object->BeginEditParams(nullptr);
-    XFormModes modes;
-    object->enterSubLevel(1, modes);
-    object->EndEditParams();
-    EXPECT_FALSE(object->flags() & A_OBJ_CREATING);
-    EXPECT_EQ(object->getSubObjectLevel(), 0);
-}
-
 TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {
     // Each step: drag state, the other end at drag start, which end is written, its value;
     // then the range.
@@ -64,7 +53,8 @@ TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {
     }
 }
 
-TEST_F(ObjectLifecycleTest, ValidatorsOfAnOpenPanelRefuseWhatAPickMustNotTake) {
+TEST_F(ObjectLifecycleTest, AnOpenPanelValidatesPicksAndItsClosingEndsCreationAndLevels) {
+    EXPECT_TRUE(object->flags() & A_OBJ_CREATING);
     HeadlessScene& scene = host.Nodes();
     INode* box =
         scene.CreateNode(L"box", scene.Add(std::make_unique<TriObject>(MakeBoxMesh(1, 1, 1))));
@@ -99,7 +89,11 @@ TEST_F(ObjectLifecycleTest, ValidatorsOfAnOpenPanelRefuseWhatAPickMustNotTake) {
     // The box is in the list now: a second entry of it is refused, as for the explode target
     // it is not.
     EXPECT_FALSE(params().SetValue(P::nodes, 0, box, 1));
+    XFormModes modes;
+    object->enterSubLevel(1, modes);
     object->EndEditParams();
+    EXPECT_FALSE(object->flags() & A_OBJ_CREATING);
+    EXPECT_EQ(object->getSubObjectLevel(), 0);
 }
 
 } // namespace
