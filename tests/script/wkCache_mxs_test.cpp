@@ -36,7 +36,7 @@ TEST_F(CacheObjectTest, ScriptDispatchByIdAndHostChecks) {
     FPValue result;
     const FPParams none;
     for (FunctionID outside : {-1, 46})
-        EXPECT_EQ(fp.Invoke(outside, 0, result, none), FPS_NO_SUCH_FUNCTION);
+        EXPECT_EQ(fp.Invoke(outside, 0, result, none), FPS_FAIL);
     // The host's array raises for a missing argument: the functions count nothing.
     EXPECT_THROW(fp.Invoke(wkCache_mxs::fnDeleteGroup, 0, result, none),
                  MaxSDK::Util::OutOfRangeException);
