@@ -4,8 +4,8 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
-#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
+#include "object/wkCacheTexts.h"
 
 using namespace wkCacheParam;
 
@@ -46,8 +46,10 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
     }
     if (began)
         hold.Accept(label);
-    if (invalidate)
+    if (invalidate) {
         invalidateAll();
+        GetHost().Nodes().RedrawViews(GetHost().Time().GetTime());
+    }
     return true;
 }
 
