@@ -44,6 +44,9 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
             hold.Cancel();
         return false;
     }
+    // Steps come from scripts as well as from the panel: an open panel shows the new state.
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupList(*this);
     if (began)
         hold.Accept(label);
     if (invalidate) {
