@@ -29,6 +29,13 @@ protected:
     }
 };
 
+TEST_F(GroupPanelTest, StepsFromOutsideThePanelShowInIt) {
+    ASSERT_TRUE(object->addGroup(L"A"));
+    EXPECT_EQ(user.rows(1070), (std::vector<WStr>{L"A (0 nodes)"}));
+    ASSERT_TRUE(object->setGroupEnabled(L"A", false));
+    EXPECT_FALSE(user.checked(1107));
+}
+
 TEST_F(GroupPanelTest, NewGroupTakesTheSelectionUnlessShiftAndAsksUntilTheNameIsFree) {
     object->setElementSelection({0, 1});
     newGroup(L"Rocks");
