@@ -4,7 +4,8 @@
 // the writer's buffer size. The counters report the best of each as MB/s and their ratio
 // (target: recording at least half as fast as the write, record_over_write at most 2), and the
 // processor time of the recording's own thread (record_cpu_ms): on a busy machine the steadier
-// figure to compare builds by, since the wall times also count the time the processor was away.
+// figure to compare builds by that share the work between the recording's two threads alike,
+// since the wall times also count the time the processor was away.
 //
 // Both files go to the temporary folder, new at every round, and are removed at the end of the run.
 #include "cachefile/wkCacheRegistry.h"

@@ -1,6 +1,6 @@
 // ChunkWriter: a second thread that does a file's writing work in order, one piece at a time,
-// while the caller prepares the next piece (a recording asks the host for the next samples while
-// the rows of the last ones are made and written).
+// while the caller prepares the next piece (a recording asks the host for the next samples and
+// makes their rows while the last chunk of rows is written).
 //
 // One thread serves all pieces of a file: woken for each piece, it runs at once, where a thread
 // started per piece would first wait its turn for a processor at every piece. Where no thread

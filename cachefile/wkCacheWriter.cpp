@@ -115,6 +115,35 @@ std::vector<std::int32_t> meshChannels(const Mesh& mesh) {
 
 } // namespace
 
+// Two buffers of a chunk and one sample more: one is filled on the recording's thread while the
+// second thread writes the other. The second thread first touches every page of the first while
+// the node table is written here, and every page of the second after the geometry, so that
+// filling them does not stop at a page fault every few kilobytes.
+struct wkCacheWriter::SampleStaging {
+    explicit SampleStaging(std::size_t size_) : size(size_) {
+        if (size == 0)
+            return;
+        for (auto& buffer : buffers)
+            buffer = std::make_unique_for_overwrite<unsigned char[]>(size);
+        worker.post([this] {
+            touch(0);
+            return true;
+        });
+    }
+    // Writes to every page of buffer `i` (none without a sample table), on the second thread.
+    void touch(int i) const {
+        constexpr std::size_t kPage = 4096; // the smallest page there is
+        if (unsigned char* const buffer = buffers[i].get()) {
+            for (std::size_t at = 0; at < size; at += kPage)
+                buffer[at] = 0;
+        }
+    }
+
+    std::size_t size;
+    std::unique_ptr<unsigned char[]> buffers[2];
+    ChunkWriter worker; // last: destroyed, and so waited for, before the buffers it uses
+};
+
 wkCacheWriter::wkCacheWriter(const WStr& fileName, const Matrix3& referenceMatrix_,
                              Interval interval, TimeValue step, std::int32_t version_,
                              std::int32_t frameRate_)
@@ -203,19 +232,41 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
     const std::int32_t numSamples = wrap32(wrap32(std::int64_t{end} - start + step_) / step_);
     const auto nodeCount = static_cast<std::int32_t>(nodes.size());
 
+    // The sample table's staging is made ready while the geometry is written.
+    const std::int32_t tableBytes =
+        wrap32(std::int64_t{nodeCount} * numSamples * fmt::kSampleRecordSize);
+    const std::int64_t stagingBytes = tableBytes > 0
+                                          ? std::int64_t{std::min(tableBytes, kSampleBufferBytes)} +
+                                                std::int64_t{nodeCount} * fmt::kSampleRecordSize
+                                          : 0;
+    SampleStaging staging(static_cast<std::size_t>(stagingBytes));
+
     std::int64_t estimate = 0;
     if (!writeNodeTable(estimate))
         return false;
-    std::int64_t bytesDone = 0;
-    if (!writeGeometry(bytesDone))
-        return false;
+
+    // Geometry and map channels follow the node table; the second thread encodes and writes
+    // them (then readies the other staging buffer) while their progress is reported here and
+    // the first chunk of rows is made. The rows follow them, at an offset known from the sizes.
+    const long tableAt = std::ftell(stream());
+    const std::int64_t position = tableAt < 0 ? -1 : tableAt + meshDataBytes(channels);
+    std::FILE* const file = stream();
+    staging.worker.post([this, file, &channels, &staging] {
+        try {
+            if (!writeMeshData(file, channels))
+                return false;
+        } catch (...) {
+            return false; // out of memory: taken as a failed write
+        }
+        staging.touch(1);
+        return true;
+    });
     const std::int32_t progressTotal =
         wrap32(std::int64_t{wrap32(std::int64_t{nodeCount} * fmt::kSampleRecordSize * numSamples)} +
                wrap32(estimate));
-    if (!writeMapChannels(channels, bytesDone, progressTotal))
+    if (!reportMeshData(channels, progressTotal))
         return false;
 
-    const long position = std::ftell(stream());
     // The format's offsets are signed 32-bit: a position beyond them is as unusable as a failed
     // tell, and so is a sample table that would end beyond them.
     if (position < 0 || position > INT32_MAX ||
@@ -227,7 +278,7 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
     const auto sampleTableOffset = static_cast<std::int32_t>(position);
 
     std::uint8_t hasVisibility = 0;
-    if (!writeSamples(sampleTableOffset, numSamples, spans, hasVisibility))
+    if (!writeSamples(numSamples, spans, staging, hasVisibility))
         return false;
     return writeHeader(sampleTableOffset, numSamples, hasVisibility);
 }
@@ -330,13 +381,18 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
     return writeGathered(bytes, true);
 }
 
-bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
-    const std::int32_t faceSize = progressFaceSize(version);
-    const auto nodeCount = static_cast<std::int32_t>(nodes.size());
+bool wkCacheWriter::writeMeshData(std::FILE* file,
+                                  const std::vector<std::int32_t>& channels) const {
     std::vector<unsigned char> bytes;
-    for (std::int32_t i = 0; i < nodeCount; ++i) {
-        const NodeCapture& capture = *nodes[static_cast<std::size_t>(i)];
-        const Mesh& mesh = *capture.mesh;
+    const auto flush = [&](bool last) {
+        if (!last && bytes.size() < kGatherBytes)
+            return true;
+        const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        bytes.clear();
+        return written;
+    };
+    for (const auto& capture : nodes) {
+        const Mesh& mesh = *capture->mesh;
         Encoder out(bytes);
         for (int v = 0; v < mesh.getNumVerts(); ++v)
             out.vec3(mesh.getVert(v));
@@ -346,7 +402,7 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
         const bool hasNormals = normals != nullptr && normals->GetNumFaces() > 0;
         for (int f = 0; f < mesh.getNumFaces(); ++f) {
             const Face& face = mesh.getFace(f);
-            out.u16(static_cast<std::uint16_t>(face.getMatID() + capture.matIdOffset));
+            out.u16(static_cast<std::uint16_t>(face.getMatID() + capture->matIdOffset));
             out.u32(face.getSmGroup());
             out.u8(static_cast<std::uint8_t>(face.getEdgeVisFlags()));
             out.u8(f < selection.GetSize() && selection[f] ? 1 : 0);
@@ -363,50 +419,75 @@ bool wkCacheWriter::writeGeometry(std::int64_t& bytesDone) {
                 out.zeros(36);
             }
         }
-        if (!writeGathered(bytes, false))
+        if (!flush(false))
             return false;
+    }
+    for (const std::int32_t c : channels) {
+        for (const auto& capture : nodes) {
+            const Mesh& mesh = *capture->mesh;
+            if (!mesh.mapSupport(c))
+                continue;
+            Encoder out(bytes);
+            const int numMapVerts = mesh.getNumMapVerts(c);
+            const UVVert* mapVerts = mesh.mapVerts(c);
+            for (int v = 0; v < numMapVerts; ++v)
+                out.vec3(mapVerts[v]);
+            // One map face per face, as the reader counts them.
+            const TVFace* mapFaces = mesh.mapFaces(c);
+            const int numMapFaces = mesh.getNumMapFaces(c);
+            for (int f = 0; f < mesh.getNumFaces(); ++f) {
+                for (int corner = 0; corner < 3; ++corner)
+                    out.u32(f < numMapFaces ? mapFaces[f].getTVert(corner) : 0);
+            }
+            if (!flush(false))
+                return false;
+        }
+    }
+    return flush(true);
+}
+
+std::int64_t wkCacheWriter::meshDataBytes(const std::vector<std::int32_t>& channels) const {
+    std::int64_t total = 0;
+    for (const auto& capture : nodes) {
+        const Mesh& mesh = *capture->mesh;
+        total += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
+                 std::int64_t{mesh.getNumFaces()} * fmt::FaceRecordSize(version);
+        for (const std::int32_t c : channels) {
+            if (mesh.mapSupport(c))
+                total += std::int64_t{mesh.getNumMapVerts(c)} * fmt::kMapVertexSize +
+                         std::int64_t{mesh.getNumFaces()} * fmt::kMapFaceSize;
+        }
+    }
+    return total;
+}
+
+bool wkCacheWriter::reportMeshData(const std::vector<std::int32_t>& channels,
+                                   std::int32_t progressTotal) {
+    const std::int32_t faceSize = progressFaceSize(version);
+    const auto nodeCount = static_cast<std::int32_t>(nodes.size());
+    std::int64_t bytesDone = 0;
+    for (std::int32_t i = 0; i < nodeCount; ++i) {
+        const Mesh& mesh = *nodes[static_cast<std::size_t>(i)]->mesh;
         bytesDone += std::int64_t{mesh.getNumVerts()} * fmt::kVertexSize +
                      std::int64_t{mesh.getNumFaces()} * faceSize;
         if (!report(i, nodeCount))
             return false;
     }
-    return writeGathered(bytes, true);
-}
-
-bool wkCacheWriter::writeMapChannels(const std::vector<std::int32_t>& channels,
-                                     std::int64_t& bytesDone, std::int32_t progressTotal) {
-    std::vector<unsigned char> bytes;
     for (const std::int32_t c : channels) {
         for (const auto& capture : nodes) {
             const Mesh& mesh = *capture->mesh;
-            if (mesh.mapSupport(c)) {
-                Encoder out(bytes);
-                const int numMapVerts = mesh.getNumMapVerts(c);
-                const UVVert* mapVerts = mesh.mapVerts(c);
-                for (int v = 0; v < numMapVerts; ++v)
-                    out.vec3(mapVerts[v]);
-                // One map face per face, as the reader counts them.
-                const TVFace* mapFaces = mesh.mapFaces(c);
-                const int numMapFaces = mesh.getNumMapFaces(c);
-                for (int f = 0; f < mesh.getNumFaces(); ++f) {
-                    for (int corner = 0; corner < 3; ++corner)
-                        out.u32(f < numMapFaces ? mapFaces[f].getTVert(corner) : 0);
-                }
-                if (!writeGathered(bytes, false))
-                    return false;
-                bytesDone += (std::int64_t{numMapVerts} + mesh.getNumFaces()) * fmt::kMapVertexSize;
-            }
+            if (mesh.mapSupport(c))
+                bytesDone += (std::int64_t{mesh.getNumMapVerts(c)} + mesh.getNumFaces()) *
+                             fmt::kMapVertexSize;
             if (!report(wrap32(bytesDone), progressTotal))
                 return false;
         }
     }
-    return writeGathered(bytes, true);
+    return true;
 }
 
-bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
-                                 const RecordSpans& spans, std::uint8_t& hasVisibility) {
-    if (!seekFile(sampleTableOffset, SEEK_SET, kStatusFileError))
-        return false;
+bool wkCacheWriter::writeSamples(std::int32_t numSamples, const RecordSpans& spans,
+                                 SampleStaging& staging, std::uint8_t& hasVisibility) {
     const auto nodeCount = static_cast<std::int32_t>(nodes.size());
     std::int32_t remaining = wrap32(std::int64_t{nodeCount} * numSamples * fmt::kSampleRecordSize);
     std::int32_t chunk = std::min(remaining, kSampleBufferBytes);
@@ -416,85 +497,21 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         return false;
     }
 
-    // The host is asked here for a run of samples, node by node, each node over the whole run at
-    // once (GetObjectTMs); a second thread makes the rows of the run from what it answered (times
-    // the reference, in the file's order) and writes them while the next run is asked for. The
-    // file sees whole chunks, in order: a run stops at the first sample that reaches the end of a
-    // chunk, so the rows wait in a buffer of a chunk and less than one sample more.
+    // The host is asked for a run of samples node by node, each node over the whole run at once
+    // (GetObjectTMs), and the node's rows of the run (times the reference) go straight to their
+    // places in the file's order while its transforms are at hand. A run stops at the first
+    // sample that reaches the end of a chunk; the full chunk is handed to the second thread to
+    // write, and what the run made beyond it moves to the front of the other buffer.
     const std::int64_t sampleBytes = std::int64_t{nodeCount} * fmt::kSampleRecordSize;
     const auto runSamples = static_cast<int>(
         std::clamp<std::int64_t>(kSampleBufferBytes / sampleBytes, 1, kRunSamples));
-
-    // What the host answered for a run, node after node, each node's samples in a row.
-    struct Run {
-        std::vector<Matrix3> transforms;
-        std::vector<unsigned char> visible;
-        int count = 0;
-    };
-    Run runs[2];
-    std::unique_ptr<unsigned char[]> rows;
-    if (haveBuffer) {
-        const std::size_t slots = static_cast<std::size_t>(runSamples) * nodes.size();
-        for (Run& run : runs) {
-            run.transforms.resize(slots);
-            run.visible.resize(slots);
-        }
-        rows = std::make_unique_for_overwrite<unsigned char[]>(
-            static_cast<std::size_t>(chunk + sampleBytes));
-    }
-
-    // The second thread's own: rows made and not written yet, and the chunks still to come.
     const ProductRows product(referenceMatrix);
     std::FILE* const file = stream();
-    std::int64_t pending = 0;
-    std::int32_t toWrite = remaining;
-    std::int32_t writing = chunk;
-    const auto putRun = [&](const Run& run) {
-        // Node by node, reading what the host answered in its order (the other thread's writes,
-        // fetched a line at a time) and putting each sample's row in its place in the file's order.
-        unsigned char* const first = rows.get() + pending;
-        for (std::size_t n = 0; n < nodes.size(); ++n) {
-            unsigned char* record = first + n * fmt::kSampleRecordSize;
-            const std::size_t from = n * static_cast<std::size_t>(run.count);
-            for (int k = 0; k < run.count; ++k) {
-                const std::size_t at = from + static_cast<std::size_t>(k);
-                if constexpr (std::endian::native == std::endian::little)
-                    product.put(record, run.transforms[at], run.visible[at] != 0);
-                else
-                    putSampleRecord(record, run.transforms[at] * referenceMatrix,
-                                    run.visible[at] != 0);
-                record += sampleBytes;
-            }
-        }
-        pending += run.count * sampleBytes;
-        while (writing > 0 && pending >= writing) {
-            const auto bytes = static_cast<std::size_t>(writing);
-            if (std::fwrite(rows.get(), 1, bytes, file) != bytes)
-                return false;
-            pending -= writing;
-            std::memmove(rows.get(), rows.get() + bytes, static_cast<std::size_t>(pending));
-            toWrite -= writing;
-            writing = std::min(toWrite, kSampleBufferBytes);
-        }
-        return true;
-    };
-
-    ChunkWriter worker; // after all it reads: destroyed (and so waited for) first
-    const auto workDone = [&] {
-        if (!worker.wait()) {
-            status_ = kStatusFileError;
-            return false;
-        }
-        return true;
-    };
     TimeValue ticks[kRunSamples];
+    Matrix3 transforms[kRunSamples];
     float visibilities[kRunSamples];
-    std::vector<INode*> sceneNodes;
-    sceneNodes.reserve(nodes.size());
-    for (const auto& capture : nodes)
-        sceneNodes.push_back(capture->node);
     int current = 0;
-    std::int64_t filled = 0; // as the second thread will have it when it is done with this run
+    std::int64_t filled = 0;
     for (std::int64_t tick = start; tick <= end;) {
         if (!haveBuffer) {
             // More records than the count promised: only a range that wraps can do this.
@@ -505,16 +522,15 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         int count = 0;
         for (; count < runSamples && count < room && tick <= end; tick += step_)
             ticks[count++] = static_cast<TimeValue>(tick);
-        Run& run = runs[current];
-        run.count = count;
+        unsigned char* const first = staging.buffers[current].get() + filled;
         for (std::int32_t n = 0; n < nodeCount; ++n) {
-            INode* node = sceneNodes[static_cast<std::size_t>(n)];
             const auto index = static_cast<std::size_t>(n);
+            INode* node = nodes[index]->node;
             const bool hasSpan = index < spans.startTicks.size() && index < spans.endTicks.size();
-            const std::size_t first = index * static_cast<std::size_t>(count);
-            node->GetObjectTMs(ticks, count, run.transforms.data() + first);
+            node->GetObjectTMs(ticks, count, transforms);
             node->GetVisibilities(ticks, count, node->GetInheritVisibility(), visibilities);
-            for (int k = 0; k < count; ++k) {
+            unsigned char* record = first + index * fmt::kSampleRecordSize;
+            for (int k = 0; k < count; ++k, record += sampleBytes) {
                 const TimeValue t = ticks[k];
                 float visibility = visibilities[k];
                 if (hasSpan && (t < spans.startTicks[index] || t > spans.endTicks[index]))
@@ -522,20 +538,30 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
                 const bool visible = visibility > 0.0f;
                 if (!visible)
                     hasVisibility = 1;
-                run.visible[first + static_cast<std::size_t>(k)] = visible ? 1 : 0;
+                if constexpr (std::endian::native == std::endian::little)
+                    product.put(record, transforms[k], visible);
+                else
+                    putSampleRecord(record, transforms[k] * referenceMatrix, visible);
             }
         }
-        // The run before this one is done with its buffers before this one is handed over.
-        if (!workDone())
-            return false;
-        worker.post([&putRun, &run] { return putRun(run); });
-        current = 1 - current;
         filled += count * sampleBytes;
         while (haveBuffer && filled >= chunk) {
+            // The chunk before is written, which frees the other buffer.
+            if (!staging.worker.wait()) {
+                status_ = kStatusFileError;
+                return false;
+            }
             // The sample stage reports the same figure at every chunk.
             if (!report(nodeCount, nodeCount))
                 return false;
+            const unsigned char* full = staging.buffers[current].get();
+            const auto bytes = static_cast<std::size_t>(chunk);
+            staging.worker.post(
+                [file, full, bytes] { return std::fwrite(full, 1, bytes, file) == bytes; });
+            current = 1 - current;
             filled -= chunk;
+            std::memcpy(staging.buffers[current].get(), full + bytes,
+                        static_cast<std::size_t>(filled));
             remaining -= chunk;
             chunk = std::min(remaining, kSampleBufferBytes);
             haveBuffer = chunk > 0;
@@ -546,7 +572,13 @@ bool wkCacheWriter::writeSamples(std::int32_t sampleTableOffset, std::int32_t nu
         status_ = kStatusException;
         return false;
     }
-    return workDone();
+    // The buffer not being written is given back while the last chunk is written.
+    staging.buffers[current].reset();
+    if (!staging.worker.wait()) {
+        status_ = kStatusFileError;
+        return false;
+    }
+    return true;
 }
 
 bool wkCacheWriter::writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,

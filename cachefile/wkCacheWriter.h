@@ -9,9 +9,10 @@
 // (each mesh's ids shifted to its material's slots in the combination), and every mesh gets
 // every map channel that any of them has (zeros with the mesh's own faces where it had none).
 //
-// The sample table is the bulk of a file: it goes out in blocks of 2,621,402 bytes (53,498
-// records), each written on a second thread while the next is filled, while node, geometry and
-// map data go out node by node.
+// Node, geometry and map data are gathered node by node and written in pieces of a megabyte or
+// more; geometry and maps on a second thread, while the first sample rows are made. The sample
+// table is the bulk of a file: it goes out in blocks of 2,621,402 bytes (53,498 records), each
+// written on the second thread while the next is filled.
 //
 // Like every file class, the writer calls no host service: the nodes, their materials and
 // transforms are asked of the INode handles it is given, and the frame rate comes in with the
@@ -26,6 +27,7 @@
 #include "host/Matrix3.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -71,11 +73,15 @@ private:
     std::vector<std::int32_t> channelUnion() const;
     void fillChannels(const std::vector<std::int32_t>& channels);
     bool writeNodeTable(std::int64_t& estimate);
-    bool writeGeometry(std::int64_t& bytesDone);
-    bool writeMapChannels(const std::vector<std::int32_t>& channels, std::int64_t& bytesDone,
-                          std::int32_t progressTotal);
-    bool writeSamples(std::int32_t sampleTableOffset, std::int32_t numSamples,
-                      const RecordSpans& spans, std::uint8_t& hasVisibility);
+    // Geometry, then map channels: written on the second thread (false: a write fell short),
+    // their size in the file, and their progress reported on the caller's.
+    bool writeMeshData(std::FILE* file, const std::vector<std::int32_t>& channels) const;
+    std::int64_t meshDataBytes(const std::vector<std::int32_t>& channels) const;
+    bool reportMeshData(const std::vector<std::int32_t>& channels, std::int32_t progressTotal);
+    // The second thread and the buffers the sample table's rows wait in for it.
+    struct SampleStaging;
+    bool writeSamples(std::int32_t numSamples, const RecordSpans& spans, SampleStaging& staging,
+                      std::uint8_t& hasVisibility);
     bool writeHeader(std::int32_t sampleTableOffset, std::int32_t numSamples,
                      std::uint8_t hasVisibility);
 
@@ -84,9 +90,8 @@ private:
     bool writeBytes(const std::vector<unsigned char>& bytes) {
         return writeItems(bytes.data(), 1, bytes.size());
     }
-    // Node table, geometry and maps are gathered node by node and written once at least this
-    // many bytes are waiting (`last`: whatever waits): a write per node would be a system call
-    // for every few kilobytes.
+    // Node data is gathered node by node and written once at least this many bytes are waiting
+    // (`last`: whatever waits): a write per node would be a system call for every few kilobytes.
     static constexpr std::size_t kGatherBytes = std::size_t{1} << 20;
     bool writeGathered(std::vector<unsigned char>& bytes, bool last);
     bool report(std::int32_t done, std::int32_t total);

@@ -15,8 +15,10 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -103,6 +105,9 @@ void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
     const int ticksPerFrame = host.Time().GetTicksPerFrame();
     const int count = object.nodeCount();
     SiblingPluginScan scan{WStr(kSiblingPluginFolder), WStr(kSiblingPluginStem)};
+    // What recordNodes holds, for the test of a node already there: a search of the list at
+    // every node would make gathering quadratic in the nodes.
+    std::unordered_set<INode*> listed(recordNodes.begin(), recordNodes.end());
     for (int i = 0; i < count; ++i) {
         INode* node = object.nodeAt(i, 0);
         if (!IsRecordableNode(object, node, false))
@@ -116,10 +121,14 @@ void gatherNodes(wkCacheRecordTarget& object, const wkCacheRecordParams& params,
                             : nullptr;
         if (exploded != nullptr) {
             // The sibling decides what is recorded for this node; we add nothing ourselves.
+            const int before = recordNodes.Count();
             (void)exploded(node, recordNodes, tmpNodes,
                            wrap32(std::int64_t{ticksPerFrame} * params.recStart),
                            wrap32(std::int64_t{ticksPerFrame} * params.recEnd));
-        } else if (recordNodes.Find(node) < 0) {
+            // The export appends: what it added joins the set.
+            for (int k = before; k < recordNodes.Count(); ++k)
+                listed.insert(recordNodes[k]);
+        } else if (listed.insert(node).second) {
             // Also a module without the export: recording then goes the plain way.
             recordNodes.Append(1, &node);
         }
@@ -383,7 +392,8 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     // everything succeeded: a failure, a cancel or an exception keeps the old files as they were.
     const WStr libraryPath = MaterialLibraryPath(target);
     FileReplacement cacheFile(MaxSDK::Util::Path(target).ToFilesystemPath());
-    FileReplacement libraryFile(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+    // Made only for a library that is saved: making one lists the target's folder.
+    std::optional<FileReplacement> libraryFile;
     const WStr cacheTemp = WStr::FromUTF8(cacheFile.temporary().string());
     SuspendedHold suspended(hold);
     const TimeValue now = host.Time().GetTime();
@@ -443,11 +453,13 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
     auto library = std::make_unique<MtlBaseLib>();
     library->AddMtl(mtl);
     const bool saveLibrary = mtl && params.recSaveMaterial;
-    if (written && saveLibrary &&
-        !host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile.temporary().string()),
-                                              *library)) {
-        written = false;
-        status = WelkardTools::kStatusFileError;
+    if (written && saveLibrary) {
+        libraryFile.emplace(MaxSDK::Util::Path(libraryPath).ToFilesystemPath());
+        if (!host.Materials().SaveMaterialLibrary(WStr::FromUTF8(libraryFile->temporary().string()),
+                                                  *library)) {
+            written = false;
+            status = WelkardTools::kStatusFileError;
+        }
     }
     // The cache goes into place first: a library without its cache would be worse than the
     // other way round. A cache that stays without a library of its own loses the stale one.
@@ -456,7 +468,7 @@ int RecordCache(wkCacheRecordTarget& object, const WStr* fileName, bool quiet, R
         status = WelkardTools::kStatusFileError;
     }
     if (written && saveLibrary)
-        (void)libraryFile.commit();
+        (void)libraryFile->commit();
     else if (written)
         removeFile(libraryPath);
     out.status = status;

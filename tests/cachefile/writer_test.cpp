@@ -5,10 +5,13 @@
 #include "tests/recording/RecordTestScene.h"
 
 #include <algorithm>
+#include <csignal>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <sys/resource.h>
 
 using namespace WelkardTools;
 using namespace rectest;
@@ -296,6 +299,48 @@ TEST_F(WriterTest, SampleTablesOfSeveralBuffersFlushEachBufferAndKeepEveryRow) {
             for (int n = 0; n < c.nodes; ++n)
                 ASSERT_EQ(reader.sampleTransform(n, s), nodes[n]->GetObjectTM(s)) << s;
         }
+    }
+}
+
+// Files may not grow beyond 1 KB while it lives (the signal that would end the process is
+// ignored), so that writes beyond it fall short.
+class SmallFileLimit {
+public:
+    SmallFileLimit() {
+        ::getrlimit(RLIMIT_FSIZE, &saved);
+        rlimit small = saved;
+        small.rlim_cur = 1024;
+        ::setrlimit(RLIMIT_FSIZE, &small);
+        previous = std::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~SmallFileLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, previous);
+    }
+    SmallFileLimit(const SmallFileLimit&) = delete;
+    SmallFileLimit& operator=(const SmallFileLimit&) = delete;
+
+private:
+    rlimit saved{};
+    void (*previous)(int) = SIG_DFL;
+};
+
+// Whichever write falls short first (geometry or rows on the second thread, the header's here)
+// ends the write with status 4.
+TEST_F(WriterTest, AWriteThatFallsShortEndsTheWriteWithAFileError) {
+    constexpr std::int32_t kRecords = wkCacheWriter::kSampleBufferBytes / 49;
+    const struct {
+        int nodes;
+        std::int32_t samples;
+    } cases[] = {{20, 1}, {1, 3 * kRecords}, {1, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.nodes);
+        auto writer = makeWriter("short.wkc", Interval(0, c.samples - 1), 1);
+        for (int n = 0; n < c.nodes; ++n)
+            ASSERT_TRUE(writer->addNode(boxNode("n" + std::to_string(n)), 0));
+        const SmallFileLimit limit;
+        EXPECT_FALSE(writer->write(wholeRange(c.nodes, 0, c.samples - 1)));
+        EXPECT_EQ(writer->status(), kStatusFileError);
     }
 }
 
