@@ -139,8 +139,13 @@ struct wkCacheWriter::SampleStaging {
         }
     }
 
+    // The status of a failed piece: an exception (set by the second thread before its piece
+    // ends, read after a wait) or a write that fell short.
+    std::int32_t failure() const { return threw ? kStatusException : kStatusFileError; }
+
     std::size_t size;
     std::unique_ptr<unsigned char[]> buffers[2];
+    bool threw = false;
     ChunkWriter worker; // last: destroyed, and so waited for, before the buffers it uses
 };
 
@@ -256,7 +261,8 @@ bool wkCacheWriter::writeOpenFile(const RecordSpans& spans) {
             if (!writeMeshData(file, channels))
                 return false;
         } catch (...) {
-            return false; // out of memory: taken as a failed write
+            staging.threw = true; // out of memory
+            return false;
         }
         staging.touch(1);
         return true;
@@ -548,7 +554,7 @@ bool wkCacheWriter::writeSamples(std::int32_t numSamples, const RecordSpans& spa
         while (haveBuffer && filled >= chunk) {
             // The chunk before is written, which frees the other buffer.
             if (!staging.worker.wait()) {
-                status_ = kStatusFileError;
+                status_ = staging.failure();
                 return false;
             }
             // The sample stage reports the same figure at every chunk.
@@ -575,7 +581,7 @@ bool wkCacheWriter::writeSamples(std::int32_t numSamples, const RecordSpans& spa
     // The buffer not being written is given back while the last chunk is written.
     staging.buffers[current].reset();
     if (!staging.worker.wait()) {
-        status_ = kStatusFileError;
+        status_ = staging.failure();
         return false;
     }
     return true;
