@@ -17,13 +17,15 @@ void addControllers(const Value& value, ControlSet& controllers, bool inArray) {
             addControllers(item, controllers, true);
         return;
     }
+    // A controller or node value that holds none adds nothing, and is no error.
     if (value.is<ScriptController>()) {
-        if (auto* control = dynamic_cast<Control*>(value.get<ScriptController>().control)) {
+        if (auto* control = dynamic_cast<Control*>(value.get<ScriptController>().control))
             controllers.insert(control);
-            return;
-        }
-    } else if (value.is<INode*>() && value.get<INode*>() != nullptr) {
-        AddTransformControllers(*value.get<INode*>(), controllers);
+        return;
+    }
+    if (value.is<INode*>()) {
+        if (INode* node = value.get<INode*>())
+            AddTransformControllers(*node, controllers);
         return;
     }
     // String 114, followed by the offending value.
