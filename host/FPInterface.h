@@ -140,8 +140,9 @@ class FPInterface : public BaseInterface {
 public:
     virtual FPInterfaceDesc* GetDesc() = 0;
     Interface_ID GetID() const override;
-    // Runs function `fid` at time t. FPS_NO_SUCH_FUNCTION for an id the interface does not
-    // dispatch. Script errors and the host's out-of-range exception pass through.
+    // Runs function `fid` at time t. An id the interface does not dispatch answers a status
+    // other than FPS_OK: FPS_NO_SUCH_FUNCTION or FPS_FAIL, as the interface chooses. Script
+    // errors and the host's out-of-range exception pass through.
     virtual FPStatus Invoke(FunctionID fid, TimeValue t, FPValue& result,
                             const FPParams& params) = 0;
 };

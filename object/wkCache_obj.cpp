@@ -42,6 +42,8 @@ wkCache_obj::wkCache_obj(bool loading)
         parameters->SetValue(explodeStart, 0, startFrame);
         parameters->SetValue(recEnd, 0, endFrame);
         parameters->SetValue(explodeEnd, 0, endFrame);
+        // Marks the object as one being made by the user; closing its panel clears the mark.
+        animFlags |= A_OBJ_CREATING;
     }
     parameters->SetValue(playFPS, 0, clock.GetFrameRate());
 }

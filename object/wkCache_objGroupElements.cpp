@@ -44,7 +44,10 @@ bool wkCache_obj::makeGroupElementsUnique(const WStr& name) {
     if (index < 0)
         return false;
     const wkCacheGroup& group = groups.at(index);
-    const bool shows = group.enabled && !group.elements.empty();
+    // A group without elements takes nothing from the others: no step to undo.
+    if (group.elements.empty())
+        return true;
     return groupOperation(
-        wkCacheTexts::kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); }, shows);
+        wkCacheTexts::kGroupNodes, [&] { return groups.makeGroupElementsUnique(name); },
+        group.enabled);
 }

@@ -44,10 +44,15 @@ bool wkCache_obj::groupOperation(const wchar_t* label, const std::function<bool(
             hold.Cancel();
         return false;
     }
+    // A script's change shows in an open panel as the panel's own does.
+    if (panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshGroupList(*this);
     if (began)
         hold.Accept(label);
-    if (invalidate)
+    if (invalidate) {
         invalidateAll();
+        GetHost().Nodes().RedrawViews(GetHost().Time().GetTime());
+    }
     return true;
 }
 
@@ -104,15 +109,18 @@ void wkCache_obj::removeAllGroupsNoUndo() {
 
 bool wkCache_obj::renameGroup(const WStr& name, const WStr& newName) {
     wkCacheGroupList& groups = playback->groups;
+    // An unknown group asks nothing and holds nothing.
+    if (!groups.contains(name))
+        return false;
     WStr chosen = newName;
     // No new name (a script's empty string): the user is asked once, starting from the old
-    // name. An unknown group asks nothing.
+    // name.
     if (chosen.IsEmpty()) {
         chosen = name;
-        if (!groups.contains(name) || !PanelHooks().askGroupName(*this, chosen))
+        if (!PanelHooks().askGroupName(*this, chosen))
             return false;
     }
-    if (groups.contains(name) && name == chosen)
+    if (name == chosen)
         return true;
     return groupOperation(
         wkCacheTexts::kRenameGroup, [&] { return groups.renameGroup(name, chosen); }, false);

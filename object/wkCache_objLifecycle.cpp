@@ -56,6 +56,12 @@ void wkCache_obj::BeginEditParams(IObjParam* ip) {
 }
 
 void wkCache_obj::EndEditParams() {
+    // The sub-object levels live only while the panel is open: the object goes back to its own
+    // level, so that element boxes and gizmo handles are not left drawn.
+    if (subObjectLevel != 0) {
+        XFormModes modes;
+        enterSubLevel(0, modes);
+    }
     PanelHooks().closing(*this);
     DeleteCommandModes();
     for (const int code : kNodeListCodes)

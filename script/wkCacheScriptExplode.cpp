@@ -17,7 +17,7 @@ void addControllers(const Value& value, ControlSet& controllers, bool inArray) {
             addControllers(item, controllers, true);
         return;
     }
-    // A controller or node value that holds none adds nothing, and is no error.
+    // A node or controller that is gone (null) adds nothing and is no error.
     if (value.is<ScriptController>()) {
         if (auto* control = dynamic_cast<Control*>(value.get<ScriptController>().control))
             controllers.insert(control);

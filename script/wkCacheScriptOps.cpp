@@ -97,15 +97,19 @@ Value setElementSelection(wkCache_obj& object, const Value& indices) {
     std::set<std::uint32_t> selection = indexSet(bits, count);
     if (selection != object.elementSelection()) {
         object.setElementSelection(std::move(selection));
+        Host& host = GetHost();
+        host.Nodes().RedrawViews(host.Time().GetTime());
         object.notifyDependents(kSelectionChanged, kSelectionChanged);
     }
     return Value(bitsOf(object.elementSelection(), count));
 }
 
 bool addGroup(wkCache_obj& object, const WStr& name, bool addSelected) {
-    const WStr groupName =
-        name.IsEmpty() ? object.playbackRecord().groups.makeUniqueName(L"Group001") : name;
-    return object.addGroup(groupName, addSelected);
+    // An unnamed group is named here, without asking, and takes the element selection whatever
+    // addSelected says.
+    if (name.IsEmpty())
+        return object.addGroup(object.playbackRecord().groups.makeUniqueName(L"Group001"), true);
+    return object.addGroup(name, addSelected);
 }
 
 Value selectedGroupName(wkCache_obj& object) {

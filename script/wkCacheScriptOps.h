@@ -25,6 +25,8 @@ bool record(wkCache_obj& object, const Value& fileName);
 Value elementNames(wkCache_obj& object, const WStr& pattern);
 Value elementSelection(wkCache_obj& object);
 Value setElementSelection(wkCache_obj& object, const Value& indices);
+// A named group takes the element selection when addSelected is set; an unnamed one gets a
+// unique name and always takes it.
 bool addGroup(wkCache_obj& object, const WStr& name, bool addSelected);
 Value selectedGroupName(wkCache_obj& object);
 Value groupModeName(const wkCacheGroup& group);

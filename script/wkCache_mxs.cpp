@@ -275,7 +275,8 @@ FPStatus wkCache_mxs::Invoke(FunctionID fid, TimeValue, FPValue& result, const F
         result = cacheFact(o, fid);
         break;
     default:
-        return FPS_NO_SUCH_FUNCTION;
+        // Ids outside the interface are a failed call.
+        return FPS_FAIL;
     }
     return FPS_OK;
 }

@@ -62,14 +62,19 @@ TEST_F(GroupOperationsTest, ChangesThatShowNothingHoldNothing) {
     EXPECT_TRUE(object->setGroupMode(L"A", 1)); // Hold In already
     EXPECT_TRUE(object->moveGroup(L"A", 1));    // the last group cannot go down
     EXPECT_TRUE(object->renameGroup(L"A", L"A"));
+    EXPECT_TRUE(object->makeGroupElementsUnique(L"A")); // it has no elements to take
+    EXPECT_FALSE(object->renameGroup(L"Nobody", L"B"));
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    EXPECT_FALSE(stale());
     // A rename is a step, but nothing to rebuild.
+    const int redraws = host.Nodes().RedrawRequests();
     EXPECT_TRUE(object->renameGroup(L"A", L"Rocks"));
     EXPECT_FALSE(stale());
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
     // A mode change of an enabled group shows.
     EXPECT_TRUE(object->setGroupMode(L"Rocks", 0));
     EXPECT_TRUE(stale());
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
     EXPECT_EQ(host.Hold().UndoStepName(host.Hold().NumUndoSteps() - 1), WStr(L"Group Mode"));
     EXPECT_FALSE(object->setGroupByAge(L"Nobody", true));
 }

@@ -53,7 +53,8 @@ TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {
     }
 }
 
-TEST_F(ObjectLifecycleTest, ValidatorsOfAnOpenPanelRefuseWhatAPickMustNotTake) {
+TEST_F(ObjectLifecycleTest, AnOpenPanelValidatesPicksAndItsClosingEndsCreationAndLevels) {
+    EXPECT_TRUE(object->flags() & A_OBJ_CREATING);
     HeadlessScene& scene = host.Nodes();
     INode* box =
         scene.CreateNode(L"box", scene.Add(std::make_unique<TriObject>(MakeBoxMesh(1, 1, 1))));
@@ -88,7 +89,11 @@ TEST_F(ObjectLifecycleTest, ValidatorsOfAnOpenPanelRefuseWhatAPickMustNotTake) {
     // The box is in the list now: a second entry of it is refused, as for the explode target
     // it is not.
     EXPECT_FALSE(params().SetValue(P::nodes, 0, box, 1));
+    XFormModes modes;
+    object->enterSubLevel(1, modes);
     object->EndEditParams();
+    EXPECT_FALSE(object->flags() & A_OBJ_CREATING);
+    EXPECT_EQ(object->getSubObjectLevel(), 0);
 }
 
 } // namespace

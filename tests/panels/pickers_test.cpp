@@ -29,6 +29,13 @@ protected:
     }
 };
 
+TEST_F(GroupPanelTest, StepsFromOutsideThePanelShowInIt) {
+    ASSERT_TRUE(object->addGroup(L"A"));
+    EXPECT_EQ(user.rows(1070), (std::vector<WStr>{L"A (0 nodes)"}));
+    ASSERT_TRUE(object->setGroupEnabled(L"A", false));
+    EXPECT_FALSE(user.checked(1107));
+}
+
 TEST_F(GroupPanelTest, NewGroupTakesTheSelectionUnlessShiftAndAsksUntilTheNameIsFree) {
     object->setElementSelection({0, 1});
     newGroup(L"Rocks");
@@ -118,6 +125,7 @@ TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) 
     panels.QueueDialog(answerName(L"D"));
     EXPECT_TRUE(object->renameGroup(L"C", L""));
     EXPECT_EQ(groups().at(0).name, WStr(L"D"));
+    EXPECT_EQ(user.rows(1070)[0], WStr(L"D (0 nodes)")) << "a script's step shows in the panel";
     user.doubleClick(1070, 1);
     EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0}));
     user.press(1082, true);

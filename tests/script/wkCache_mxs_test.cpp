@@ -36,7 +36,7 @@ TEST_F(CacheObjectTest, ScriptDispatchByIdAndHostChecks) {
     FPValue result;
     const FPParams none;
     for (FunctionID outside : {-1, 46})
-        EXPECT_EQ(fp.Invoke(outside, 0, result, none), FPS_NO_SUCH_FUNCTION);
+        EXPECT_EQ(fp.Invoke(outside, 0, result, none), FPS_FAIL);
     // The host's array raises for a missing argument: the functions count nothing.
     EXPECT_THROW(fp.Invoke(wkCache_mxs::fnDeleteGroup, 0, result, none),
                  MaxSDK::Util::OutOfRangeException);
@@ -53,19 +53,45 @@ TEST_F(CacheObjectTest, ScriptDispatchByIdAndHostChecks) {
                  ScriptError);
 }
 
-TEST_F(CacheObjectTest, ReduceKeysSkipsEmptyNodesAndControllersAndRefusesOtherValues) {
-    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
-    FPValue result;
-    const auto call = [&](Value::Array items) {
-        return fp.Invoke(wkCache_mxs::fnReduceKeys, 0, result,
-                         FPParams({{FPT_VALUE, Value(std::move(items))},
-                                   {FPT_INTERVAL, Value(Interval(0, 10))},
-                                   {FPT_TIMEVALUE, Value(std::int32_t{1})},
-                                   {FPT_FLOAT, Value(0.02f)}}));
-    };
-    const Value noNode(static_cast<INode*>(nullptr));
-    EXPECT_EQ(call({noNode, Value(ScriptController{})}), FPS_OK);
-    EXPECT_THROW(call({noNode, Value(std::int32_t{5})}), ScriptError);
+// Calls by name, as a script does, on an object whose two-element cache is loaded.
+class ScriptCallTest : public CacheObjectTest {
+protected:
+    void SetUp() override {
+        CacheObjectTest::SetUp();
+        useFile(path);
+        object->updateCacheMesh(0);
+    }
+    Value call(const wchar_t* name, std::vector<Value> positional,
+               std::vector<std::pair<WStr, Value>> keywords = {}) {
+        auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
+        return CallFunction(fp, name, 0, positional, keywords);
+    }
+};
+
+TEST_F(ScriptCallTest, SelectionAndGroupStepsRedrawAndHoldOnlyChanges) {
+    const Value second(Value::Array{Value(std::int32_t{2})});
+    const int redraws = host.Nodes().RedrawRequests();
+    for (int i = 0; i < 2; ++i) // the second call changes nothing: no redraw
+        call(L"setElementSelection", {second});
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
+    // Unnamed groups take the selection whatever addSelected says; named ones only when asked.
+    call(L"addGroup", {Value(L"")}, {{L"addSelected", Value(false)}});
+    call(L"addGroup", {Value(L"A")});
+    EXPECT_EQ(call(L"getGroupElements", {Value(L"Group001")}).ToScriptText(), WStr(L"#{2}"));
+    const int steps = host.Hold().NumUndoSteps();
+    EXPECT_EQ(call(L"makeGroupElementsUnique", {Value(L"A")}), Value(true)); // has none
+    EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    call(L"setGroupEnabled", {Value(L"A"), Value(false)});
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 4);
+}
+
+TEST_F(ScriptCallTest, ReduceKeysPassesOverNullNodesAndControllers) {
+    const Value nulls(
+        Value::Array{Value(static_cast<INode*>(nullptr)), Value(ScriptController{nullptr})});
+    for (const Value& controller : {nulls, nulls.get<Value::Array>()[0]})
+        EXPECT_EQ(
+            call(L"reduceKeys", {controller, Value(Interval(0, 320)), Value(ScriptTime{160})}),
+            Value(true));
 }
 
 TEST(ScriptValueText, AsTheScriptPrintsIt) {
