@@ -78,17 +78,26 @@ template <class Key> struct KeyClip final : TrackClipObject {
     std::vector<Key> keys; // times relative to the start of the copied interval
 };
 
-// The undo record of Copy: the keys before and after.
-template <class Control, class Key> class KeysRestore final : public RestoreObj {
+// The undo record of Copy: the keys and the held value before and after.
+template <class Control, class Key, class Value> class KeysRestore final : public RestoreObj {
 public:
-    KeysRestore(Control& control_, std::vector<Key> before_, std::vector<Key> after_)
-        : control(control_), before(std::move(before_)), after(std::move(after_)) {}
-    void Restore(bool) override { control.ReplaceKeys(before); }
-    void Redo() override { control.ReplaceKeys(after); }
+    KeysRestore(Control& control_, std::vector<Key> before_, Value heldBefore_,
+                std::vector<Key> after_, Value heldAfter_)
+        : control(control_), before(std::move(before_)), after(std::move(after_)),
+          heldBefore(heldBefore_), heldAfter(heldAfter_) {}
+    void Restore(bool) override {
+        control.ReplaceKeys(before);
+        control.SetHeldValue(heldBefore);
+    }
+    void Redo() override {
+        control.ReplaceKeys(after);
+        control.SetHeldValue(heldAfter);
+    }
 
 private:
     Control& control;
     std::vector<Key> before, after;
+    Value heldBefore, heldAfter;
 };
 
 } // namespace
@@ -149,7 +158,7 @@ template <class Traits>
 typename HeadlessKeyControl<Traits>::Value HeadlessKeyControl<Traits>::ValueAt(TimeValue t) const {
     rebuild();
     if (sorted.empty())
-        return Value{};
+        return held;
     if (t <= sorted.front().time)
         return anchors.front();
     if (t >= sorted.back().time)
@@ -201,6 +210,8 @@ template <class Traits> void HeadlessKeyControl<Traits>::DeleteKeyByIndex(int in
     if (index < 0 || index >= NumKeys())
         return;
     const Key removed = keys[static_cast<std::size_t>(index)];
+    if (keys.size() == 1)
+        held = ValueAt(removed.time);
     keys.erase(keys.begin() + index);
     Key* next = nullptr;
     for (Key& key : keys) {
@@ -255,18 +266,25 @@ template <class Traits> void HeadlessKeyControl<Traits>::ReplaceKeys(const std::
     changed();
 }
 
+template <class Traits> void HeadlessKeyControl<Traits>::SetHeldValue(const Value& value) {
+    held = value;
+    changed();
+}
+
 template <class Traits> void HeadlessKeyControl<Traits>::Copy(const Control* from) {
     const auto* source = dynamic_cast<const HeadlessKeyControl*>(from);
     if (source == nullptr || source == this)
         return;
-    GetHost().Hold().Put(
-        std::make_unique<KeysRestore<HeadlessKeyControl, Key>>(*this, keys, source->keys));
+    GetHost().Hold().Put(std::make_unique<KeysRestore<HeadlessKeyControl, Key, Value>>(
+        *this, keys, held, source->keys, source->held));
     ReplaceKeys(source->keys);
+    SetHeldValue(source->held);
 }
 
 template <class Traits> std::unique_ptr<Control> HeadlessKeyControl<Traits>::Clone() const {
     auto copy = std::make_unique<HeadlessKeyControl>();
     copy->keys = keys;
+    copy->held = held;
     return copy;
 }
 

@@ -17,6 +17,10 @@
 //
 // Deleting a rotation key hands its turn on to the key after it, and pasting one back takes it
 // away again, so that the other keys keep their orientation.
+//
+// A controller without keys holds a value: the default of its type until it has had keys, then
+// the value of the last key deleted, so that taking every key away leaves the curve where it
+// stood rather than at the default.
 #pragma once
 
 #include "host/Control.h"
@@ -77,6 +81,9 @@ public:
     const std::vector<Key>& Keys() const { return keys; }
     // Puts these keys in place of all (scene files, undo).
     void ReplaceKeys(const std::vector<Key>& newKeys);
+    // The value held while there are no keys.
+    const Value& HeldValue() const { return held; }
+    void SetHeldValue(const Value& value);
 
 private:
     using Vec = typename Traits::Vec;
@@ -89,6 +96,7 @@ private:
     void insertKey(const Key& key);
 
     std::vector<Key> keys;
+    Value held{};
 
     // Rebuilt from `keys` when dirty: the keys in time order, each one's absolute value, the
     // chord from the key before (none for the first) and its in and out tangents.

@@ -105,7 +105,8 @@ TEST_F(ExplodeTest, ReductionLeavesTheSteadyTracksThinAsASecondStep) {
     ASSERT_EQ(nodes.Count(), 3);
     EXPECT_EQ(part(nodes[0], 0)->NumKeys(), 2); // a steady move: its ends
     EXPECT_EQ(part(nodes[0], 1)->NumKeys(), 0); // never turns: the default is the same
-    EXPECT_EQ(part(nodes[1], 1)->NumKeys(), 1); // the mirror's constant half turn
+    EXPECT_EQ(part(nodes[1], 1)->NumKeys(), 0); // the mirror's constant half turn, held
+    EXPECT_NEAR(nodes[1]->GetNodeTM(160).GetRow(0).x, -1.0f, 1e-6f);
     EXPECT_EQ(newSteps(), 2);
 }
 

@@ -33,8 +33,9 @@ TEST_F(ReduceKeysTest, KeysGoOnlyWhereTheCurveStaysWithinTheThreshold) {
         std::vector<TimeValue> kept;
     };
     const Case cases[] = {
-        // Nothing changes until the last key would go, which leaves no value at all.
-        {"constant, threshold 0", {3, 3, 3, 3, 3}, Interval(0, 40), 0.0f, {0}},
+        // Without keys the controller holds the last one's value: nothing changes.
+        {"constant, threshold 0", {3, 3, 3, 3, 3}, Interval(0, 40), 0.0f, {}},
+        {"a single key", {7}, Interval(0, 40), 0.0f, {}},
         {"keys outside the interval stay", {3, 3, 3, 3, 3}, Interval(10, 30), 0.0f, {0, 40}},
         // No sample is taken: every key inside goes.
         {"an interval of no length", {0, 1, 2, 1, 0}, Interval(20, 20), 0.5f, {0, 10, 30, 40}},
@@ -51,6 +52,9 @@ TEST_F(ReduceKeysTest, KeysGoOnlyWhereTheCurveStaysWithinTheThreshold) {
         EXPECT_TRUE(ReduceKeys(*object, set, c.interval, 1, c.thresh));
         EXPECT_TRUE(set.empty());
         EXPECT_EQ(keyTimes(*control), c.kept);
+        if (c.kept.empty()) {
+            EXPECT_EQ(control->ValueAt(40), c.values[0]);
+        }
     }
 }
 
@@ -66,7 +70,7 @@ TEST_F(ReduceKeysTest, WholeRevolutionsAreKeptAndTheRunIsOneUndoStep) {
     ControlSet set{&spin, still.get()};
     ASSERT_TRUE(ReduceKeys(*object, set, Interval(0, 20), 1, 0.02f));
     EXPECT_EQ(spin.NumKeys(), 3);
-    EXPECT_EQ(still->NumKeys(), 1);
+    EXPECT_EQ(still->NumKeys(), 0);
     ASSERT_EQ(host.Hold().NumUndoSteps(), 1);
     EXPECT_EQ(host.Hold().UndoStepName(0), WStr(L"Reduce Keys"));
     host.Hold().Undo();

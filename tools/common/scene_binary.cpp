@@ -241,6 +241,8 @@ template <class Traits> void writeKeyControl(Out& out, std::uint16_t id, const C
         out.f32(key.easeIn);
         out.f32(key.easeOut);
     }
+    if (keyed->Keys().empty())
+        out.value(keyed->HeldValue());
     out.end();
 }
 
@@ -270,6 +272,12 @@ template <class Traits> std::unique_ptr<Control> readKeyControl(In& in) {
     }
     auto control = std::make_unique<KeyControl>();
     control->ReplaceKeys(keys);
+    // Files of earlier versions end a controller without keys here, at the default value.
+    if (n == 0 && in.remaining() != 0) {
+        typename Traits::Value held;
+        in.value(held);
+        control->SetHeldValue(held);
+    }
     return control;
 }
 

@@ -75,6 +75,12 @@ void readValue(const Json& j, const std::string& path, ScaleValue& v) {
     }
 }
 
+void readValue(const Json& j, const std::string& path, Quat& v) {
+    expectOnly(j, path, {"quat"});
+    const auto q = floats<4>(field(j, path, "quat"), path + ".quat");
+    v = Quat(q[0], q[1], q[2], q[3]);
+}
+
 Json writeValue(float v) {
     return v;
 }
@@ -84,12 +90,15 @@ Json writeValue(const Point3& v) {
 Json writeValue(const AngAxis& v) {
     return {{"axis", writeValue(v.axis)}, {"radians", v.angle}};
 }
+Json writeValue(const Quat& v) {
+    return {{"quat", Json::array({v.x, v.y, v.z, v.w})}};
+}
 Json writeValue(const ScaleValue& v) {
     return {{"scale", writeValue(v.s)}, {"axes", Json::array({v.q.x, v.q.y, v.q.z, v.q.w})}};
 }
 
 template <class Traits> std::unique_ptr<Control> readKeys(const Json& j, const std::string& path) {
-    expectOnly(j, path, {"keys"});
+    expectOnly(j, path, {"keys", "value"});
     const Json& list = field(j, path, "keys");
     if (!list.is_array())
         fail(path + ".keys", "expected a list of keys");
@@ -127,6 +136,11 @@ template <class Traits> std::unique_ptr<Control> readKeys(const Json& j, const s
     }
     auto control = std::make_unique<HeadlessKeyControl<Traits>>();
     control->ReplaceKeys(keys);
+    if (j.contains("value")) {
+        typename Traits::Value held;
+        readValue(j["value"], path + ".value", held);
+        control->SetHeldValue(held);
+    }
     return control;
 }
 
@@ -144,6 +158,8 @@ template <class Traits> Json writeKeys(const Control* control) {
                         {"bias", k.bias},
                         {"easeIn", k.easeIn},
                         {"easeOut", k.easeOut}});
+    if (keys.empty())
+        return {{"keys", keys}, {"value", writeValue(keyed->HeldValue())}};
     return {{"keys", keys}};
 }
 

@@ -10,7 +10,8 @@
 //     "visibility": {"keys": [{"time": 0, "flags": 2304, "value": 1}]}
 //   }
 //
-// Times are ticks. A rotation key holds the turn from the key before it. Position, rotation
+// Times are ticks. A rotation key holds the turn from the key before it. A controller without
+// keys adds the value it holds: "value": v (a rotation as {"quat": [x, y, z, w]}). Position, rotation
 // and scale controllers take the place of the node's own tracks.
 #pragma once
 
