@@ -11,8 +11,8 @@
 //   }
 //
 // Times are ticks. A rotation key holds the turn from the key before it. A controller without
-// keys adds the value it holds: "value": v (a rotation as {"quat": [x, y, z, w]}). Position, rotation
-// and scale controllers take the place of the node's own tracks.
+// keys adds the value it holds: "value": v (a rotation as {"quat": [x, y, z, w]}). Position,
+// rotation and scale controllers take the place of the node's own tracks.
 #pragma once
 
 #include "host/INode.h"
