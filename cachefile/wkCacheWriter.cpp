@@ -183,12 +183,17 @@ bool wkCacheWriter::writeItems(const void* data, std::size_t size, std::size_t c
     return true;
 }
 
-bool wkCacheWriter::writeGathered(std::vector<unsigned char>& bytes, bool last) {
+template <class Write>
+bool wkCacheWriter::flushGathered(std::vector<unsigned char>& bytes, bool last, Write write) {
     if (!last && bytes.size() < kGatherBytes)
         return true;
-    const bool written = writeBytes(bytes);
+    const bool written = write(bytes);
     bytes.clear();
     return written;
+}
+
+bool wkCacheWriter::writeGathered(std::vector<unsigned char>& bytes, bool last) {
+    return flushGathered(bytes, last, [this](const auto& all) { return writeBytes(all); });
 }
 
 bool wkCacheWriter::report(std::int32_t done, std::int32_t total) {
@@ -389,13 +394,12 @@ bool wkCacheWriter::writeNodeTable(std::int64_t& estimate) {
 
 bool wkCacheWriter::writeMeshData(std::FILE* file,
                                   const std::vector<std::int32_t>& channels) const {
+    // On the second thread: straight to the file, without the status, which the caller sets.
     std::vector<unsigned char> bytes;
     const auto flush = [&](bool last) {
-        if (!last && bytes.size() < kGatherBytes)
-            return true;
-        const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-        bytes.clear();
-        return written;
+        return flushGathered(bytes, last, [file](const std::vector<unsigned char>& all) {
+            return std::fwrite(all.data(), 1, all.size(), file) == all.size();
+        });
     };
     for (const auto& capture : nodes) {
         const Mesh& mesh = *capture->mesh;

@@ -90,10 +90,14 @@ private:
     bool writeBytes(const std::vector<unsigned char>& bytes) {
         return writeItems(bytes.data(), 1, bytes.size());
     }
-    // Node data is gathered node by node and written once at least this many bytes are waiting
-    // (`last`: whatever waits): a write per node would be a system call for every few kilobytes.
+    // Node, geometry and map data are gathered node by node and written once at least this many
+    // bytes are waiting (`last`: whatever waits): a write per node would be a system call for
+    // every few kilobytes.
     static constexpr std::size_t kGatherBytes = std::size_t{1} << 20;
     bool writeGathered(std::vector<unsigned char>& bytes, bool last);
+    // The gathering rule, with the bytes written by `write(bytes)` when they are due.
+    template <class Write>
+    static bool flushGathered(std::vector<unsigned char>& bytes, bool last, Write write);
     bool report(std::int32_t done, std::int32_t total);
 
     // Fields in the order of the design.
