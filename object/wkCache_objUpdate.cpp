@@ -5,6 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheSizeText.h"
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 #include "object/wkCacheTexts.h"
 #include "playback/wkCacheFrameAssembly.h"
 
@@ -137,6 +138,9 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
         const WStr text = statusTextFor(path);
         showStatus(&text);
     }
+    // A file is opened at the first build after it was chosen, so that build fills File Info.
+    if (isNew && panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshFileInfo(*this);
     firstBuild = false;
 }
 
