@@ -5,6 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheSizeText.h"
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 #include "object/wkCacheTexts.h"
 #include "playback/wkCacheFrameAssembly.h"
 
@@ -82,8 +83,15 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
     const HostTime& clock = GetHost().Time();
     const bool playing = clock.IsAnimPlaying() == 1;
     if (!inRender() && parameters->GetInt(vpDisplayCache) != 1) {
-        if (mesh.getNumVerts() != 0 || mesh.getNumFaces() != 0)
+        if (mesh.getNumVerts() != 0 || mesh.getNumFaces() != 0) {
             mesh = Mesh();
+            // The validity is otherwise left alone, and is empty already when the display was
+            // turned off; but under the graph turning it off or on makes nothing stale, and a
+            // return to the time of the last build would show this empty mesh once it is on.
+            meshValid.SetEmpty();
+            lastTime = -1;
+            lastTimeKnown = false;
+        }
         return;
     }
     // During playback the geometry cache is left stale for the first consumer that needs it.
@@ -137,6 +145,9 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
         const WStr text = statusTextFor(path);
         showStatus(&text);
     }
+    // A file is opened at the first build after it was chosen, so that build fills File Info.
+    if (isNew && panelOpen && panelInterface != nullptr)
+        PanelHooks().refreshFileInfo(*this);
     firstBuild = false;
 }
 

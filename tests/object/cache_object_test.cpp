@@ -110,6 +110,24 @@ TEST_F(CacheObjectTest, DisplayOffEmptiesTheMeshWithoutOpeningTheFile) {
     object->RenderEnd(0);
 }
 
+// Under the graph the display switch makes nothing stale, so the mesh that display off empties
+// must not stay valid for the time it was built at: back there, with the display on again, the
+// cache shows.
+TEST_F(CacheObjectTest, DisplayOffUnderTheGraphLeavesNoEmptyMeshValid) {
+    useFile(path);
+    params().SetValue(P::playUseGraph, 0, 1);
+    object->updateCacheMesh(0);
+    ASSERT_EQ(object->getMesh().getNumVerts(), 6);
+    params().SetValue(P::vpDisplayCache, 0, 0);
+    object->updateCacheMesh(160);
+    EXPECT_EQ(object->getMesh().getNumVerts(), 0);
+    object->updateCacheMesh(0);
+    params().SetValue(P::vpDisplayCache, 0, 1);
+    object->updateCacheMesh(0);
+    EXPECT_EQ(object->getMesh().getNumVerts(), 6);
+    EXPECT_EQ(object->meshValidity(), Interval(0, 0));
+}
+
 TEST_F(CacheObjectTest, PreLoadShowsProgressOnce) {
     useFile(path);
     params().SetValue(P::loadTypeLocal, 0, 2);

@@ -271,6 +271,15 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     EXPECT_EQ(user.text(1105), WStr());
 }
 
+// The file is opened at the first build after it was chosen, not when it is chosen: that
+// build fills the File Info rollout, with no other refresh.
+TEST_F(PanelTest, FileInfoFillsAtTheFirstBuildOfANewFile) {
+    EXPECT_EQ(user.text(1105), WStr());
+    loadTwoElements("two.wkc");
+    EXPECT_EQ(user.text(1102), WStr(L"3"));
+    EXPECT_EQ(user.text(1105), WStr(L"2"));
+}
+
 TEST_F(PanelTest, StatusBarPaintsDoneOverTotalWithARaisedFrame) {
     panel().setProgress(1, 4);
     const HeadlessBitmap* bar = panels.FindRollout(101)->Painted(1025);
