@@ -260,9 +260,11 @@ int wkCache_obj::HitTest(TimeValue t, INode* node, int type, int crossing, int f
         gw.setRndLimits(saved);
         return 0;
     }
+    // Markers are picked only where Display draws them: with the cache off the update returns
+    // before it empties the list, so the last frame's markers would be picked unseen.
     int result = 0;
-    if (!markers.empty() && parameters->GetInt(vpShowMarkers) == 1 &&
-        parameters->GetInt(vpDeleteObjects) != 1) {
+    if (!markers.empty() && parameters->GetInt(vpDisplayCache) == 1 &&
+        parameters->GetInt(vpShowMarkers) == 1 && parameters->GetInt(vpDeleteObjects) != 1) {
         gw.setTransform(objectTM);
         result = DrawMarkers(gw) ? 1 : 0;
     }

@@ -71,9 +71,31 @@ bool TriangleOverlapsRect(const float (&x)[3], const float (&y)[3], const Rect& 
         std::max({y[0], y[1], y[2]}) < t || std::min({y[0], y[1], y[2]}) > b)
         return false;
     const float area = Edge(x[0], y[0], x[1], y[1], x[2], y[2]);
-    if (area == 0.0f)
-        return true; // a degenerate triangle whose box overlaps: a line through the rectangle
     const float cx[4] = {l, rr, rr, l}, cy[4] = {t, t, b, b};
+    if (area == 0.0f) {
+        // A face seen edge-on is a segment: it misses when the rectangle lies wholly on one side
+        // of its line. Its box alone would hit all around a diagonal outline.
+        int a = 0, e = 1;
+        float longest = -1.0f;
+        for (int i = 0; i < 3; ++i) {
+            const int j = (i + 1) % 3;
+            const float d = (x[j] - x[i]) * (x[j] - x[i]) + (y[j] - y[i]) * (y[j] - y[i]);
+            if (d > longest) {
+                longest = d;
+                a = i;
+                e = j;
+            }
+        }
+        if (longest == 0.0f)
+            return true; // a point, inside the rectangle's box
+        bool below = false, above = false;
+        for (int c = 0; c < 4; ++c) {
+            const float side = Edge(x[a], y[a], x[e], y[e], cx[c], cy[c]);
+            below = below || side <= 0.0f;
+            above = above || side >= 0.0f;
+        }
+        return below && above;
+    }
     for (int e = 0; e < 3; ++e) {
         const int f = (e + 1) % 3;
         bool allOutside = true;

@@ -197,6 +197,21 @@ TEST_F(ViewportTest, WindowSelectionNeverPicksMarkers) {
     EXPECT_EQ(object->HitTest(kHidden, node, POINT_RGN, 0, 0, &m, &vpt), 1);
 }
 
+// Markers are picked where they are drawn: turning the cached mesh off keeps the last frame's
+// marker list (the update returns before it), but neither draws nor picks it.
+TEST_F(ViewportTest, MarkersArePickedOnlyWhenDrawn) {
+    params().SetValue(P::vpDisplayIcon, 0, 0);
+    object->updateCacheMesh(kHidden);
+    const IPoint2 m = pixelOf(Point3(0, 10, 0));
+    for (const int displayCache : {1, 0}) {
+        params().SetValue(P::vpDisplayCache, 0, displayCache);
+        const int runs = count(drawn(kHidden, 0), Call::StartMarkers);
+        EXPECT_EQ(runs, displayCache) << "vpDisplayCache " << displayCache;
+        EXPECT_EQ(object->HitTest(kHidden, node, POINT_RGN, 0, 0, &m, &vpt), runs)
+            << "vpDisplayCache " << displayCache;
+    }
+}
+
 TEST_F(ViewportTest, PickAtBoxCentreLogsThatElement) {
     EXPECT_EQ(hitElements(kLate, Point3(20.5f, 0.5f, 0)), std::vector<int>{0});
     EXPECT_EQ(hitElements(kLate, Point3(0.5f, 20.5f, 0)), std::vector<int>{1});

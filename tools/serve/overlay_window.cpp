@@ -33,13 +33,12 @@ void OverlayWindow::polyline(int ct, const Point3* xyz, bool closed) {
         addSegment(xyz[ct - 1], xyz[0], colour);
 }
 
-void OverlayWindow::renderMesh(Mesh& mesh, const Material* materials, int numMaterials, const Rect*,
-                               int) {
+void OverlayWindow::renderMesh(Mesh& mesh, const Material*, int, const Rect*, int) {
     if (&mesh == skipped)
         return;
-    // Drawn as wire: the visible edges of the faces that are shown, in the material's colour.
-    const std::uint32_t colour =
-        PackColour(materials != nullptr && numMaterials > 0 ? materials[0].Kd : line);
+    // Drawn as wire: the visible edges of the faces that are shown, in the line colour, as a
+    // viewport draws wire. The icon is handed the node's material whatever the node's state.
+    const std::uint32_t colour = PackColour(line);
     const int verts = mesh.getNumVerts();
     for (int f = 0; f < mesh.getNumFaces(); ++f) {
         const Face& face = mesh.getFace(f);
