@@ -5,6 +5,7 @@
 #include "cachefile/wkCacheRegistry.h"
 #include "cachefile/wkCacheSizeText.h"
 #include "host/Host.h"
+#include "object/wkCachePanelHooks.h"
 #include "object/wkCacheTexts.h"
 #include "playback/wkCacheFrameAssembly.h"
 
@@ -136,6 +137,9 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
     if (panelOpen) {
         const WStr text = statusTextFor(path);
         showStatus(&text);
+        // A reader newly attached brings facts that File Info has not shown yet.
+        if (isNew && panelInterface != nullptr)
+            PanelHooks().refreshFileInfo(*this);
     }
     firstBuild = false;
 }

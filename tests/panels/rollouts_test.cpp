@@ -245,11 +245,9 @@ TEST_F(PanelTest, RangeButtonsAndDragStates) {
     EXPECT_EQ(params().GetInt(P::explodeStart), -4);
 }
 
+// The update that attaches the object to a reader shows the file's facts; nothing else asks.
 TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     loadTwoElements("two.wkc");
-    panel().updatePanels(false);
-    panel().refreshStatus(nullptr);
-    panel().refreshFileInfo();
     EXPECT_EQ(user.text(1024), WStr(L"two.wkc"));
     EXPECT_EQ(user.control(1024).tooltip, wpath("two.wkc"));
     EXPECT_EQ(user.text(1025).str().substr(0, 2), L"F:");
@@ -265,10 +263,13 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     EXPECT_EQ(user.text(1025), busy);
     object->setFileName(host.Assets().GetAsset(wpath("gone.wkc"), kAssetTypeCache));
     object->updateCacheMesh(0);
-    panel().refreshStatus(nullptr);
-    panel().refreshFileInfo();
     EXPECT_EQ(user.text(1101), WStr());
     EXPECT_EQ(user.text(1105), WStr());
+    // Loaded again through the rollout, as the user does it.
+    panels.QueueFileAnswer(wpath("two.wkc"));
+    user.press(1012);
+    object->updateCacheMesh(0);
+    EXPECT_EQ(user.text(1105), WStr(L"2"));
 }
 
 TEST_F(PanelTest, StatusBarPaintsDoneOverTotalWithARaisedFrame) {
