@@ -116,6 +116,16 @@ TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
     }
 }
 
+// "Update Now" builds the mesh of the current time with a fresh activation scan and shows it:
+// the views are redrawn, not left to the next thing that redraws them.
+TEST_F(PanelTest, UpdateNowRebuildsAndRedraws) {
+    loadTwoElements();
+    user.press(1090); // triggered by the gizmo: the button is enabled
+    const int redraws = host.Nodes().RedrawRequests();
+    user.press(1108);
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
+}
+
 TEST_F(PanelTest, RefreshFunctionsDoNothingWithThePanelClosed) {
     object->EndEditParams();
     EXPECT_TRUE(panels.Rollouts().empty());
