@@ -57,10 +57,19 @@ TEST_F(PanelTest, EnablingRulesFollowTheirParameters) {
           {1130, true},
           {1030, false},
           {1036, false}}},
-        {1037, {{1016, false}, {1014, false}, {1054, false}, {1039, true}}}, // the graph on
-        {1091, {{1092, true}, {1108, true}, {1135, true}}},                  // trigger by omni
-        {1128, {{1130, false}, {1133, false}}},                              // reduction off
-        {1140, {{1141, true}}},                                              // explode to source
+        // The graph on: a spinner's edit goes with its arrows.
+        {1037,
+         {{1016, false},
+          {1015, false},
+          {1014, false},
+          {1013, false},
+          {1017, false},
+          {1054, false},
+          {1039, true},
+          {1038, true}}},
+        {1091, {{1092, true}, {1108, true}, {1135, true}}},                   // trigger by omni
+        {1128, {{1130, false}, {1129, false}, {1131, false}, {1133, false}}}, // reduction off
+        {1140, {{1141, true}}},                                               // explode to source
         {1159, {{1030, true}, {1031, true}, {1159, true}}}, // delete faces off: hide faces on
         {1043, {{1019, false}, {1067, false}, {1020, false}, {1159, false}}}, // no cache shown
         {1050, {{1034, true}, {1036, false}}}, // don't delete enables only the check box
@@ -85,6 +94,7 @@ TEST_F(PanelTest, TheSpeedSpinnerIsOffUnderTheGraphAndKeepsItsValue) {
     wkCachePanels::updatePanels(*object, false);
     EXPECT_FALSE(user.enabled(1016));
     user.drag(1016, 7.0f); // a disabled spinner ignores the mouse
+    user.type(1015, L"7"); // and its edit the keyboard
     EXPECT_EQ(params().GetFloat(P::playSpeed), 2.5f);
     EXPECT_EQ(user.value(1016), 2.5f);
 }
