@@ -79,8 +79,15 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& info = t[kFileInfo];
     info.id = kFileInfo;
-    for (int id : {1101, 1112, 1113, 1102, 1103, 1104, 1105})
+    // Each field after its label.
+    const std::pair<int, const wchar_t*> fields[] = {
+        {1101, L"File Size :"}, {1112, L"Mesh :"},      {1113, L"Animation :"},
+        {1102, L"Frames :"},    {1103, L"Step Size :"}, {1104, L"FrameRate :"},
+        {1105, L"Nodes :"}};
+    for (const auto& [id, caption] : fields) {
+        info.controls.push_back(label(-1, caption));
         info.controls.push_back(label(id));
+    }
 
     DialogTemplate& rec = t[kRecord];
     rec.id = kRecord;

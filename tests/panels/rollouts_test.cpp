@@ -36,6 +36,16 @@ TEST_F(PanelTest, OpeningShowsTheEightRolloutsWithTheirFirstOpenDress) {
     const auto& about = panels.FindRollout(111)->Controls();
     EXPECT_EQ(about.at(0).text, WStr(L"Welkard Cache"));
     EXPECT_EQ(about.at(1).text, WStr(L"Version 1.3"));
+    // File Info names each field by the label before it.
+    const auto& info = panels.FindRollout(109)->Controls();
+    std::vector<std::pair<int, std::wstring>> fields;
+    for (std::size_t i = 1; i < info.size(); ++i)
+        if (info[i].id > 0)
+            fields.emplace_back(info[i].id, info[i - 1].text.str());
+    const std::vector<std::pair<int, std::wstring>> named{
+        {1101, L"File Size :"}, {1112, L"Mesh :"},      {1113, L"Animation :"}, {1102, L"Frames :"},
+        {1103, L"Step Size :"}, {1104, L"FrameRate :"}, {1105, L"Nodes :"}};
+    EXPECT_EQ(fields, named);
     // Nothing is selected: the group controls are off, no action shows.
     EXPECT_FALSE(user.enabled(1087));
     EXPECT_FALSE(user.visible(1075));
