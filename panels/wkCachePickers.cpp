@@ -17,12 +17,12 @@ namespace {
 
 constexpr int kMinimumHeight = 200;
 
-// The object's reader, unless it has none or a failed one.
+// The object's reader, unless it has none or a failed one. A failed one is read again first,
+// so a file that has come back since is offered at once.
 const WelkardTools::wkCacheReader* usableReader(wkCache_obj& object) {
-    wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(&object.playbackRecord());
-    if (entry == nullptr || !entry->reader || entry->reader->hasError())
-        return nullptr;
-    return entry->reader.get();
+    const WelkardTools::wkCacheReader* reader =
+        theCacheRegistry.readerOfClient(&object.playbackRecord());
+    return reader != nullptr && !reader->hasError() ? reader : nullptr;
 }
 
 // ---- The node dialog's callback

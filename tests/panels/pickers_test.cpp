@@ -240,6 +240,23 @@ TEST_F(GroupPanelTest, TheElementDialogsControlsKeepToTheirEdgesWhenResized) {
     user.press(1110);
 }
 
+// A cache file that was missing when the object last looked is read again when the user asks
+// for its elements by name: the dialog lists them at once.
+TEST_F(PanelTest, SelectByNameReadsACacheFileThatHasComeBack) {
+    object->setFileName(host.Assets().GetAsset(wpath("late.wkc"), kAssetTypeCache));
+    object->updateCacheMesh(0);
+    dir.write("late.wkc", objtest::twoElementCache());
+    std::vector<WStr> listed;
+    panels.QueueDialog([&](PanelDriver& d) {
+        listed = d.rows(1053);
+        d.press(1116);
+        d.press(IDC_OK);
+    });
+    user.press(1110);
+    EXPECT_EQ(listed, (std::vector<WStr>{L"a", L"b"}));
+    EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0, 1}));
+}
+
 TEST_F(PanelTest, PickModeAddsNodesUntilAClickHitsNothing) {
     HeadlessNode* a = boxNode("a");
     HeadlessNode* b = boxNode("b");
