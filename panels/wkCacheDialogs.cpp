@@ -79,8 +79,15 @@ std::map<int, DialogTemplate> makeTemplates() {
 
     DialogTemplate& info = t[kFileInfo];
     info.id = kFileInfo;
-    for (int id : {1101, 1112, 1113, 1102, 1103, 1104, 1105})
+    // Each field after its label.
+    const std::pair<int, const wchar_t*> fields[] = {
+        {1101, L"File Size :"}, {1112, L"Mesh :"},      {1113, L"Animation :"},
+        {1102, L"Frames :"},    {1103, L"Step Size :"}, {1104, L"FrameRate :"},
+        {1105, L"Nodes :"}};
+    for (const auto& [id, caption] : fields) {
+        info.controls.push_back(label(-1, caption));
         info.controls.push_back(label(id));
+    }
 
     DialogTemplate& rec = t[kRecord];
     rec.id = kRecord;
@@ -160,18 +167,19 @@ std::map<int, DialogTemplate> makeTemplates() {
             240,
             90};
 
+    // Resizable: its procedure keeps each control at its distance from the edges.
     DialogTemplate& elements = t[kGroupElements];
     elements = {kGroupElements,
                 L"",
-                {listBox(kElementList),
-                 label(kElementLabel),
-                 label(-1, L"Filter :"),
-                 {kFilterEdit, K::Edit, L""},
-                 button(IDC_OK, L"OK"),
-                 button(IDC_CANCEL, L"Cancel"),
-                 button(1116, L"All"),
-                 button(1117, L"None"),
-                 button(1118, L"Invert")},
+                {{kElementList, K::ListBox, L"", {8, 56, 252, 318}},
+                 {kElementLabel, K::Static, L"", {8, 8, 252, 24}},
+                 {-1, K::Static, L"Filter :", {8, 32, 52, 48}},
+                 {kFilterEdit, K::Edit, L"", {56, 30, 252, 50}},
+                 {IDC_OK, K::Button, L"OK", {92, 352, 168, 374}},
+                 {IDC_CANCEL, K::Button, L"Cancel", {176, 352, 252, 374}},
+                 {1116, K::Button, L"All", {8, 324, 58, 346}},
+                 {1117, K::Button, L"None", {62, 324, 112, 346}},
+                 {1118, K::Button, L"Invert", {116, 324, 166, 346}}},
                 260,
                 380};
 

@@ -211,6 +211,8 @@ template <> bool wkCacheDlgProc_reader::DlgProc(TimeValue t, PanelWindow&, const
         object.invalidateElements();
         object.updateCacheMesh(t);
         object.notifyDependents(PART_ALL, REFMSG_CHANGE);
+        // The views show the new activation now, not at whatever redraws them next.
+        GetHost().Nodes().RedrawViews(t);
         return true;
     }
     return false;

@@ -169,7 +169,9 @@ void wkCachePanel::updatePanels(bool firstOpen) {
         w->Enable(1031, hiding);
     }
     if (PanelWindow* w = rollout(D::kPlayback)) {
-        for (int id : {1096, 1097, 1166, 1098, 1014, 1016, 1018, 1054, 1109})
+        // Each spinner with its edit (1013, 1015, 1017): the edit alone would still take
+        // a typed value.
+        for (int id : {1096, 1097, 1166, 1098, 1013, 1014, 1015, 1016, 1017, 1018, 1054, 1109})
             w->Enable(id, !useGraph);
         w->Enable(1092, mode == 2);
         for (int id : {1099, 1108, 1136, 1135})
@@ -177,7 +179,7 @@ void wkCachePanel::updatePanels(bool firstOpen) {
     }
     if (PanelWindow* w = rollout(D::kExplode)) {
         const bool reduce = p.GetInt(explodeReduce) == 1;
-        for (int id : {1133, 1134, 1130, 1132})
+        for (int id : {1133, 1134, 1129, 1130, 1131, 1132}) // the spinners with their edits
             w->Enable(id, reduce);
         w->Enable(1141, p.GetInt(explodeTo) == 3);
     }

@@ -17,12 +17,12 @@ namespace {
 
 constexpr int kMinimumHeight = 200;
 
-// The object's reader, unless it has none or a failed one.
+// The object's reader, unless it has none or a failed one. A failed one is read again first,
+// so a file that has come back since is offered at once.
 const WelkardTools::wkCacheReader* usableReader(wkCache_obj& object) {
-    wkCacheRegistryEntry* entry = theCacheRegistry.findEntryOfClient(&object.playbackRecord());
-    if (entry == nullptr || !entry->reader || entry->reader->hasError())
-        return nullptr;
-    return entry->reader.get();
+    const WelkardTools::wkCacheReader* reader =
+        theCacheRegistry.readerOfClient(&object.playbackRecord());
+    return reader != nullptr && !reader->hasError() ? reader : nullptr;
 }
 
 // ---- The node dialog's callback
@@ -57,7 +57,11 @@ public:
     bool DlgProc(TimeValue, PanelWindow& w, const PanelMessage& m) override {
         switch (m.message) {
         case WM_INITDIALOG:
-            minWidth = w.GetRect().Width();
+            // Where the template puts the controls, for the size the template has.
+            templateRect = w.GetRect();
+            for (Anchored& a : anchored)
+                a.placed = w.GetControlRect(a.id);
+            minWidth = templateRect.Width();
             w.SetTitle(request.title);
             w.SetText(D::kElementLabel, request.label);
             w.CenterOnParent();
@@ -68,13 +72,16 @@ public:
                 w.SetRect(lastDialogRect().rect);
             return true;
         case WM_SIZE: {
-            // The minimum tracking size: the initial width, and 200 high.
+            // The minimum tracking size: the initial width, and 200 high. Held there, the
+            // dialog lays itself out at the size it is held at.
             PanelRect r = w.GetRect();
             if (r.Width() < minWidth || r.Height() < kMinimumHeight) {
                 r.right = r.left + std::max(r.Width(), minWidth);
                 r.bottom = r.top + std::max(r.Height(), kMinimumHeight);
                 w.SetRect(r);
+                return true;
             }
+            layout(w);
             return true;
         }
         case WM_DESTROY:
@@ -88,6 +95,32 @@ public:
     }
 
 private:
+    // A control and the edges it keeps its distance from as the dialog is resized; the
+    // others keep theirs from the top and the left.
+    struct Anchored {
+        int id;
+        bool right;  // moves with the right edge
+        bool bottom; // moves with the bottom edge
+        bool grows;  // stretches instead of moving
+        PanelRect placed{};
+    };
+
+    void layout(PanelWindow& w) const {
+        const PanelRect r = w.GetRect();
+        const int dx = r.Width() - templateRect.Width();
+        const int dy = r.Height() - templateRect.Height();
+        for (const Anchored& a : anchored) {
+            PanelRect to = a.placed;
+            to.right += a.right ? dx : 0;
+            to.bottom += a.bottom ? dy : 0;
+            if (!a.grows) {
+                to.left += a.right ? dx : 0;
+                to.top += a.bottom ? dy : 0;
+            }
+            w.SetControlRect(a.id, to);
+        }
+    }
+
     bool command(PanelWindow& w, const PanelMessage& m) {
         switch (m.id) {
         case 1116:
@@ -197,6 +230,13 @@ private:
 
     GroupElementsRequest& request;
     int minWidth = 0;
+    PanelRect templateRect;
+    Anchored anchored[7] = {
+        {1116, false, true, false},          {1117, false, true, false},
+        {1118, false, true, false},          {IDC_OK, true, true, false},
+        {IDC_CANCEL, true, true, false},     {D::kFilterEdit, true, false, true},
+        {D::kElementList, true, true, true},
+    };
 };
 
 // ---- The group name prompt

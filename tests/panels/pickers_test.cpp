@@ -3,6 +3,8 @@
 
 #include "panels/wkCachePickers.h"
 
+#include <map>
+
 using namespace paneltest;
 
 namespace {
@@ -196,9 +198,63 @@ TEST_F(GroupPanelTest, GroupElementsDialogEmptiesTheFilterAndReopensWhereItWasLe
     EXPECT_TRUE(object->groupBrowseFilter.IsEmpty());
     EXPECT_EQ(lastDialogRect().rect, (PanelRect{10, 20, 300, 220}));
     panels.QueueDialog([](PanelDriver& d) {
-        EXPECT_EQ(d.window(1053).GetRect(), (PanelRect{10, 20, 300, 220}));
+        const HeadlessWindow& w = d.window(1053);
+        EXPECT_EQ(w.GetRect(), (PanelRect{10, 20, 300, 220}));
+        // Laid out for that size: Cancel keeps to the bottom right corner.
+        const PanelRect cancel = w.GetControlRect(IDC_CANCEL);
+        EXPECT_EQ(w.GetRect().Width() - cancel.right, 8);
+        EXPECT_EQ(w.GetRect().Height() - cancel.bottom, 6);
     });
     user.press(1086);
+}
+
+// Made 100 wider and 50 higher, the element dialog keeps its controls at their distances from
+// the edges: the list grows both ways, the filter to the right, All, None and Invert go down with
+// the bottom edge, OK and Cancel with the bottom right corner; the label stays.
+TEST_F(GroupPanelTest, TheElementDialogsControlsKeepToTheirEdgesWhenResized) {
+    struct Follow {
+        int id;
+        PanelRect by; // how far each edge moves
+    };
+    const Follow follows[] = {
+        {1053, {0, 0, 100, 50}},          {1085, {0, 0, 100, 0}}, {1116, {0, 50, 0, 50}},
+        {1117, {0, 50, 0, 50}},           {1118, {0, 50, 0, 50}}, {IDC_OK, {100, 50, 100, 50}},
+        {IDC_CANCEL, {100, 50, 100, 50}}, {1111, {0, 0, 0, 0}},
+    };
+    panels.QueueDialog([&](PanelDriver& d) {
+        HeadlessWindow& w = d.window(1053);
+        std::map<int, PanelRect> before;
+        for (const Follow& f : follows)
+            before[f.id] = w.GetControlRect(f.id);
+        const PanelRect r = w.GetRect();
+        w.SetRect({r.left, r.top, r.right + 100, r.bottom + 50});
+        for (const Follow& f : follows) {
+            const PanelRect& b = before[f.id];
+            EXPECT_EQ(w.GetControlRect(f.id),
+                      (PanelRect{b.left + f.by.left, b.top + f.by.top, b.right + f.by.right,
+                                 b.bottom + f.by.bottom}))
+                << f.id;
+        }
+        EXPECT_LT(w.GetControlRect(1116).bottom, w.GetControlRect(IDC_OK).top);
+    });
+    user.press(1110);
+}
+
+// A cache file that was missing when the object last looked is read again when the user asks
+// for its elements by name: the dialog lists them at once.
+TEST_F(PanelTest, SelectByNameReadsACacheFileThatHasComeBack) {
+    object->setFileName(host.Assets().GetAsset(wpath("late.wkc"), kAssetTypeCache));
+    object->updateCacheMesh(0);
+    dir.write("late.wkc", objtest::twoElementCache());
+    std::vector<WStr> listed;
+    panels.QueueDialog([&](PanelDriver& d) {
+        listed = d.rows(1053);
+        d.press(1116);
+        d.press(IDC_OK);
+    });
+    user.press(1110);
+    EXPECT_EQ(listed, (std::vector<WStr>{L"a", L"b"}));
+    EXPECT_EQ(object->elementSelection(), (std::set<std::uint32_t>{0, 1}));
 }
 
 TEST_F(PanelTest, PickModeAddsNodesUntilAClickHitsNothing) {

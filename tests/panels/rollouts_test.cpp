@@ -36,6 +36,16 @@ TEST_F(PanelTest, OpeningShowsTheEightRolloutsWithTheirFirstOpenDress) {
     const auto& about = panels.FindRollout(111)->Controls();
     EXPECT_EQ(about.at(0).text, WStr(L"Welkard Cache"));
     EXPECT_EQ(about.at(1).text, WStr(L"Version 1.3"));
+    // File Info names each field by the label before it.
+    const auto& info = panels.FindRollout(109)->Controls();
+    std::vector<std::pair<int, std::wstring>> fields;
+    for (std::size_t i = 1; i < info.size(); ++i)
+        if (info[i].id > 0)
+            fields.emplace_back(info[i].id, info[i - 1].text.str());
+    const std::vector<std::pair<int, std::wstring>> named{
+        {1101, L"File Size :"}, {1112, L"Mesh :"},      {1113, L"Animation :"}, {1102, L"Frames :"},
+        {1103, L"Step Size :"}, {1104, L"FrameRate :"}, {1105, L"Nodes :"}};
+    EXPECT_EQ(fields, named);
     // Nothing is selected: the group controls are off, no action shows.
     EXPECT_FALSE(user.enabled(1087));
     EXPECT_FALSE(user.visible(1075));
@@ -57,10 +67,19 @@ TEST_F(PanelTest, EnablingRulesFollowTheirParameters) {
           {1130, true},
           {1030, false},
           {1036, false}}},
-        {1037, {{1016, false}, {1014, false}, {1054, false}, {1039, true}}}, // the graph on
-        {1091, {{1092, true}, {1108, true}, {1135, true}}},                  // trigger by omni
-        {1128, {{1130, false}, {1133, false}}},                              // reduction off
-        {1140, {{1141, true}}},                                              // explode to source
+        // The graph on: a spinner's edit goes with its arrows.
+        {1037,
+         {{1016, false},
+          {1015, false},
+          {1014, false},
+          {1013, false},
+          {1017, false},
+          {1054, false},
+          {1039, true},
+          {1038, true}}},
+        {1091, {{1092, true}, {1108, true}, {1135, true}}},                   // trigger by omni
+        {1128, {{1130, false}, {1129, false}, {1131, false}, {1133, false}}}, // reduction off
+        {1140, {{1141, true}}},                                               // explode to source
         {1159, {{1030, true}, {1031, true}, {1159, true}}}, // delete faces off: hide faces on
         {1043, {{1019, false}, {1067, false}, {1020, false}, {1159, false}}}, // no cache shown
         {1050, {{1034, true}, {1036, false}}}, // don't delete enables only the check box
@@ -85,6 +104,7 @@ TEST_F(PanelTest, TheSpeedSpinnerIsOffUnderTheGraphAndKeepsItsValue) {
     wkCachePanels::updatePanels(*object, false);
     EXPECT_FALSE(user.enabled(1016));
     user.drag(1016, 7.0f); // a disabled spinner ignores the mouse
+    user.type(1015, L"7"); // and its edit the keyboard
     EXPECT_EQ(params().GetFloat(P::playSpeed), 2.5f);
     EXPECT_EQ(user.value(1016), 2.5f);
 }
@@ -114,6 +134,16 @@ TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
         EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), c.scale) << c.from << "->" << c.to;
         EXPECT_FLOAT_EQ(user.value(2017), c.scale);
     }
+}
+
+// "Update Now" builds the mesh of the current time with a fresh activation scan and shows it:
+// the views are redrawn, not left to the next thing that redraws them.
+TEST_F(PanelTest, UpdateNowRebuildsAndRedraws) {
+    loadTwoElements();
+    user.press(1090); // triggered by the gizmo: the button is enabled
+    const int redraws = host.Nodes().RedrawRequests();
+    user.press(1108);
+    EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
 }
 
 TEST_F(PanelTest, RefreshFunctionsDoNothingWithThePanelClosed) {
@@ -245,11 +275,9 @@ TEST_F(PanelTest, RangeButtonsAndDragStates) {
     EXPECT_EQ(params().GetInt(P::explodeStart), -4);
 }
 
+// The update that attaches the object to a reader shows the file's facts; nothing else asks.
 TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     loadTwoElements("two.wkc");
-    panel().updatePanels(false);
-    panel().refreshStatus(nullptr);
-    panel().refreshFileInfo();
     EXPECT_EQ(user.text(1024), WStr(L"two.wkc"));
     EXPECT_EQ(user.control(1024).tooltip, wpath("two.wkc"));
     EXPECT_EQ(user.text(1025).str().substr(0, 2), L"F:");
@@ -265,10 +293,13 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     EXPECT_EQ(user.text(1025), busy);
     object->setFileName(host.Assets().GetAsset(wpath("gone.wkc"), kAssetTypeCache));
     object->updateCacheMesh(0);
-    panel().refreshStatus(nullptr);
-    panel().refreshFileInfo();
     EXPECT_EQ(user.text(1101), WStr());
     EXPECT_EQ(user.text(1105), WStr());
+    // Loaded again through the rollout, as the user does it.
+    panels.QueueFileAnswer(wpath("two.wkc"));
+    user.press(1012);
+    object->updateCacheMesh(0);
+    EXPECT_EQ(user.text(1105), WStr(L"2"));
 }
 
 // The file is opened at the first build after it was chosen, not when it is chosen: that
