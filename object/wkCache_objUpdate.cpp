@@ -144,9 +144,6 @@ void wkCache_obj::updateCacheMesh(TimeValue t) {
     if (panelOpen) {
         const WStr text = statusTextFor(path);
         showStatus(&text);
-        // A reader newly attached brings facts that File Info has not shown yet.
-        if (isNew && panelInterface != nullptr)
-            PanelHooks().refreshFileInfo(*this);
     }
     // A file is opened at the first build after it was chosen, so that build fills File Info.
     if (isNew && panelOpen && panelInterface != nullptr)
