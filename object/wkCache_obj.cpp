@@ -10,24 +10,6 @@
 
 using namespace wkCacheParam;
 
-// Puts the node list back as it was before clearNodes.
-class wkCache_obj::NodeListRestore final : public RestoreObj {
-public:
-    NodeListRestore(wkCache_obj& object_, std::vector<INode*> before_)
-        : object(object_), before(std::move(before_)) {}
-    void Restore(bool) override {
-        IParamBlock2& block = object.params();
-        block.Delete(nodes, 0, block.Count(nodes));
-        for (INode* node : before)
-            object.appendNodeEntry(node);
-    }
-    void Redo() override { object.params().Delete(nodes, 0, object.params().Count(nodes)); }
-
-private:
-    wkCache_obj& object;
-    std::vector<INode*> before;
-};
-
 wkCache_obj::wkCache_obj(bool loading)
     : parameters(GetHost().CreateParamBlock(wkCacheParamBlockDesc(), *this)),
       gizmoControl(GetHost().NewDefaultMatrix3Controller(*this)),
@@ -267,10 +249,10 @@ std::vector<INode*> wkCache_obj::nodeList() const {
     return list;
 }
 
+// The block's own hold record brings the entries back as they were; appending them again would
+// put them through the validators on the shared description, which belong to whichever panel
+// opened last and may refuse a node this object holds.
 void wkCache_obj::clearNodes() {
-    UndoHold& hold = GetHost().Hold();
-    if (hold.Holding())
-        hold.Put(std::make_unique<NodeListRestore>(*this, nodeList()));
     parameters->Delete(nodes, 0, nodeCount());
 }
 

@@ -330,7 +330,6 @@ private:
     friend class wkCache_objCreateCallBack;
     // The node list notifications, registered while the panel is open.
     static void nodeListNotify(void* object, int code);
-    class NodeListRestore;
     class Restore_Groups;
     class Restore_Selection;
     friend class Restore_Groups;

@@ -1,7 +1,8 @@
 // Undo and redo of the object's steps as a user takes them: every state of the group list, the
 // selected group, the element selection and the elementFrames tracks comes back exactly, many
 // steps back and forth; a new file drops groups and selection as one undoable step; writes of
-// the unit lists leave a typed-in scaleUnits alone.
+// the unit lists leave a typed-in scaleUnits alone; an emptied node list comes back whole.
+#include "host/headless/HeadlessPrimitives.h"
 #include "tests/object/CacheObjectFixture.h"
 
 #include <functional>
@@ -106,6 +107,35 @@ TEST_F(ObjectUndoTest, OnlyTheUnitListChoiceSetsScaleUnits) {
     EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), 2.5f);
     object->selectScaleUnits(0, 1);
     EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), 12.0f);
+}
+
+// The validators on the shared description are those of the panel opened last, which need not
+// be this object's; they judge picks, not what undo puts back.
+TEST_F(ObjectUndoTest, AnEmptiedNodeListComesBackWholeWhateverPanelWasOpenedLast) {
+    HeadlessScene& scene = host.Nodes();
+    INode* box =
+        scene.CreateNode(L"box", scene.Add(std::make_unique<TriObject>(MakeBoxMesh(1, 1, 1))));
+    INode* ball =
+        scene.CreateNode(L"ball", scene.Add(std::make_unique<TriObject>(MakeBoxMesh(2, 2, 2))));
+    auto made = NewCacheObject(host);
+    wkCache_obj* other = made.get();
+    host.Nodes().CreateObjectNode(std::move(made));
+    object->appendNodeEntry(box);
+    object->appendNodeEntry(ball);
+    other->appendNodeEntry(box); // both objects record the box
+    other->BeginEditParams(nullptr);
+    other->EndEditParams();
+
+    host.Hold().Begin();
+    object->clearNodes();
+    host.Hold().Accept(L"Empty node list");
+    ASSERT_EQ(object->nodeCount(), 0);
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(object->nodeList(), (std::vector<INode*>{box, ball}));
+    ASSERT_TRUE(host.Hold().Redo());
+    EXPECT_EQ(object->nodeCount(), 0);
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(object->nodeList(), (std::vector<INode*>{box, ball}));
 }
 
 } // namespace
