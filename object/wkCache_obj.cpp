@@ -166,7 +166,11 @@ RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target
     } else if (p == elementFrames) {
         if (panel)
             PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
-    } else if (p == recStart || p == recEnd || p == explodeStart || p == explodeEnd) {
+    } else if ((p == recStart || p == recEnd || p == explodeStart || p == explodeEnd) &&
+               !GetHost().Hold().RestoreOrRedoing()) {
+        // Undo and redo put each end back through its own record; coupling here would change
+        // the other end before its record is replayed, and the record would keep that value
+        // for the redo.
         coupleRange(p);
     }
     return REF_SUCCEED;

@@ -27,6 +27,24 @@ TEST_F(ObjectLifecycleTest, CloneKeepsGroupsSelectionAndSettings) {
     EXPECT_TRUE(wkCache_obj::SubAnimName(0).IsEmpty());
 }
 
+// A host clones inside its own hold. The block the copy is born with is replaced at once, so
+// nothing written to it may be held: undo would write into a block that is gone.
+TEST_F(ObjectLifecycleTest, ACloneMadeInAHoldUndoesAndRedoes) {
+    params().SetValue(P::recEnd, 0, 77);
+    host.Hold().Begin();
+    const auto copy = object->Clone();
+    host.Hold().Accept(L"Clone");
+    ASSERT_EQ(host.Hold().NumUndoSteps(), 0) << "the clone held a write to its discarded block";
+    host.Hold().Begin();
+    copy->params().SetValue(P::recEnd, 0, 50);
+    host.Hold().Accept(L"Set");
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(copy->params().GetInt(P::recEnd), 77);
+    ASSERT_TRUE(host.Hold().Redo());
+    EXPECT_EQ(copy->params().GetInt(P::recEnd), 50);
+    EXPECT_EQ(params().GetInt(P::recEnd), 77);
+}
+
 TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {
     // Each step: drag state, the other end at drag start, which end is written, its value;
     // then the range.

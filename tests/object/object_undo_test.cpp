@@ -138,4 +138,34 @@ TEST_F(ObjectUndoTest, AnEmptiedNodeListComesBackWholeWhateverPanelWasOpenedLast
     EXPECT_EQ(object->nodeList(), (std::vector<INode*>{box, ball}));
 }
 
+// A coupled range end is held along with the written one; undo and redo put both back as they
+// were, whichever end was written and whichever range.
+TEST_F(ObjectUndoTest, ACoupledRangeComesBackWholeThroughUndoAndRedo) {
+    const struct {
+        ParamID start, end, written;
+        int value;
+    } cases[] = {
+        {P::recStart, P::recEnd, P::recStart, 25}, // pushes the end
+        {P::recStart, P::recEnd, P::recEnd, 5},    // pulls the start
+        {P::explodeStart, P::explodeEnd, P::explodeStart, 25},
+        {P::explodeStart, P::explodeEnd, P::explodeEnd, 5},
+    };
+    for (const auto& c : cases) {
+        params().SetValue(c.end, 0, 20);
+        params().SetValue(c.start, 0, 10);
+        host.Hold().Begin();
+        params().SetValue(c.written, 0, c.value);
+        host.Hold().Accept(L"range");
+        const std::pair<int, int> changed{params().GetInt(c.start), params().GetInt(c.end)};
+        ASSERT_EQ(changed, std::make_pair(c.value, c.value));
+        ASSERT_TRUE(host.Hold().Undo());
+        EXPECT_EQ(std::make_pair(params().GetInt(c.start), params().GetInt(c.end)),
+                  std::make_pair(10, 20))
+            << "undo of writing " << c.value;
+        ASSERT_TRUE(host.Hold().Redo());
+        EXPECT_EQ(std::make_pair(params().GetInt(c.start), params().GetInt(c.end)), changed)
+            << "redo of writing " << c.value;
+    }
+}
+
 } // namespace
