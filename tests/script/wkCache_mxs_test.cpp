@@ -94,6 +94,21 @@ TEST_F(ScriptCallTest, ReduceKeysPassesOverNullNodesAndControllers) {
             Value(true));
 }
 
+// A file that was missing at the object's update and has come since is printed with its data,
+// as every other lookup of the registry reloads a failed reader.
+TEST_F(CacheObjectTest, DebugPrintReloadsAFailedReader) {
+    useFile(dir.file("later.wkc").string());
+    object->updateCacheMesh(0);
+    dir.write("later.wkc", objtest::twoElementCache());
+    host.Listener().Clear();
+    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
+    FPValue result;
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnDebugPrint, 0, result, FPParams()), FPS_OK);
+    const std::wstring printed = host.Listener().Text().str();
+    EXPECT_NE(printed.find(L"\tNumber of Frames : 3\n"), std::wstring::npos) << printed;
+    EXPECT_NE(printed.find(L"\tObjects          : 2\n"), std::wstring::npos) << printed;
+}
+
 TEST(ScriptValueText, AsTheScriptPrintsIt) {
     const struct {
         Value value;
