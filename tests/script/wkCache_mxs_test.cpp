@@ -4,10 +4,12 @@
 #include "host/ScriptError.h"
 #include "script/wkCache_mxs.h"
 #include "tests/object/CacheObjectFixture.h"
+#include "tests/panels/PanelFixture.h"
 
 namespace {
 
 using objtest::CacheObjectTest;
+using paneltest::PanelTest;
 
 TEST(WkCacheFnsDesc, IdsTypesAndKeywordDefaults) {
     const FPInterfaceDesc& d = wkCache_mxs::Desc();
@@ -107,6 +109,21 @@ TEST_F(CacheObjectTest, DebugPrintReloadsAFailedReader) {
     const std::wstring printed = host.Listener().Text().str();
     EXPECT_NE(printed.find(L"\tNumber of Frames : 3\n"), std::wstring::npos) << printed;
     EXPECT_NE(printed.find(L"\tObjects          : 2\n"), std::wstring::npos) << printed;
+}
+
+// A script's choice of group shows in an open panel: the list marks the group whose settings
+// the controls show.
+TEST_F(PanelTest, ScriptSelectedGroupIsMarkedInThePanelList) {
+    loadTwoElements();
+    ASSERT_TRUE(object->addGroup(L"A"));
+    ASSERT_TRUE(object->addGroup(L"B"));
+    ASSERT_EQ(user.selected(1070), 1);
+    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
+    FPValue result;
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnSetSelectedGroup, 0, result,
+                        FPParams({{FPT_STRING, Value(WStr(L"A"))}})),
+              FPS_OK);
+    EXPECT_EQ(user.selected(1070), 0);
 }
 
 TEST(ScriptValueText, AsTheScriptPrintsIt) {
