@@ -87,6 +87,13 @@ TEST_F(ScriptCallTest, SelectionAndGroupStepsRedrawAndHoldOnlyChanges) {
     EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 4);
 }
 
+TEST_F(ScriptCallTest, KeywordsMatchWithoutRegardToCase) {
+    // Script names ignore case, the names of keyword arguments as well as of functions.
+    EXPECT_EQ(call(L"GETELEMENTNAMES", {}, {{L"PATTERN", Value(L"b")}}).ToScriptText(),
+              WStr(L"#(#(1, \"b\"))"));
+    EXPECT_THROW(call(L"getElementNames", {}, {{L"patterns", Value(L"b")}}), ScriptError);
+}
+
 TEST_F(ScriptCallTest, ReduceKeysPassesOverNullNodesAndControllers) {
     const Value nulls(
         Value::Array{Value(static_cast<INode*>(nullptr)), Value(ScriptController{nullptr})});
