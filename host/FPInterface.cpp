@@ -209,7 +209,7 @@ Value CallFunction(FPInterface& fp, const WStr& name, TimeValue t,
         if (!p.keyword)
             given = positional[next++];
         for (std::size_t k = 0; k < keywords.size() && p.keyword; ++k)
-            if (keywords[k].first == p.name) {
+            if (sameName(keywords[k].first, p.name)) {
                 given = keywords[k].second;
                 used[k] = true;
             }

@@ -151,9 +151,10 @@ public:
 class FPMixinInterface : public FPInterface {};
 
 // Calls a function of `fp` by its name as a script does: `positional` fills the arguments that
-// are not keyword arguments, in order; `keywords` gives keyword arguments by name, the others
-// take their defaults. Each argument is converted to its declared type. A wrong count, an
-// unknown name or keyword, or a value without the declared form raises ScriptError.
+// are not keyword arguments, in order; `keywords` gives keyword arguments by name, in any case
+// as every script name, the others take their defaults. Each argument is converted to its
+// declared type. A wrong count, an unknown name or keyword, or a value without the declared
+// form raises ScriptError.
 Value CallFunction(FPInterface& fp, const WStr& name, TimeValue t,
                    const std::vector<Value>& positional,
                    const std::vector<std::pair<WStr, Value>>& keywords);

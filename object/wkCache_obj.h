@@ -180,8 +180,8 @@ public:
     bool renameGroup(const WStr& name, const WStr& newName);
     // direction < 0 moves the group up the list, > 0 down.
     bool moveGroup(const WStr& name, int direction);
-    // Selects the group and refreshes an open panel's group controls; false if it does not
-    // exist or is selected already.
+    // Selects the group and refreshes an open panel's group list and controls; false if it does
+    // not exist or is selected already.
     bool selectGroup(const WStr& name);
     // The settings of the Per-Element Control rollout and of scripts (wkCache_objGroupSettings).
     bool setGroupEnabled(const WStr& name, bool on);

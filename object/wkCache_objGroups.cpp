@@ -142,7 +142,9 @@ bool wkCache_obj::selectGroup(const WStr& name) {
     const int index = playback->groups.find(name);
     if (index < 0 || !playback->groups.setSelected(index))
         return false;
+    // The list marks the new group too, not only the controls: the panel's own choice comes
+    // from the list, a script's does not.
     if (panelOpen && panelInterface != nullptr)
-        PanelHooks().refreshGroupControls(*this, GetHost().Time().GetTime());
+        PanelHooks().refreshGroupList(*this);
     return true;
 }

@@ -209,7 +209,8 @@ void debugPrint() {
         out.Print(text);
     };
     for (const auto& [path, entry] : theCacheRegistry.entries()) {
-        const wkCacheReader* reader = entry->reader.get();
+        // Through the entry, which reloads a failed reader: a file that has come since shows.
+        const wkCacheReader* reader = entry->entryReader();
         line(L"Cache File : \"%s\"\n", path.data());
         const auto size = [](std::int64_t bytes) {
             return WelkardTools::FormatCacheSize(static_cast<std::uint64_t>(bytes < 0 ? 0 : bytes));

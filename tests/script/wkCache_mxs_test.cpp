@@ -4,10 +4,12 @@
 #include "host/ScriptError.h"
 #include "script/wkCache_mxs.h"
 #include "tests/object/CacheObjectFixture.h"
+#include "tests/panels/PanelFixture.h"
 
 namespace {
 
 using objtest::CacheObjectTest;
+using paneltest::PanelTest;
 
 TEST(WkCacheFnsDesc, IdsTypesAndKeywordDefaults) {
     const FPInterfaceDesc& d = wkCache_mxs::Desc();
@@ -85,6 +87,13 @@ TEST_F(ScriptCallTest, SelectionAndGroupStepsRedrawAndHoldOnlyChanges) {
     EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 4);
 }
 
+TEST_F(ScriptCallTest, KeywordsMatchWithoutRegardToCase) {
+    // Script names ignore case, the names of keyword arguments as well as of functions.
+    EXPECT_EQ(call(L"GETELEMENTNAMES", {}, {{L"PATTERN", Value(L"b")}}).ToScriptText(),
+              WStr(L"#(#(1, \"b\"))"));
+    EXPECT_THROW(call(L"getElementNames", {}, {{L"patterns", Value(L"b")}}), ScriptError);
+}
+
 TEST_F(ScriptCallTest, ReduceKeysPassesOverNullNodesAndControllers) {
     const Value nulls(
         Value::Array{Value(static_cast<INode*>(nullptr)), Value(ScriptController{nullptr})});
@@ -92,6 +101,36 @@ TEST_F(ScriptCallTest, ReduceKeysPassesOverNullNodesAndControllers) {
         EXPECT_EQ(
             call(L"reduceKeys", {controller, Value(Interval(0, 320)), Value(ScriptTime{160})}),
             Value(true));
+}
+
+// A file that was missing at the object's update and has come since is printed with its data,
+// as every other lookup of the registry reloads a failed reader.
+TEST_F(CacheObjectTest, DebugPrintReloadsAFailedReader) {
+    useFile(dir.file("later.wkc").string());
+    object->updateCacheMesh(0);
+    dir.write("later.wkc", objtest::twoElementCache());
+    host.Listener().Clear();
+    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
+    FPValue result;
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnDebugPrint, 0, result, FPParams()), FPS_OK);
+    const std::wstring printed = host.Listener().Text().str();
+    EXPECT_NE(printed.find(L"\tNumber of Frames : 3\n"), std::wstring::npos) << printed;
+    EXPECT_NE(printed.find(L"\tObjects          : 2\n"), std::wstring::npos) << printed;
+}
+
+// A script's choice of group shows in an open panel: the list marks the group whose settings
+// the controls show.
+TEST_F(PanelTest, ScriptSelectedGroupIsMarkedInThePanelList) {
+    loadTwoElements();
+    ASSERT_TRUE(object->addGroup(L"A"));
+    ASSERT_TRUE(object->addGroup(L"B"));
+    ASSERT_EQ(user.selected(1070), 1);
+    auto& fp = *static_cast<FPInterface*>(object->GetInterface(WK_CACHE_FNS_INTERFACE));
+    FPValue result;
+    ASSERT_EQ(fp.Invoke(wkCache_mxs::fnSetSelectedGroup, 0, result,
+                        FPParams({{FPT_STRING, Value(WStr(L"A"))}})),
+              FPS_OK);
+    EXPECT_EQ(user.selected(1070), 0);
 }
 
 TEST(ScriptValueText, AsTheScriptPrintsIt) {
