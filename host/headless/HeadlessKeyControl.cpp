@@ -224,10 +224,17 @@ template <class Traits> void HeadlessKeyControl<Traits>::DeleteKeyByIndex(int in
 }
 
 template <class Traits> void HeadlessKeyControl<Traits>::insertKey(const Key& key) {
+    // The turn comes back from the key after it in time, which a delete handed it to; keys
+    // written out of order are not in time order here.
+    Key* next = nullptr;
+    for (Key& k : keys) {
+        if (k.time > key.time && (next == nullptr || k.time < next->time))
+            next = &k;
+    }
+    if (next != nullptr)
+        takeBackTurn(next->val, key.val);
     const auto at =
         std::find_if(keys.begin(), keys.end(), [&key](const Key& k) { return k.time > key.time; });
-    if (at != keys.end())
-        takeBackTurn(at->val, key.val);
     keys.insert(at, key);
 }
 

@@ -92,7 +92,7 @@ private:
         HeadlessRevision::Changed();
     }
     void rebuild() const;
-    // Inserts a key in time order, taking its turn from the key after it.
+    // Inserts a key before the first later one, taking its turn from the key after it in time.
     void insertKey(const Key& key);
 
     std::vector<Key> keys;

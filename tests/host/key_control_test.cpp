@@ -38,23 +38,31 @@ TEST(KeyControl, TurnsBeyondHalfARevolutionAreFollowedAllTheWay) {
 }
 
 TEST(KeyControl, ARotationKeyTakenOutAndPastedBackChangesNothing) {
-    HeadlessRotationKeyControl c;
-    for (const ITCBRotKey& k : {turn(0, {0, 0, 1}, 30), turn(100, {0, 0, 1}, 200),
-                                turn(200, {1, 0, 0}, 90), turn(300, {0, 1, 0}, -45)})
-        c.AppendKey(&k);
-    const Quat lastBefore = c.ValueAt(300), midBefore = c.ValueAt(150);
-    const Interval at(100, 100);
-    const auto piece = c.CopyTrack(at, TIME_INCLEFT | TIME_INCRIGHT);
-    c.DeleteKeyByIndex(c.GetKeyIndex(100));
-    ASSERT_EQ(c.NumKeys(), 3);
-    // The keys after it keep their orientation.
-    expectSameRotation(c.ValueAt(200), Quat(AngAxis(Point3(1, 0, 0), 90 * kDegree)) *
-                                           Quat(AngAxis(Point3(0, 0, 1), 230 * kDegree)));
-    expectSameRotation(c.ValueAt(300), lastBefore);
-    c.PasteTrack(piece.get(), at, TIME_INCLEFT | TIME_INCRIGHT);
-    ASSERT_EQ(c.NumKeys(), 4);
-    expectSameRotation(c.ValueAt(150), midBefore);
-    expectSameRotation(c.ValueAt(300), lastBefore);
+    const ITCBRotKey keys[] = {turn(0, {0, 0, 1}, 30), turn(100, {0, 0, 1}, 200),
+                               turn(200, {1, 0, 0}, 90), turn(300, {0, 1, 0}, -45)};
+    // Keys as written, unsorted too (a scene file may list them so): the turn goes to the key
+    // after in time and comes back from it.
+    for (const std::vector<int>& order : {std::vector{0, 1, 2, 3}, std::vector{3, 1, 0, 2}}) {
+        SCOPED_TRACE(order[0]);
+        HeadlessRotationKeyControl c;
+        for (const int i : order)
+            c.AppendKey(&keys[i]);
+        const Quat lastBefore = c.ValueAt(300), midBefore = c.ValueAt(150);
+        const Interval at(100, 100);
+        const auto piece = c.CopyTrack(at, TIME_INCLEFT | TIME_INCRIGHT);
+        c.DeleteKeyByIndex(c.GetKeyIndex(100));
+        ASSERT_EQ(c.NumKeys(), 3);
+        // The keys after it keep their orientation.
+        expectSameRotation(c.ValueAt(200), Quat(AngAxis(Point3(1, 0, 0), 90 * kDegree)) *
+                                               Quat(AngAxis(Point3(0, 0, 1), 230 * kDegree)));
+        expectSameRotation(c.ValueAt(300), lastBefore);
+        c.PasteTrack(piece.get(), at, TIME_INCLEFT | TIME_INCRIGHT);
+        ASSERT_EQ(c.NumKeys(), 4);
+        expectSameRotation(c.ValueAt(150), midBefore);
+        expectSameRotation(c.ValueAt(200), Quat(AngAxis(Point3(1, 0, 0), 90 * kDegree)) *
+                                               Quat(AngAxis(Point3(0, 0, 1), 230 * kDegree)));
+        expectSameRotation(c.ValueAt(300), lastBefore);
+    }
 }
 
 TEST(KeyControl, KeysWrittenOutOfOrderAreReadInTimeOrder) {
