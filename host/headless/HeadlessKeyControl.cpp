@@ -206,6 +206,17 @@ template <class Traits> int HeadlessKeyControl<Traits>::GetKeyIndex(TimeValue t)
     return -1;
 }
 
+template <class Traits>
+typename HeadlessKeyControl<Traits>::Key* HeadlessKeyControl<Traits>::nextInTime(TimeValue t) {
+    // Keys written out of order are not in time order in the list.
+    Key* next = nullptr;
+    for (Key& key : keys) {
+        if (key.time > t && (next == nullptr || key.time < next->time))
+            next = &key;
+    }
+    return next;
+}
+
 template <class Traits> void HeadlessKeyControl<Traits>::DeleteKeyByIndex(int index) {
     if (index < 0 || index >= NumKeys())
         return;
@@ -213,25 +224,14 @@ template <class Traits> void HeadlessKeyControl<Traits>::DeleteKeyByIndex(int in
     if (keys.size() == 1)
         held = ValueAt(removed.time);
     keys.erase(keys.begin() + index);
-    Key* next = nullptr;
-    for (Key& key : keys) {
-        if (key.time > removed.time && (next == nullptr || key.time < next->time))
-            next = &key;
-    }
-    if (next != nullptr)
+    if (Key* next = nextInTime(removed.time))
         handOverTurn(next->val, removed.val);
     changed();
 }
 
 template <class Traits> void HeadlessKeyControl<Traits>::insertKey(const Key& key) {
-    // The turn comes back from the key after it in time, which a delete handed it to; keys
-    // written out of order are not in time order here.
-    Key* next = nullptr;
-    for (Key& k : keys) {
-        if (k.time > key.time && (next == nullptr || k.time < next->time))
-            next = &k;
-    }
-    if (next != nullptr)
+    // The turn comes back from the key after it in time, which a delete handed it to.
+    if (Key* next = nextInTime(key.time))
         takeBackTurn(next->val, key.val);
     const auto at =
         std::find_if(keys.begin(), keys.end(), [&key](const Key& k) { return k.time > key.time; });

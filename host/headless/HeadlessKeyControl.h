@@ -94,6 +94,8 @@ private:
     void rebuild() const;
     // Inserts a key before the first later one, taking its turn from the key after it in time.
     void insertKey(const Key& key);
+    // The earliest key later than t, or null.
+    Key* nextInTime(TimeValue t);
 
     std::vector<Key> keys;
     Value held{};
