@@ -59,9 +59,13 @@ void setKeyCount(MadeElement& made, int n) {
 void writeKeys(MadeElement& made, int k, TimeValue t, const Matrix3& tm) {
     AffineParts parts;
     decomp_affine(tm, &parts);
-    // Rotation keys hold the turn from the key before.
-    const Quat relative = parts.q / made.previousRotation;
-    made.previousRotation = parts.q;
+    // Rotation keys hold the turn from the key before. The decomposition hands out either sign
+    // of a rotation; taken towards the one before, the turn is the short one, as playback
+    // blends samples, and not the same turn the long way round.
+    Quat q = parts.q;
+    q.MakeClosest(made.previousRotation);
+    const Quat relative = q / made.previousRotation;
+    made.previousRotation = q;
     const Point3 scale = 0.0f > parts.f ? -parts.k : parts.k;
 
     ITCBPoint3Key position;

@@ -3,6 +3,8 @@
 #include "explode/ExplodeToObjects.h"
 #include "tests/object/CacheObjectFixture.h"
 
+#include <cmath>
+
 namespace {
 
 using namespace objtest;
@@ -120,6 +122,35 @@ TEST_F(ExplodeTest, EscapeTakesEveryNewNodeAway) {
     EXPECT_EQ(nodes.Count(), 0);
     EXPECT_EQ(host.Nodes().Nodes().size(), 1u); // the cache's own node
     EXPECT_EQ(newSteps(), 0);
+}
+
+// An element turning 60 degrees a sample, on past a whole revolution. The decomposition hands
+// out either sign of a rotation, so a turn from one key to the next read as it comes may be the
+// long way round (300 degrees back); the nodes must turn as the cache plays, the short way.
+using ExplodeTurnTest = CacheObjectTest;
+
+TEST_F(ExplodeTurnTest, TurnsTakeTheShortWayBetweenKeys) {
+    constexpr float kDegree = 3.14159265f / 180.0f;
+    CacheSpec spec;
+    spec.nodes = {triangleNode("spin")};
+    for (int k = 0; k < 9; ++k) {
+        SampleSpec s;
+        const float a = static_cast<float>(k) * 60.0f * kDegree;
+        s.m = {std::cos(a), std::sin(a), 0, -std::sin(a), std::cos(a), 0, 0, 0, 1, 0, 0, 0};
+        spec.samples.push_back({s});
+    }
+    useFile(dir.write("spin.wkc", buildCache(spec)));
+    INodeTab nodes;
+    ASSERT_EQ(ExplodeToObjects(*object, Interval(0, 8 * 160), 160, nodes, nullptr, false, false, 0,
+                               0.02f, true),
+              1);
+    ASSERT_EQ(nodes.Count(), 1);
+    for (int k = 0; k < 8; ++k) {
+        const float a = (static_cast<float>(k) * 60.0f + 30.0f) * kDegree; // halfway
+        const Point3 x = nodes[0]->GetNodeTM(k * 160 + 80).GetRow(0);
+        EXPECT_NEAR(x.x, std::cos(a), 1e-4f) << "after key " << k;
+        EXPECT_NEAR(x.y, std::sin(a), 1e-4f) << "after key " << k;
+    }
 }
 
 } // namespace
