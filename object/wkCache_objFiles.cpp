@@ -86,7 +86,12 @@ void wkCache_obj::reloadCacheFile() {
     const WStr path = resolvedFilePath();
     if (path.IsEmpty() || !theCacheRegistry.containsCache(path))
         return;
-    invalidateClientsOf(path, true);
+    // The reader goes with its entry, so that the next update of every object on the file reads
+    // it as it is now: a reader never looks at its file again by itself.
+    for (wkCachePlaybackState* client : theCacheRegistry.evictCache(path))
+        if (client->owner != nullptr && client->owner != this)
+            client->owner->invalidateElements();
+    invalidateElements();
     notifyDependents(PART_GEOM, REFMSG_CHANGE);
     if (panelOpen && panelInterface != nullptr)
         PanelHooks().updatePanels(*this, false);
