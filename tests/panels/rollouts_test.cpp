@@ -5,6 +5,8 @@
 #include "cachefile/wkCacheSizeText.h"
 #include "panels/wkCacheDialogs.h"
 
+#include <functional>
+
 using namespace paneltest;
 
 namespace {
@@ -201,6 +203,61 @@ TEST_F(PanelTest, RemoveObeysMarksAndShift) {
     }
     ASSERT_TRUE(host.Hold().Undo());
     EXPECT_EQ(object->nodeCount(), 3);
+}
+
+// Each way of changing the list is one undo step, and the list box shows the table as the undo
+// and the redo leave it.
+TEST_F(PanelTest, TheNodeListShowsWhatUndoAndRedoLeave) {
+    struct Case {
+        const char* what;
+        std::function<void()> act;
+        std::vector<WStr> after;
+    };
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    HeadlessNode* c = boxNode("c");
+    const Case cases[] = {
+        {"pick",
+         [&] {
+             user.press(1005);
+             user.clickNode(c);
+             user.clickNode(nullptr);
+         },
+         {L"a", L"b", L"c"}},
+        {"the node dialog",
+         [&] {
+             panels.QueueNodeAnswer(std::vector<INode*>{c});
+             user.press(1006);
+         },
+         {L"a", L"b", L"c"}},
+        {"SHIFT+Add",
+         [&] {
+             c->SetSelected(true);
+             user.press(1006, true);
+             c->SetSelected(false);
+         },
+         {L"a", L"b", L"c"}},
+        {"remove the marked",
+         [&] {
+             user.mark(1004, {0});
+             user.press(1007);
+         },
+         {L"b"}},
+        {"empty the list", [&] { user.press(1007, true); }, {}},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        params().Delete(P::nodes, 0, params().Count(P::nodes));
+        object->appendNodeEntry(a);
+        object->appendNodeEntry(b);
+        panel().refreshNodeList();
+        k.act();
+        EXPECT_EQ(user.rows(1004), k.after);
+        ASSERT_TRUE(host.Hold().Undo());
+        EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
+        ASSERT_TRUE(host.Hold().Redo());
+        EXPECT_EQ(user.rows(1004), k.after);
+    }
 }
 
 TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
