@@ -163,6 +163,12 @@ template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const
     const bool shift = GetHost().Panels().ShiftHeld();
     switch (m.id) {
     case D::kPickButton: {
+        // The button is down while its mode runs: pressed again, it comes up and ends the mode
+        // (starting the mode anew would keep it down for good).
+        if (!w.GetCheck(D::kPickButton)) {
+            GetHost().Panels().SetPickMode(nullptr);
+            return true;
+        }
         wkCachePick& pick = wkCachePick::instance();
         pick.object = &object;
         GetHost().Panels().SetPickMode(&pick);

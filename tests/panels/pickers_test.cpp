@@ -317,6 +317,12 @@ TEST_F(PanelTest, PickModeAddsNodesUntilAClickHitsNothing) {
     EXPECT_EQ(lastUndo(), WStr(L"Add node"));
     EXPECT_FALSE(user.checked(1005));
     EXPECT_TRUE(panels.Prompts().empty());
+    // Pressing the pressed button ends the mode as well.
+    user.press(1005);
+    user.press(1005);
+    EXPECT_EQ(panels.PickMode(), nullptr);
+    EXPECT_FALSE(user.checked(1005));
+    EXPECT_TRUE(panels.Prompts().empty());
 }
 
 TEST_F(PanelTest, NodeDialogOffersOnlyWhatTheListTakesAndAppendsTheChoice) {
