@@ -5,8 +5,8 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
+#include "object/wkCacheTexts.h"
 
 using namespace wkCacheParam;
 
@@ -86,7 +86,11 @@ void wkCache_obj::reloadCacheFile() {
     const WStr path = resolvedFilePath();
     if (path.IsEmpty() || !theCacheRegistry.containsCache(path))
         return;
-    invalidateClientsOf(path, true);
+    // The reader goes, so that the next build of each object reads the file as it is now: a
+    // reader keeps serving what it loaded, and a file written over since would not show.
+    for (wkCachePlaybackState* client : theCacheRegistry.evictCache(path))
+        if (client->owner != nullptr)
+            client->owner->invalidateElements();
     notifyDependents(PART_GEOM, REFMSG_CHANGE);
     if (panelOpen && panelInterface != nullptr)
         PanelHooks().updatePanels(*this, false);

@@ -359,6 +359,28 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     EXPECT_EQ(user.text(1105), WStr(L"2"));
 }
 
+// Reload reads the file again: a cache written over the loaded one shows in the mesh and in File
+// Info at the next build, for every object on the file.
+TEST_F(PanelTest, ReloadReadsTheFileAgainForEveryObjectOnIt) {
+    loadTwoElements("take.wkc");
+    auto other = std::make_unique<wkCache_obj>();
+    other->setFileName(params().GetAssetUser(P::fileName));
+    other->updateCacheMesh(0);
+    cachetest::CacheSpec spec;
+    spec.nodes = {cachetest::triangleNode("a"), cachetest::triangleNode("b"),
+                  cachetest::triangleNode("c")};
+    spec.samples = {
+        {cachetest::moved(0, 0, 0), cachetest::moved(0, 0, 0), cachetest::moved(0, 0, 0)}};
+    dir.write("take.wkc", cachetest::buildCache(spec));
+    user.press(1028);
+    object->updateCacheMesh(0);
+    other->updateCacheMesh(0);
+    EXPECT_EQ(user.text(1105), WStr(L"3"));
+    EXPECT_EQ(user.text(1102), WStr(L"1"));
+    EXPECT_EQ(object->getMesh().getNumFaces(), 3);
+    EXPECT_EQ(other->getMesh().getNumFaces(), 3);
+}
+
 // The file is opened at the first build after it was chosen, not when it is chosen: that
 // build fills the File Info rollout, with no other refresh.
 TEST_F(PanelTest, FileInfoFillsAtTheFirstBuildOfANewFile) {
