@@ -64,7 +64,8 @@ bool wkCache_obj::newCacheFile() {
 }
 
 bool wkCache_obj::loadCacheFile() {
-    AssetUser chosen;
+    // The dialog opens at the loaded file, if there is one.
+    AssetUser chosen = fileName();
     if (!PanelHooks().chooseCacheFileToOpen(*this, chosen))
         return false;
     setFileNameStep(*this, chosen);

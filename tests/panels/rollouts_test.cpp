@@ -359,6 +359,20 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     EXPECT_EQ(user.text(1105), WStr(L"2"));
 }
 
+// Load.. opens at the loaded file, New.. suggests it; both leave it as it is when cancelled.
+TEST_F(PanelTest, TheFileDialogsOfLoadAndNewStartAtTheLoadedFile) {
+    loadTwoElements("two.wkc");
+    for (const int button : {1012, 1026}) {
+        SCOPED_TRACE(button);
+        const int steps = host.Hold().NumUndoSteps();
+        panels.QueueFileAnswer(std::nullopt);
+        user.press(button);
+        EXPECT_EQ(panels.FileDialogs().back().fileName, wpath("two.wkc"));
+        EXPECT_EQ(user.text(1024), WStr(L"two.wkc"));
+        EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    }
+}
+
 // Reload reads the file again: a cache written over the loaded one shows in the mesh and in File
 // Info at the next build, for every object on the file.
 TEST_F(PanelTest, ReloadReadsTheFileAgainForEveryObjectOnIt) {
