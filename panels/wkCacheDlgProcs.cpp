@@ -348,7 +348,8 @@ void wkCacheDlgProc_groups::spinner(TimeValue t, PanelWindow& w, const PanelMess
     case CC_SPINNER_BUTTONDOWN:
         hold.Begin();
         // An empty step puts the list as it stands; the drag changes it without holding. The
-        // frame is held by the parameter block as the drag writes it.
+        // frame's drag needs the hold as well: the parameter block keeps its records of the
+        // writes only while one is open, and without it the drag could not be undone.
         if (!frame)
             object.groupOperation(
                 s->label, [] { return true; }, false);
