@@ -51,5 +51,7 @@ inline constexpr const wchar_t* kUnloadCache = L"Unload Cache";                /
 inline constexpr const wchar_t* kSetFilename = L"Set Filename";                // 146
 inline constexpr const wchar_t* kMoveGroup = L"Move Group";                    // 149
 inline constexpr const wchar_t* kApplyMaterials = L"Apply Material(s)";        // 157
+// The label of elementFrames, which names a change of a group's frame.
+inline constexpr const wchar_t* kGroupFrames = L"Group Frames"; // 86
 
 } // namespace wkCacheTexts

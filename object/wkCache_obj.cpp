@@ -103,7 +103,9 @@ RefResult wkCache_obj::NotifyRefChanged(const Interval&, ReferenceTarget* target
     if (!fromGizmo && p == nodes) {
         if (!panelOpen || nodeListSuspended)
             return REF_STOP;
-        if (!GetHost().Hold().RestoreOrRedoing() && panelInterface != nullptr)
+        // Undo and redo change the table as well, and no later message tells the list: it is
+        // refreshed in the restore too, or it would show the entries from before the undo.
+        if (panelInterface != nullptr)
             PanelHooks().refreshNodeList(*this);
         return REF_SUCCEED;
     }

@@ -5,8 +5,8 @@
 
 #include "cachefile/wkCacheRegistry.h"
 #include "host/Host.h"
-#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
+#include "object/wkCacheTexts.h"
 
 using namespace wkCacheParam;
 
@@ -64,7 +64,8 @@ bool wkCache_obj::newCacheFile() {
 }
 
 bool wkCache_obj::loadCacheFile() {
-    AssetUser chosen;
+    // The dialog opens at the loaded file, if there is one.
+    AssetUser chosen = fileName();
     if (!PanelHooks().chooseCacheFileToOpen(*this, chosen))
         return false;
     setFileNameStep(*this, chosen);
@@ -86,12 +87,12 @@ void wkCache_obj::reloadCacheFile() {
     const WStr path = resolvedFilePath();
     if (path.IsEmpty() || !theCacheRegistry.containsCache(path))
         return;
-    // The reader goes with its entry, so that the next update of every object on the file reads
-    // it as it is now: a reader never looks at its file again by itself.
+    // The reader goes, so that the next build of each object reads the file as it is now: a
+    // reader keeps serving what it loaded, and a file written over since would not show.
     for (wkCachePlaybackState* client : theCacheRegistry.evictCache(path))
         if (client->owner != nullptr && client->owner != this)
             client->owner->invalidateElements();
-    invalidateElements();
+    invalidateElements(); // also before its first build on the file
     notifyDependents(PART_GEOM, REFMSG_CHANGE);
     if (panelOpen && panelInterface != nullptr)
         PanelHooks().updatePanels(*this, false);

@@ -163,6 +163,12 @@ template <> bool wkCacheDlgProc_writer::DlgProc(TimeValue, PanelWindow& w, const
     const bool shift = GetHost().Panels().ShiftHeld();
     switch (m.id) {
     case D::kPickButton: {
+        // The button is down while its mode runs: pressed again, it comes up and ends the mode
+        // (starting the mode anew would keep it down for good).
+        if (!w.GetCheck(D::kPickButton)) {
+            GetHost().Panels().SetPickMode(nullptr);
+            return true;
+        }
         wkCachePick& pick = wkCachePick::instance();
         pick.object = &object;
         GetHost().Panels().SetPickMode(&pick);
@@ -233,8 +239,9 @@ constexpr GroupSpinner kGroupSpinners[] = {
     {1149, 1148, 0.0f, 9999999.0f, wkCacheTexts::kGroupAge},
     {1146, 1145, 0.0f, 9999999.0f, wkCacheTexts::kGroupDistance},
     {1143, 1142, -9999999.0f, 9999999.0f, wkCacheTexts::kGroupOffset},
-    {D::kFrameSpinner, 1074, -9999999.0f, 9999999.0f,
-     nullptr}, // the frame: elementFrames has its own undo
+    // The frame: elementFrames, whose block holds the change; the drag is named by the block's
+    // label of it.
+    {D::kFrameSpinner, 1074, -9999999.0f, 9999999.0f, wkCacheTexts::kGroupFrames},
     {1077, 1076, 1.0f, 99.0f, wkCacheTexts::kGroupMatID},
 };
 
@@ -336,21 +343,28 @@ void wkCacheDlgProc_groups::spinner(TimeValue t, PanelWindow& w, const PanelMess
     wkCacheGroupList& groups = object.playbackRecord().groups;
     wkCacheGroup* group = selectedGroup(object);
     const float value = w.GetSpinnerValue(s->spinner);
-    if (s->spinner == D::kFrameSpinner) {
-        if (group != nullptr && (m.message == CC_SPINNER_CHANGE || m.message == WM_CUSTEDIT_ENTER))
-            object.params().SetValue(elementFrames, t, value, groups.selected());
-        return;
-    }
+    const bool frame = s->spinner == D::kFrameSpinner;
     switch (m.message) {
     case CC_SPINNER_BUTTONDOWN:
         hold.Begin();
-        // An empty step puts the list as it stands; the drag changes it without holding.
-        object.groupOperation(
-            s->label, [] { return true; }, false);
+        // An empty step puts the list as it stands; the drag changes it without holding. The
+        // frame's drag needs the hold as well: the parameter block keeps its records of the
+        // writes only while one is open, and without it the drag could not be undone.
+        if (!frame)
+            object.groupOperation(
+                s->label, [] { return true; }, false);
         return;
     case CC_SPINNER_CHANGE:
-        if (group != nullptr && applyGroupValue(*group, s->spinner, value))
+        if (group == nullptr)
+            return;
+        if (frame)
+            object.params().SetValue(elementFrames, t, value, groups.selected());
+        else if (applyGroupValue(*group, s->spinner, value))
             object.invalidateAll();
+        else
+            return;
+        // The mesh follows the mouse, as the group's steps redraw what they change.
+        GetHost().Nodes().RedrawViews(t);
         return;
     case CC_SPINNER_BUTTONUP:
         if (m.code != 0 && group != nullptr)
@@ -361,6 +375,16 @@ void wkCacheDlgProc_groups::spinner(TimeValue t, PanelWindow& w, const PanelMess
     default: // Enter in the edit
         if (group == nullptr)
             return;
+        if (frame) {
+            const bool began = !hold.Holding();
+            if (began)
+                hold.Begin();
+            object.params().SetValue(elementFrames, t, value, groups.selected());
+            if (began)
+                hold.Accept(s->label);
+            GetHost().Nodes().RedrawViews(t);
+            return;
+        }
         wkCacheGroup changed = *group;
         const bool shows = applyGroupValue(changed, s->spinner, value);
         if (changed == *group)

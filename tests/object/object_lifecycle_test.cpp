@@ -114,31 +114,4 @@ TEST_F(ObjectLifecycleTest, AnOpenPanelValidatesPicksAndItsClosingEndsCreationAn
     EXPECT_EQ(object->getSubObjectLevel(), 0);
 }
 
-// Reload takes up the file as it now is, for every object that plays it: a cache recorded again
-// outside, here with one element fewer.
-TEST_F(ObjectLifecycleTest, ReloadTakesUpTheFileAsItNowIsForEveryObjectOnIt) {
-    useFile(path);
-    auto other = NewCacheObject(host);
-    wkCache_obj& second = *other;
-    host.Nodes().CreateObjectNode(std::move(other));
-    second.setFileName(object->params().GetAssetUser(P::fileName));
-    object->updateCacheMesh(0);
-    second.updateCacheMesh(0);
-    ASSERT_EQ(object->getMesh().getNumVerts(), 6);
-
-    CacheSpec spec;
-    spec.nodes = {triangleNode("a")};
-    spec.samples = {{moved(0, 0, 0)}, {moved(10, 0, 0)}, {moved(20, 0, 0)}};
-    dir.write("two.wkc", buildCache(spec));
-    object->invalidateAll();
-    object->updateCacheMesh(0);
-    EXPECT_EQ(object->getMesh().getNumVerts(), 6) << "a file changed on disk is not looked at";
-
-    object->reloadCacheFile();
-    object->updateCacheMesh(0);
-    second.updateCacheMesh(0);
-    EXPECT_EQ(object->getMesh().getNumVerts(), 3);
-    EXPECT_EQ(second.getMesh().getNumVerts(), 3);
-}
-
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "panels/wkCachePickers.h"
 
+#include <functional>
 #include <map>
 
 using namespace paneltest;
@@ -99,6 +100,49 @@ TEST_F(GroupPanelTest, TheActionAreaShowsTheControlsOfTheSelectedGroupsAction) {
     w.Send({CC_SPINNER_BUTTONUP, 1077, 1});
     EXPECT_EQ(host.Hold().NumUndoSteps(), before);
     EXPECT_FALSE(host.Hold().Holding());
+}
+
+// Each spinner of the action area redraws the views as it is dragged, so the mesh follows the
+// mouse, and the drag is one undo step that puts the value back; so is a value typed in its edit.
+TEST_F(GroupPanelTest, ActionSpinnersRedrawWhileDraggedAndUndoAsOneStep) {
+    struct Case {
+        int spinner;
+        int edit;
+        int action;
+        int deleteBy; // the check box that makes the value count, 0 for none
+        float value;
+        std::function<float()> stored;
+    };
+    const Case cases[] = {
+        {1149, 1148, 0, 1151, 3.0f, [&] { return groups().at(0).age; }},
+        {1146, 1145, 0, 1152, 4.0f, [&] { return groups().at(0).distance; }},
+        {1143, 1142, 3, 0, 2.0f, [&] { return groups().at(0).offset; }},
+        {1077, 1076, 5, 0, 7.0f, [&] { return static_cast<float>(groups().at(0).materialId + 1); }},
+        {1075, 1074, 4, 0, 6.0f, [&] { return params().GetFloat(P::elementFrames, 0, 0); }},
+    };
+    newGroup(L"G");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.spinner);
+        user.choose(1071, c.action);
+        if (c.deleteBy != 0 && !user.checked(c.deleteBy))
+            user.press(c.deleteBy);
+        const float before = c.stored();
+        const int steps = host.Hold().NumUndoSteps();
+        const int redraws = host.Nodes().RedrawRequests();
+        user.drag(c.spinner, {c.value - 1.0f, c.value});
+        EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 2);
+        EXPECT_EQ(c.stored(), c.value);
+        EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
+        ASSERT_TRUE(host.Hold().Undo());
+        EXPECT_EQ(c.stored(), before);
+        EXPECT_EQ(user.value(c.spinner), before);
+        EXPECT_FALSE(host.Hold().Holding());
+
+        user.type(c.edit, L"9");
+        EXPECT_EQ(c.stored(), 9.0f);
+        ASSERT_TRUE(host.Hold().Undo());
+        EXPECT_EQ(c.stored(), before);
+    }
 }
 
 TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) {
@@ -271,6 +315,12 @@ TEST_F(PanelTest, PickModeAddsNodesUntilAClickHitsNothing) {
     user.clickNode(objectNode); // refused, ends the mode too
     EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
     EXPECT_EQ(lastUndo(), WStr(L"Add node"));
+    EXPECT_FALSE(user.checked(1005));
+    EXPECT_TRUE(panels.Prompts().empty());
+    // Pressing the pressed button ends the mode as well.
+    user.press(1005);
+    user.press(1005);
+    EXPECT_EQ(panels.PickMode(), nullptr);
     EXPECT_FALSE(user.checked(1005));
     EXPECT_TRUE(panels.Prompts().empty());
 }

@@ -5,6 +5,8 @@
 #include "cachefile/wkCacheSizeText.h"
 #include "panels/wkCacheDialogs.h"
 
+#include <functional>
+
 using namespace paneltest;
 
 namespace {
@@ -203,6 +205,61 @@ TEST_F(PanelTest, RemoveObeysMarksAndShift) {
     EXPECT_EQ(object->nodeCount(), 3);
 }
 
+// Each way of changing the list is one undo step, and the list box shows the table as the undo
+// and the redo leave it.
+TEST_F(PanelTest, TheNodeListShowsWhatUndoAndRedoLeave) {
+    struct Case {
+        const char* what;
+        std::function<void()> act;
+        std::vector<WStr> after;
+    };
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    HeadlessNode* c = boxNode("c");
+    const Case cases[] = {
+        {"pick",
+         [&] {
+             user.press(1005);
+             user.clickNode(c);
+             user.clickNode(nullptr);
+         },
+         {L"a", L"b", L"c"}},
+        {"the node dialog",
+         [&] {
+             panels.QueueNodeAnswer(std::vector<INode*>{c});
+             user.press(1006);
+         },
+         {L"a", L"b", L"c"}},
+        {"SHIFT+Add",
+         [&] {
+             c->SetSelected(true);
+             user.press(1006, true);
+             c->SetSelected(false);
+         },
+         {L"a", L"b", L"c"}},
+        {"remove the marked",
+         [&] {
+             user.mark(1004, {0});
+             user.press(1007);
+         },
+         {L"b"}},
+        {"empty the list", [&] { user.press(1007, true); }, {}},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        params().Delete(P::nodes, 0, params().Count(P::nodes));
+        object->appendNodeEntry(a);
+        object->appendNodeEntry(b);
+        panel().refreshNodeList();
+        k.act();
+        EXPECT_EQ(user.rows(1004), k.after);
+        ASSERT_TRUE(host.Hold().Undo());
+        EXPECT_EQ(user.rows(1004), (std::vector<WStr>{L"a", L"b"}));
+        ASSERT_TRUE(host.Hold().Redo());
+        EXPECT_EQ(user.rows(1004), k.after);
+    }
+}
+
 TEST_F(PanelTest, NodeListShowsDeletedNodesAndKeepsItsCaret) {
     HeadlessNode* a = boxNode("a");
     HeadlessNode* b = boxNode("b");
@@ -300,6 +357,42 @@ TEST_F(PanelTest, StatusLineFileInfoAndTheFileField) {
     user.press(1012);
     object->updateCacheMesh(0);
     EXPECT_EQ(user.text(1105), WStr(L"2"));
+}
+
+// Load.. opens at the loaded file, New.. suggests it; both leave it as it is when cancelled.
+TEST_F(PanelTest, TheFileDialogsOfLoadAndNewStartAtTheLoadedFile) {
+    loadTwoElements("two.wkc");
+    for (const int button : {1012, 1026}) {
+        SCOPED_TRACE(button);
+        const int steps = host.Hold().NumUndoSteps();
+        panels.QueueFileAnswer(std::nullopt);
+        user.press(button);
+        EXPECT_EQ(panels.FileDialogs().back().fileName, wpath("two.wkc"));
+        EXPECT_EQ(user.text(1024), WStr(L"two.wkc"));
+        EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
+    }
+}
+
+// Reload reads the file again: a cache written over the loaded one shows in the mesh and in File
+// Info at the next build, for every object on the file.
+TEST_F(PanelTest, ReloadReadsTheFileAgainForEveryObjectOnIt) {
+    loadTwoElements("take.wkc");
+    auto other = std::make_unique<wkCache_obj>();
+    other->setFileName(params().GetAssetUser(P::fileName));
+    other->updateCacheMesh(0);
+    cachetest::CacheSpec spec;
+    spec.nodes = {cachetest::triangleNode("a"), cachetest::triangleNode("b"),
+                  cachetest::triangleNode("c")};
+    spec.samples = {
+        {cachetest::moved(0, 0, 0), cachetest::moved(0, 0, 0), cachetest::moved(0, 0, 0)}};
+    dir.write("take.wkc", cachetest::buildCache(spec));
+    user.press(1028);
+    object->updateCacheMesh(0);
+    other->updateCacheMesh(0);
+    EXPECT_EQ(user.text(1105), WStr(L"3"));
+    EXPECT_EQ(user.text(1102), WStr(L"1"));
+    EXPECT_EQ(object->getMesh().getNumFaces(), 3);
+    EXPECT_EQ(other->getMesh().getNumFaces(), 3);
 }
 
 // The file is opened at the first build after it was chosen, not when it is chosen: that
