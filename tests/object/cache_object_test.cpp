@@ -4,6 +4,7 @@
 #include "tests/object/CacheObjectFixture.h"
 
 #include <filesystem>
+#include <stdexcept>
 
 using namespace objtest;
 
@@ -146,6 +147,29 @@ TEST_F(CacheObjectTest, PreLoadShowsProgressOnce) {
     texts.clear();
     object->updateCacheMesh(160);
     EXPECT_EQ(texts, std::vector<std::wstring>{L"F:294 B, M:294 B"});
+}
+
+// A host call that throws while a pre-load shows its progress passes through the update, which
+// still takes the progress figures and its callback away from the shared reader.
+TEST_F(CacheObjectTest, AHostExceptionDuringAPreLoadLeavesNoProgressBehind) {
+    useFile(path);
+    params().SetValue(P::loadTypeLocal, 0, 2);
+    object->setStatusObserver([](wkCache_obj& o) {
+        if (o.progressState().progressDone >= 0)
+            throw std::runtime_error("host failure");
+    });
+    EXPECT_THROW(object->updateCacheMesh(0), std::runtime_error);
+    object->setStatusObserver(nullptr);
+    EXPECT_EQ(object->progressState().progressDone, -1);
+    EXPECT_EQ(object->progressState().progressTotal, -1);
+    auto* reader = theCacheRegistry.readerOfClient(object->playbackState());
+    ASSERT_NE(reader, nullptr);
+    ASSERT_FALSE(reader->isPreloaded());
+    // Whatever reads the rest of the file now reports to nobody.
+    reader->preload();
+    EXPECT_EQ(object->progressState().progressDone, -1);
+    object->updateCacheMesh(0);
+    EXPECT_TRUE(object->isMeshReady());
 }
 
 TEST_F(CacheObjectTest, RenderServerPerSampleStillPlays) {
