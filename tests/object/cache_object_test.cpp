@@ -4,6 +4,7 @@
 #include "tests/object/CacheObjectFixture.h"
 
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 using namespace objtest;
@@ -66,6 +67,27 @@ TEST_F(CacheObjectTest, TheFirstUpdateBuildsAtEveryTimeAlsoAtMinusOne) {
     object->updateCacheMesh(-1);
     EXPECT_TRUE(object->isMeshReady());
     EXPECT_EQ(object->meshValidity(), Interval(-1, -1));
+}
+
+// Entering a level or changing the element selection makes the mesh stale; the mesh built
+// before must not pass for that of tick -1 afterwards.
+TEST_F(CacheObjectTest, ALevelOrSelectionChangeLeavesNoTimeToReuse) {
+    useFile(path);
+    params().SetValue(P::vpDeleteObjects, 0, 0);
+    const std::function<void()> changes[] = {
+        [&] {
+            XFormModes modes;
+            object->enterSubLevel(1, modes);
+        },
+        [&] { object->selectAllElements(1); },
+    };
+    for (const auto& change : changes) {
+        object->updateCacheMesh(320);
+        ASSERT_FLOAT_EQ(vertX(0), 20.0f);
+        change();
+        object->updateCacheMesh(-1);
+        EXPECT_FLOAT_EQ(vertX(0), 0.0f); // held at sample 0 before the start
+    }
 }
 
 TEST_F(CacheObjectTest, FailuresEmptyTheMeshAndSayWhy) {
