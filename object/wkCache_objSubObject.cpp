@@ -70,6 +70,7 @@ void wkCache_obj::enterSubLevel(int level, XFormModes& modes) {
 
 void wkCache_obj::selectionRefresh() {
     lastTime = -1;
+    lastTimeKnown = false;
     meshValid.SetEmpty();
     notifyDependents(PART_ALL, REFMSG_CHANGE);
     GetHost().UI().ForceCompleteRedraw(1);
@@ -79,6 +80,7 @@ void wkCache_obj::selectionRefresh() {
 void wkCache_obj::levelRefresh() {
     meshValid.SetEmpty();
     lastTime = -1;
+    lastTimeKnown = false;
     notifyDependents(PART_ALL, REFMSG_CHANGE);
     GetHost().UI().ForceCompleteRedraw(1);
     notifyDependents(kLevelPart, REFMSG_CHANGE);

@@ -47,17 +47,27 @@ int wkCache_obj::chooseLoadType(const HostTime& clock) const {
 }
 
 void wkCache_obj::preloadWithProgress(wkCacheReader& reader) {
+    const auto finish = [&] {
+        progress.progress.end();
+        reader.clearProgressCallback();
+        progress.progressDone = -1;
+        progress.progressTotal = -1;
+        GetHost().UI().RemoveTempPrompt();
+    };
     reader.setProgressCallback(wkCacheRecordProgress, static_cast<wkCacheRecordTarget*>(this));
-    progress.progressFormat = wkCacheTexts::kReadingFormat;
-    const WStr loading = wkCacheTexts::kLoading;
-    showStatus(&loading);
-    progress.progress.begin();
-    reader.preload();
-    progress.progress.end();
-    reader.clearProgressCallback();
-    progress.progressDone = -1;
-    progress.progressTotal = -1;
-    GetHost().UI().RemoveTempPrompt();
+    // A host call that throws on the way passes through, but not before the cursor, the shared
+    // reader's callback and the progress figures are put back as at the end.
+    try {
+        progress.progressFormat = wkCacheTexts::kReadingFormat;
+        const WStr loading = wkCacheTexts::kLoading;
+        showStatus(&loading);
+        progress.progress.begin();
+        reader.preload();
+    } catch (...) {
+        finish();
+        throw;
+    }
+    finish();
 }
 
 void wkCache_obj::clearMesh() {

@@ -1,18 +1,23 @@
 #include "host/headless/HeadlessUndoHold.h"
 
+#include <iterator>
+
 // Records may refer to what the scene holds; the scene ends before the hold (see
 // HeadlessHost), and a record only frees what it owns.
 HeadlessUndoHold::~HeadlessUndoHold() = default;
 
 void HeadlessUndoHold::Put(std::unique_ptr<RestoreObj> record) {
-    if (Holding() && record)
+    // What a restore changes is the undoing itself, not a change to hold, also where an outer
+    // hold is still open around a cancelled one.
+    if (Holding() && !restoring && record)
         open.push_back(std::move(record));
 }
 
 void HeadlessUndoHold::Accept(const WStr& name) {
-    if (depth == 0)
+    if (marks.empty())
         return;
-    if (--depth > 0)
+    marks.pop_back();
+    if (!marks.empty())
         return;
     if (open.empty())
         return;
@@ -24,16 +29,19 @@ void HeadlessUndoHold::Accept(const WStr& name) {
 }
 
 void HeadlessUndoHold::Cancel() {
-    if (depth == 0)
+    if (marks.empty())
         return;
-    --depth;
+    const auto first = open.begin() + static_cast<std::ptrdiff_t>(marks.back());
+    marks.pop_back();
+    std::vector<std::unique_ptr<RestoreObj>> cancelled(std::make_move_iterator(first),
+                                                       std::make_move_iterator(open.end()));
+    open.erase(first, open.end());
     restoring = true;
-    for (auto it = open.rbegin(); it != open.rend(); ++it)
+    for (auto it = cancelled.rbegin(); it != cancelled.rend(); ++it)
         (*it)->Restore(false);
     restoring = false;
-    for (auto& record : open)
+    for (auto& record : cancelled)
         record->EndHold();
-    open.clear();
 }
 
 void HeadlessUndoHold::Resume() {

@@ -10,10 +10,11 @@ class HeadlessUndoHold final : public UndoHold {
 public:
     ~HeadlessUndoHold() override;
 
-    void Begin() override { ++depth; }
-    bool Holding() const override { return depth > 0 && suspended == 0; }
+    void Begin() override { marks.push_back(open.size()); }
+    bool Holding() const override { return !marks.empty() && suspended == 0; }
     void Put(std::unique_ptr<RestoreObj> record) override;
-    // Accept or Cancel without an open hold does nothing.
+    // Accept or Cancel without an open hold does nothing. Cancel undoes and drops the records
+    // put since its own Begin; an outer hold keeps the ones from before.
     void Accept(const WStr& name) override;
     void Cancel() override;
     void Suspend() override { ++suspended; }
@@ -22,7 +23,7 @@ public:
     bool RestoreOrRedoing() const override { return restoring; }
 
     // ---- For tests
-    int Depth() const { return depth; }
+    int Depth() const { return static_cast<int>(marks.size()); }
     bool IsSuspended() const { return suspended > 0; }
     int NumUndoSteps() const { return static_cast<int>(undoSteps.size()); }
     int NumRedoSteps() const { return static_cast<int>(redoSteps.size()); }
@@ -38,7 +39,8 @@ private:
         std::vector<std::unique_ptr<RestoreObj>> records;
     };
 
-    int depth = 0;
+    // For each open hold, the count of records open when it began.
+    std::vector<std::size_t> marks;
     int suspended = 0;
     bool restoring = false;
     std::vector<std::unique_ptr<RestoreObj>> open;

@@ -329,6 +329,23 @@ TEST(HeadlessUndoHold, StepsAreMadeOnlyOfRecordsKeptInTheOutermostHold) {
     hold.Cancel();
     EXPECT_EQ(value, 1);
     EXPECT_EQ(hold.Depth(), 0);
+
+    // A cancelled inner hold undoes only what was put since its own Begin: the outer hold
+    // keeps its records and accepts them as its step.
+    hold.Begin();
+    ++value;
+    hold.Put(std::make_unique<Counter>(&value));
+    hold.Begin();
+    ++value;
+    hold.Put(std::make_unique<Counter>(&value));
+    hold.Cancel();
+    EXPECT_EQ(value, 2);
+    EXPECT_TRUE(hold.Holding());
+    hold.Accept(L"kept");
+    ASSERT_EQ(hold.NumUndoSteps(), 2);
+    EXPECT_EQ(hold.UndoStepName(1), WStr(L"kept"));
+    EXPECT_TRUE(hold.Undo());
+    EXPECT_EQ(value, 1);
     EXPECT_TRUE(hold.Undo());
     EXPECT_EQ(value, 0);
     EXPECT_FALSE(hold.Undo());

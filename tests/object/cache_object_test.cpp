@@ -4,6 +4,8 @@
 #include "tests/object/CacheObjectFixture.h"
 
 #include <filesystem>
+#include <functional>
+#include <stdexcept>
 
 using namespace objtest;
 
@@ -65,6 +67,27 @@ TEST_F(CacheObjectTest, TheFirstUpdateBuildsAtEveryTimeAlsoAtMinusOne) {
     object->updateCacheMesh(-1);
     EXPECT_TRUE(object->isMeshReady());
     EXPECT_EQ(object->meshValidity(), Interval(-1, -1));
+}
+
+// Entering a level or changing the element selection makes the mesh stale; the mesh built
+// before must not pass for that of tick -1 afterwards.
+TEST_F(CacheObjectTest, ALevelOrSelectionChangeLeavesNoTimeToReuse) {
+    useFile(path);
+    params().SetValue(P::vpDeleteObjects, 0, 0);
+    const std::function<void()> changes[] = {
+        [&] {
+            XFormModes modes;
+            object->enterSubLevel(1, modes);
+        },
+        [&] { object->selectAllElements(1); },
+    };
+    for (const auto& change : changes) {
+        object->updateCacheMesh(320);
+        ASSERT_FLOAT_EQ(vertX(0), 20.0f);
+        change();
+        object->updateCacheMesh(-1);
+        EXPECT_FLOAT_EQ(vertX(0), 0.0f); // held at sample 0 before the start
+    }
 }
 
 TEST_F(CacheObjectTest, FailuresEmptyTheMeshAndSayWhy) {
@@ -146,6 +169,29 @@ TEST_F(CacheObjectTest, PreLoadShowsProgressOnce) {
     texts.clear();
     object->updateCacheMesh(160);
     EXPECT_EQ(texts, std::vector<std::wstring>{L"F:294 B, M:294 B"});
+}
+
+// A host call that throws while a pre-load shows its progress passes through the update, which
+// still takes the progress figures and its callback away from the shared reader.
+TEST_F(CacheObjectTest, AHostExceptionDuringAPreLoadLeavesNoProgressBehind) {
+    useFile(path);
+    params().SetValue(P::loadTypeLocal, 0, 2);
+    object->setStatusObserver([](wkCache_obj& o) {
+        if (o.progressState().progressDone >= 0)
+            throw std::runtime_error("host failure");
+    });
+    EXPECT_THROW(object->updateCacheMesh(0), std::runtime_error);
+    object->setStatusObserver(nullptr);
+    EXPECT_EQ(object->progressState().progressDone, -1);
+    EXPECT_EQ(object->progressState().progressTotal, -1);
+    auto* reader = theCacheRegistry.readerOfClient(object->playbackState());
+    ASSERT_NE(reader, nullptr);
+    ASSERT_FALSE(reader->isPreloaded());
+    // Whatever reads the rest of the file now reports to nobody.
+    reader->preload();
+    EXPECT_EQ(object->progressState().progressDone, -1);
+    object->updateCacheMesh(0);
+    EXPECT_TRUE(object->isMeshReady());
 }
 
 TEST_F(CacheObjectTest, RenderServerPerSampleStillPlays) {
