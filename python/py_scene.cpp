@@ -301,12 +301,28 @@ bool isLongCall(const std::string& name) {
     return name == "record" || name == "explode" || name == "reduceKeys";
 }
 
+// Whether the argument declared under `name` (keyword arguments, in any case) or at
+// `position` among the others is an interval.
+bool declaredInterval(const FPFunctionDef& f, std::size_t position) {
+    for (const FPParamDef& p : f.params)
+        if (!p.keyword && position-- == 0)
+            return p.type == FPT_INTERVAL;
+    return false;
+}
+
+bool declaredInterval(const FPFunctionDef& f, WStr name) {
+    for (const FPParamDef& p : f.params)
+        if (p.keyword && WStr(p.name).toLower() == name.toLower())
+            return p.type == FPT_INTERVAL;
+    return false;
+}
+
 py::object callFunction(const FnsRef& fns, const FPFunctionDef& f, const py::args& args,
                         const py::kwargs& kwargs) {
     const CacheObjectRef& o = fns.owner;
     std::vector<Value> positional;
     for (const py::handle& a : args)
-        positional.push_back(toValue(a));
+        positional.push_back(toValue(a, declaredInterval(f, positional.size())));
     std::vector<std::pair<WStr, Value>> keywords;
     py::object progress = py::none();
     for (const auto& [key, value] : kwargs) {
@@ -314,7 +330,7 @@ py::object callFunction(const FnsRef& fns, const FPFunctionDef& f, const py::arg
         if (name == "progress")
             progress = py::reinterpret_borrow<py::object>(value);
         else
-            keywords.emplace_back(wide(name), toValue(value));
+            keywords.emplace_back(wide(name), toValue(value, declaredInterval(f, wide(name))));
     }
     const std::string name = utf8(f.name);
     return withHost(*o.scene, [&] {

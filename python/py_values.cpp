@@ -39,7 +39,15 @@ BitArray fromIndices(const py::iterable& indices) {
 
 } // namespace
 
-Value toValue(const py::handle& o) {
+Value toValue(const py::handle& o, bool interval) {
+    // Two ticks are an interval only where one is declared: anywhere else a tuple of two
+    // integers is two indices, like a tuple of three.
+    if (interval && (py::isinstance<py::tuple>(o) || py::isinstance<py::list>(o)) &&
+        py::len(o) == 2) {
+        const py::sequence ends = py::reinterpret_borrow<py::sequence>(o);
+        if (py::isinstance<py::int_>(ends[0]) && py::isinstance<py::int_>(ends[1]))
+            return Value(Interval(ends[0].cast<TimeValue>(), ends[1].cast<TimeValue>()));
+    }
     if (o.is_none())
         return Value();
     if (py::isinstance<py::bool_>(o))
@@ -56,12 +64,6 @@ Value toValue(const py::handle& o) {
         return Value(o.cast<NodeRef&>().node);
     if (py::isinstance<ControllerRef>(o))
         return Value(ScriptController{o.cast<ControllerRef&>().control});
-    if (py::isinstance<py::tuple>(o) && py::len(o) == 2 &&
-        py::isinstance<py::int_>(o.cast<py::tuple>()[0]) &&
-        py::isinstance<py::int_>(o.cast<py::tuple>()[1])) {
-        const py::tuple t = o.cast<py::tuple>();
-        return Value(Interval(t[0].cast<TimeValue>(), t[1].cast<TimeValue>()));
-    }
     if (py::isinstance<py::list>(o) || py::isinstance<py::tuple>(o)) {
         Value::Array items;
         for (const py::handle& item : o)

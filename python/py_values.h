@@ -14,9 +14,10 @@ namespace py = pybind11;
 struct SceneState;
 
 // What a Python value means to the script: None is undefined, bool a boolean, int an integer,
-// float a float, str a string, a tuple of two ints an interval in ticks, list or tuple an
-// array, BitArray a BitArray, Node and Controller themselves.
-Value toValue(const py::handle& object);
+// float a float, str a string, list or tuple an array, BitArray a BitArray, Node and
+// Controller themselves. With `interval` (the argument is declared an interval), a tuple or
+// list of two ints is an interval in ticks.
+Value toValue(const py::handle& object, bool interval = false);
 // The script value as Python: arrays as lists, BitArray as wkcache.BitArray, names as strings,
 // intervals as (start, end), times as int ticks, nodes and controllers as module objects of
 // `scene`.

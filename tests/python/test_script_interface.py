@@ -188,3 +188,14 @@ def test_explode_and_reduce_keys(recorded):
     with pytest.raises(wkcache.ScriptError,
                        match="controller parameter must be \\(an array of\\) nodes/controllers, got: 5"):
         obj.fns.reduceKeys(5, (0, 3200), 160)
+
+
+def test_tuples_are_arrays_except_where_an_interval_is_declared(recorded):
+    _, obj = recorded
+    # Two indices in a tuple are two indices, not an interval.
+    assert list(obj.fns.setElementSelection((1, 3))) == [1, 3]
+    obj.fns.addGroup("A")
+    assert obj.fns.setGroupElements("A", (2, 3)) is True
+    assert list(obj.fns.getGroupElements("A")) == [2, 3]
+    # Where an interval is declared, two ticks make one as a list too.
+    assert obj.fns.reduceKeys([], [0, 3200], 160) is True
