@@ -410,6 +410,8 @@ private:
                           std::uint32_t wireLimits);
     // Puts a Restore_Selection on the hold, when one runs, and sets the held flag.
     void holdSelection();
+    // After a change of the element selection, its undo and its redo: the mesh is stale and the
+    // views are redrawn at once.
     void selectionRefresh();
     void levelRefresh();
     // Sum of the centres of the selected elements' boxes in world space, and their count.

@@ -69,9 +69,7 @@ void wkCache_obj::enterSubLevel(int level, XFormModes& modes) {
 }
 
 void wkCache_obj::selectionRefresh() {
-    lastTime = -1;
-    meshValid.SetEmpty();
-    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    invalidateSelection();
     GetHost().UI().ForceCompleteRedraw(1);
     notifyDependents(kSelectionPart, REFMSG_CHANGE);
 }
