@@ -190,8 +190,12 @@ void wkCache_obj::fileChanged() {
     invalidateElements();
     if (!restoring)
         removeAllGroups();
-    if (panelOpen && panelInterface != nullptr)
+    if (panelOpen && panelInterface != nullptr) {
         PanelHooks().updatePanels(*this, false);
+        // The old file's facts go with it, also when undo or redo takes it; the first build on
+        // a new file fills them in again.
+        PanelHooks().refreshFileInfo(*this);
+    }
 }
 
 void wkCache_obj::coupleRange(ParamID p) {

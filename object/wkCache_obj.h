@@ -29,6 +29,7 @@
 #include "object/wkCacheValidators.h"
 #include "recording/wkCacheRecordTarget.h"
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -194,6 +195,9 @@ public:
     bool setGroupDeleteDistance(const WStr& name, float distance);
     // The 0-based material id, clamped to 0..98 (ids 1 to 99 as users see them).
     bool setGroupMaterial(const WStr& name, int materialIndex);
+    // What a group stores for a 0-based material id: the record's own setter keeps 1..99, the
+    // range users see, which is one above the id faces take.
+    static int storedMaterialIndex(int materialIndex) { return std::clamp(materialIndex, 0, 98); }
     // The elements of a group (wkCache_objGroupElements). add: merged into the group's elements;
     // unique: taken from every other group.
     bool setGroupElements(const WStr& name, const std::set<std::uint32_t>& elements, bool add,
@@ -406,6 +410,8 @@ private:
                           std::uint32_t wireLimits);
     // Puts a Restore_Selection on the hold, when one runs, and sets the held flag.
     void holdSelection();
+    // After a change of the element selection, its undo and its redo: the mesh is stale and the
+    // views are redrawn at once.
     void selectionRefresh();
     void levelRefresh();
     // Sum of the centres of the selected elements' boxes in world space, and their count.

@@ -5,7 +5,6 @@
 
 #include "object/wkCacheTexts.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -109,9 +108,7 @@ bool wkCache_obj::setGroupDeleteDistance(const WStr& name, float distance) {
 }
 
 bool wkCache_obj::setGroupMaterial(const WStr& name, int materialIndex) {
-    // The record keeps the 0-based id that faces take, 0..98; its own setter's 1..99 is the range
-    // users see, one higher.
-    const int stored = std::clamp(materialIndex, 0, 98);
-    return setGroupSetting(name, wkCacheTexts::kGroupMatID,
-                           assigning(&wkCacheGroup::materialId, stored));
+    return setGroupSetting(
+        name, wkCacheTexts::kGroupMatID,
+        assigning(&wkCacheGroup::materialId, storedMaterialIndex(materialIndex)));
 }

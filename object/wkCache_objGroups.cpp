@@ -4,8 +4,8 @@
 #include "object/wkCache_obj.h"
 
 #include "host/Host.h"
-#include "object/wkCacheTexts.h"
 #include "object/wkCachePanelHooks.h"
+#include "object/wkCacheTexts.h"
 
 using namespace wkCacheParam;
 
@@ -91,6 +91,9 @@ bool wkCache_obj::removeGroup(const WStr& name) {
 }
 
 void wkCache_obj::removeAllGroups() {
+    // Nothing to remove holds nothing, as every step that would change nothing.
+    if (playback->groups.count() == 0 && parameters->Count(elementFrames) == 0)
+        return;
     groupOperation(
         wkCacheTexts::kRemoveAllGroups,
         [&] {

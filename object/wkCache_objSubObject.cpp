@@ -69,19 +69,13 @@ void wkCache_obj::enterSubLevel(int level, XFormModes& modes) {
 }
 
 void wkCache_obj::selectionRefresh() {
-    lastTime = -1;
-    lastTimeKnown = false;
-    meshValid.SetEmpty();
-    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    invalidateSelection();
     GetHost().UI().ForceCompleteRedraw(1);
     notifyDependents(kSelectionPart, REFMSG_CHANGE);
 }
 
 void wkCache_obj::levelRefresh() {
-    meshValid.SetEmpty();
-    lastTime = -1;
-    lastTimeKnown = false;
-    notifyDependents(PART_ALL, REFMSG_CHANGE);
+    invalidateSelection();
     GetHost().UI().ForceCompleteRedraw(1);
     notifyDependents(kLevelPart, REFMSG_CHANGE);
     if (panelOpen && panelInterface != nullptr)

@@ -20,10 +20,11 @@ public:
     void EndHold() override { owner.clearHeldFlag(); }
 
 private:
+    // The refresh of a selection change, which redraws the views at once: the element boxes
+    // show the set the step gives back.
     void apply(const ElementSet& elements) {
         owner.selection = elements;
-        owner.invalidateSelection();
-        owner.notifyDependents(80, REFMSG_CHANGE);
+        owner.selectionRefresh();
     }
     wkCache_obj& owner;
     TimeValue time;

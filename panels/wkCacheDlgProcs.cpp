@@ -271,7 +271,8 @@ bool applyGroupValue(wkCacheGroup& g, int spinner, float value) {
         g.setOffset(value);
         return g.enabled;
     default:
-        g.setMaterialId(static_cast<std::int32_t>(value) - 1);
+        // Stored as the script's setter stores it: the record's own setter would turn id 1 into 2.
+        g.materialId = wkCache_obj::storedMaterialIndex(static_cast<std::int32_t>(value) - 1);
         return g.enabled;
     }
 }

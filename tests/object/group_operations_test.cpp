@@ -2,6 +2,8 @@
 // step with the list, and stale meshes only where the change can show.
 #include "tests/object/CacheObjectFixture.h"
 
+#include <functional>
+
 using namespace objtest;
 
 namespace {
@@ -77,6 +79,23 @@ TEST_F(GroupOperationsTest, ChangesThatShowNothingHoldNothing) {
     EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 1);
     EXPECT_EQ(host.Hold().UndoStepName(host.Hold().NumUndoSteps() - 1), WStr(L"Group Mode"));
     EXPECT_FALSE(object->setGroupByAge(L"Nobody", true));
+}
+
+// Removing all groups of an object that has none changes nothing, so it leaves no step: not as a
+// script's deleteAllGroups, and not as the part of a new file that is set outside any hold (a
+// script giving a new object its file), which left a "Remove All Groups" that undid nothing.
+TEST_F(GroupOperationsTest, RemovingAllOfNoGroupsHoldsNothing) {
+    const std::pair<const char*, std::function<void()>> ways[] = {
+        {"remove all", [&] { object->removeAllGroups(); }},
+        {"a new file", [&] { useFile(dir.write("other.wkc", twoElementCache())); }},
+    };
+    for (const auto& [name, way] : ways) {
+        rebuild();
+        const int steps = host.Hold().NumUndoSteps();
+        way();
+        EXPECT_EQ(host.Hold().NumUndoSteps(), steps) << name;
+        EXPECT_FALSE(host.Hold().Holding()) << name;
+    }
 }
 
 TEST_F(GroupOperationsTest, AGroupDeletingByAgeTakesItsElementsOut) {

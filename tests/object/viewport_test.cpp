@@ -234,13 +234,20 @@ TEST_F(ViewportTest, SelectionOperations) {
     object->selectAllElements(1);
     EXPECT_EQ(selection(), (std::vector<int>{0, 1}));
 
-    // Undo puts the set back through the hold.
+    // Undo puts the set back through the hold, and redo takes it again; both redraw the views
+    // at once, as the change did, so the boxes show the set they give.
     host.Hold().Begin();
     object->clearElementSelection(1);
     host.Hold().Accept(L"Clear");
     EXPECT_TRUE(selection().empty());
+    for (const bool undo : {true, false}) {
+        const int redraws = host.UI().CompleteRedraws();
+        ASSERT_TRUE(undo ? host.Hold().Undo() : host.Hold().Redo());
+        EXPECT_EQ(selection(), undo ? (std::vector<int>{0, 1}) : std::vector<int>());
+        EXPECT_EQ(host.UI().CompleteRedraws(), redraws + 1) << (undo ? "undo" : "redo");
+        EXPECT_TRUE(object->meshValidity().Empty());
+    }
     host.Hold().Undo();
-    EXPECT_EQ(selection(), (std::vector<int>{0, 1}));
 
     // Without a sound reader both empty the set.
     useFile(dir.file("missing.wkc").string());

@@ -145,6 +145,27 @@ TEST_F(GroupPanelTest, ActionSpinnersRedrawWhileDraggedAndUndoAsOneStep) {
     }
 }
 
+// Material ID 1 is the lowest a user can give, dragged or typed, and it reaches the faces as
+// the 0-based id 0; 99 as 98. The script and the panel store the same id for the same number.
+TEST_F(GroupPanelTest, TheMaterialSpinnerStoresTheIdTheUserGaveItAtBothEnds) {
+    newGroup(L"G");
+    user.choose(1071, 5);
+    const struct {
+        bool typed;
+        float id;
+        int stored;
+    } cases[] = {{false, 1.0f, 0}, {true, 99.0f, 98}, {true, 1.0f, 0}, {false, 99.0f, 98}};
+    for (const auto& c : cases) {
+        object->setGroupMaterial(L"G", 49);
+        if (c.typed)
+            user.type(1076, WStr::FromUTF8(std::to_string(static_cast<int>(c.id))));
+        else
+            user.drag(1077, {50.0f, c.id});
+        EXPECT_EQ(groups().at(0).materialId, c.stored) << c.id << (c.typed ? " typed" : "");
+        EXPECT_EQ(user.value(1077), static_cast<float>(c.stored + 1));
+    }
+}
+
 TEST_F(GroupPanelTest, GroupButtonsActOnTheSelectedGroupWithTheirShiftMeanings) {
     object->setElementSelection({0, 1});
     newGroup(L"A");

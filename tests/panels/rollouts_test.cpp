@@ -404,6 +404,43 @@ TEST_F(PanelTest, FileInfoFillsAtTheFirstBuildOfANewFile) {
     EXPECT_EQ(user.text(1105), WStr(L"2"));
 }
 
+// File Info shows the file the object has: whichever way the file goes (the Unload button, the
+// undo of a Load.. onto an object without a file, the redo of an Unload), its facts go with it,
+// and no build is needed for that.
+TEST_F(PanelTest, FileInfoEmptiesWhenTheFileGoesByUndoAndRedo) {
+    const std::vector<std::pair<const char*, std::function<void()>>> ways = {
+        {"Unload", [&] { user.press(1027); }},
+        {"undo of Load..",
+         [&] {
+             user.press(1027);
+             panels.QueueFileAnswer(wpath("two.wkc"));
+             user.press(1012);
+             object->updateCacheMesh(0);
+             ASSERT_EQ(user.text(1105), WStr(L"2"));
+             ASSERT_TRUE(host.Hold().Undo());
+         }},
+        {"redo of Unload",
+         [&] {
+             user.press(1027);
+             ASSERT_TRUE(host.Hold().Undo());
+             object->updateCacheMesh(0);
+             ASSERT_EQ(user.text(1105), WStr(L"2"));
+             ASSERT_TRUE(host.Hold().Redo());
+         }},
+    };
+    for (const auto& [name, way] : ways) {
+        SCOPED_TRACE(name);
+        loadTwoElements("two.wkc");
+        ASSERT_EQ(user.text(1105), WStr(L"2"));
+        way();
+        ASSERT_EQ(user.text(1024), WStr(L"<None>"));
+        for (const int field : {1101, 1112, 1113, 1102, 1103, 1104, 1105})
+            EXPECT_EQ(user.text(field), WStr()) << "field " << field;
+        object->updateCacheMesh(0);
+        EXPECT_EQ(user.text(1105), WStr());
+    }
+}
+
 TEST_F(PanelTest, StatusBarPaintsDoneOverTotalWithARaisedFrame) {
     panel().setProgress(1, 4);
     const HeadlessBitmap* bar = panels.FindRollout(101)->Painted(1025);
