@@ -9,9 +9,15 @@ void HeadlessUndoHold::Put(std::unique_ptr<RestoreObj> record) {
         open.push_back(std::move(record));
 }
 
+void HeadlessUndoHold::Begin() {
+    ++depth;
+    holdStarts.push_back(open.size());
+}
+
 void HeadlessUndoHold::Accept(const WStr& name) {
     if (depth == 0)
         return;
+    holdStarts.pop_back();
     if (--depth > 0)
         return;
     if (open.empty())
@@ -27,13 +33,15 @@ void HeadlessUndoHold::Cancel() {
     if (depth == 0)
         return;
     --depth;
+    const auto start = open.begin() + static_cast<std::ptrdiff_t>(holdStarts.back());
+    holdStarts.pop_back();
     restoring = true;
-    for (auto it = open.rbegin(); it != open.rend(); ++it)
-        (*it)->Restore(false);
+    for (auto it = open.end(); it != start;)
+        (*--it)->Restore(false);
     restoring = false;
-    for (auto& record : open)
-        record->EndHold();
-    open.clear();
+    for (auto it = start; it != open.end(); ++it)
+        (*it)->EndHold();
+    open.erase(start, open.end());
 }
 
 void HeadlessUndoHold::Resume() {

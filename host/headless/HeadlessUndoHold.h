@@ -10,10 +10,11 @@ class HeadlessUndoHold final : public UndoHold {
 public:
     ~HeadlessUndoHold() override;
 
-    void Begin() override { ++depth; }
+    void Begin() override;
     bool Holding() const override { return depth > 0 && suspended == 0; }
     void Put(std::unique_ptr<RestoreObj> record) override;
-    // Accept or Cancel without an open hold does nothing.
+    // Accept or Cancel without an open hold does nothing. A nested Cancel restores only the
+    // records put since its own Begin; a nested Accept leaves them to the hold around it.
     void Accept(const WStr& name) override;
     void Cancel() override;
     void Suspend() override { ++suspended; }
@@ -42,6 +43,8 @@ private:
     int suspended = 0;
     bool restoring = false;
     std::vector<std::unique_ptr<RestoreObj>> open;
+    // For each open hold, outermost first, the count of records in `open` at its Begin.
+    std::vector<std::size_t> holdStarts;
     // Moves the last step of `from` to `to`, replaying its records on the way; false when
     // `from` is empty.
     template <class Replay>
