@@ -332,6 +332,7 @@ private:
     static void nodeListNotify(void* object, int code);
     class Restore_Groups;
     class Restore_Selection;
+    class Restore_Gizmo;
     friend class Restore_Groups;
     friend class Restore_Selection;
 

@@ -34,10 +34,31 @@ WStr wkCache_obj::SubAnimName(int index) {
     return index == 1 ? WStr(L"Gizmo") : WStr();
 }
 
+// The replaced gizmo controller lives on in the hold: records held earlier may point into it,
+// and undo puts it back.
+class wkCache_obj::Restore_Gizmo final : public RestoreObj {
+public:
+    Restore_Gizmo(wkCache_obj& owner_, std::unique_ptr<MatrixControl> replaced)
+        : owner(owner_), other(std::move(replaced)) {}
+    void Restore(bool) override { swap(); }
+    void Redo() override { swap(); }
+
+private:
+    void swap() {
+        std::swap(owner.gizmoControl, other);
+        owner.notifyDependents(0, REFMSG_CONTROLREF_CHANGE);
+    }
+    wkCache_obj& owner;
+    std::unique_ptr<MatrixControl> other;
+};
+
 bool wkCache_obj::SetReference(int index, std::unique_ptr<MatrixControl> control) {
     if (index != 1 || !control)
         return false;
-    gizmoControl = std::move(control);
+    std::swap(gizmoControl, control);
+    UndoHold& hold = GetHost().Hold();
+    if (hold.Holding())
+        hold.Put(std::make_unique<Restore_Gizmo>(*this, std::move(control)));
     notifyDependents(0, REFMSG_CONTROLREF_CHANGE);
     return true;
 }
