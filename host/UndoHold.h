@@ -42,3 +42,25 @@ public:
     // Whether an undo or redo is running.
     virtual bool RestoreOrRedoing() const = 0;
 };
+
+// Keeps the hold suspended for its lifetime, or until resume(); resumes it if an exception
+// leaves early, so a failure cannot leave the host without undo.
+class SuspendedHold {
+public:
+    explicit SuspendedHold(UndoHold& hold_) : hold(hold_) { hold.Suspend(); }
+    ~SuspendedHold() {
+        if (suspended)
+            hold.Resume();
+    }
+    SuspendedHold(const SuspendedHold&) = delete;
+    SuspendedHold& operator=(const SuspendedHold&) = delete;
+    void resume() {
+        if (suspended)
+            hold.Resume();
+        suspended = false;
+    }
+
+private:
+    UndoHold& hold;
+    bool suspended = true;
+};

@@ -17,10 +17,10 @@ IObjParam* wkCache_obj::panelInterface = nullptr;
 std::unique_ptr<wkCache_obj> wkCache_obj::Clone() const {
     // The copy's first block is replaced at once: what its construction writes there must not
     // reach a running hold, whose record would outlive the block it points to.
-    UndoHold& hold = GetHost().Hold();
-    hold.Suspend();
-    auto copy = std::make_unique<wkCache_obj>(true);
-    hold.Resume();
+    auto copy = [] {
+        SuspendedHold suspended(GetHost().Hold());
+        return std::make_unique<wkCache_obj>(true);
+    }();
     copy->parameters = parameters->Clone(*copy);
     copy->gizmoControl = gizmoControl->Clone(*copy);
     copy->selection = selection;
