@@ -91,6 +91,9 @@ bool wkCache_obj::removeGroup(const WStr& name) {
 }
 
 void wkCache_obj::removeAllGroups() {
+    // Nothing to remove: like every group change that changes nothing, no step and no rebuild.
+    if (playback->groups.count() == 0 && parameters->Count(elementFrames) == 0)
+        return;
     groupOperation(
         wkCacheTexts::kRemoveAllGroups,
         [&] {
