@@ -34,7 +34,8 @@ public:
     // Closes the hold. The records of the outermost one become an undo step of this name; a
     // hold with no records leaves no step.
     virtual void Accept(const WStr& name) = 0;
-    // Closes the hold and restores what it held, newest record first.
+    // Closes the hold and restores what it held, newest record first; a nested hold restores
+    // only the records put since its own Begin.
     virtual void Cancel() = 0;
     // Stop and restart the keeping of records; they nest.
     virtual void Suspend() = 0;
