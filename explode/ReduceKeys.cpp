@@ -55,13 +55,10 @@ bool ReduceKeysOf(Control& control, Interval interval, float thresh, std::int32_
             samples[j++] = valueAt<T>(control, static_cast<TimeValue>(t));
     }
 
-    UndoHold& hold = GetHost().Hold();
-    hold.Suspend();
+    SuspendedHold suspended(GetHost().Hold());
     std::unique_ptr<Control> clone = control.Clone();
-    if (!clone) {
-        hold.Resume();
+    if (!clone)
         return true;
-    }
     const std::uint32_t bothEnds = TIME_INCLEFT | TIME_INCRIGHT;
     for (auto it = keyTimes.rbegin(); it != keyTimes.rend(); ++it) {
         const Interval at(*it, *it);
@@ -76,7 +73,7 @@ bool ReduceKeysOf(Control& control, Interval interval, float thresh, std::int32_
             }
         }
     }
-    hold.Resume();
+    suspended.resume();
     control.Copy(clone.get());
     return true;
 }

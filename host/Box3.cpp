@@ -1,10 +1,27 @@
 #include "host/Box3.h"
 
 #include <algorithm>
+#include <cmath>
+
+namespace {
+// An axis with no extent yet takes the coordinate as it is: clamped against the empty corners'
+// +-1e30 a coordinate beyond them would leave the corner standing. A NaN is passed over.
+void grow(float& lo, float& hi, float v) {
+    if (std::isnan(v))
+        return;
+    if (lo > hi) {
+        lo = hi = v;
+        return;
+    }
+    lo = std::min(lo, v);
+    hi = std::max(hi, v);
+}
+} // namespace
 
 Box3& Box3::operator+=(const Point3& p) {
-    pmin = {std::min(pmin.x, p.x), std::min(pmin.y, p.y), std::min(pmin.z, p.z)};
-    pmax = {std::max(pmax.x, p.x), std::max(pmax.y, p.y), std::max(pmax.z, p.z)};
+    grow(pmin.x, pmax.x, p.x);
+    grow(pmin.y, pmax.y, p.y);
+    grow(pmin.z, pmax.z, p.z);
     return *this;
 }
 

@@ -222,17 +222,13 @@ void Mesh::FreeAll() {
     cornerNormalIDs = {};
 }
 
+// Grown point by point, so that a NaN is passed over wherever it stands rather than spreading
+// from the first vertex to the whole box.
 Box3 Mesh::getBoundingBox(const Matrix3* tm) const {
-    if (verts.empty())
-        return Box3();
-    Point3 lo = tm ? verts.front() * *tm : verts.front();
-    Point3 hi = lo;
-    for (const Point3& v : verts) {
-        const Point3 p = tm ? v * *tm : v;
-        lo = {std::min(lo.x, p.x), std::min(lo.y, p.y), std::min(lo.z, p.z)};
-        hi = {std::max(hi.x, p.x), std::max(hi.y, p.y), std::max(hi.z, p.z)};
-    }
-    return Box3(lo, hi);
+    Box3 box;
+    for (const Point3& v : verts)
+        box += tm ? v * *tm : v;
+    return box;
 }
 
 // ---- Deletion

@@ -4,6 +4,7 @@
 #include "host/ScriptError.h"
 
 #include <cmath>
+#include <limits>
 #include <type_traits>
 
 namespace {
@@ -113,6 +114,10 @@ INode* Value::toNode() const {
 }
 
 BitArray Value::toBitArray() const {
+    return toBitArray(std::numeric_limits<int>::max());
+}
+
+BitArray Value::toBitArray(int limit) const {
     if (is<BitArray>())
         return get<BitArray>();
     if (is<Array>()) {
@@ -121,6 +126,8 @@ BitArray Value::toBitArray() const {
             const std::int32_t index = item.toInt();
             if (index < 1)
                 throw ScriptError(WStr(L"BitArray index must be positive: ") + item.ToScriptText());
+            if (index > limit)
+                continue;
             if (index > bits.GetSize())
                 bits.SetSize(index, 1);
             bits.Set(index - 1);

@@ -68,6 +68,9 @@ public:
     Interval toInterval() const; // intervals
     INode* toNode() const;       // nodes, and undefined as none
     BitArray toBitArray() const; // BitArrays, and arrays of integers as 1-based indices
+    // The same for a caller that cuts the set to `limit` bits: indices above it are still
+    // checked but not held, so a stray large index costs no memory.
+    BitArray toBitArray(int limit) const;
 
     // The value as the script prints it.
     WStr ToScriptText() const;

@@ -34,11 +34,34 @@ public:
     // Closes the hold. The records of the outermost one become an undo step of this name; a
     // hold with no records leaves no step.
     virtual void Accept(const WStr& name) = 0;
-    // Closes the hold and restores what it held, newest record first.
+    // Closes the hold and restores what it held, newest record first; a nested hold restores
+    // only the records put since its own Begin.
     virtual void Cancel() = 0;
     // Stop and restart the keeping of records; they nest.
     virtual void Suspend() = 0;
     virtual void Resume() = 0;
     // Whether an undo or redo is running.
     virtual bool RestoreOrRedoing() const = 0;
+};
+
+// Keeps the hold suspended for its lifetime, or until resume(); resumes it if an exception
+// leaves early, so a failure cannot leave the host without undo.
+class SuspendedHold {
+public:
+    explicit SuspendedHold(UndoHold& hold_) : hold(hold_) { hold.Suspend(); }
+    ~SuspendedHold() {
+        if (suspended)
+            hold.Resume();
+    }
+    SuspendedHold(const SuspendedHold&) = delete;
+    SuspendedHold& operator=(const SuspendedHold&) = delete;
+    void resume() {
+        if (suspended)
+            hold.Resume();
+        suspended = false;
+    }
+
+private:
+    UndoHold& hold;
+    bool suspended = true;
 };

@@ -274,6 +274,11 @@ bool wkCache_obj::addNode(INode* node) {
 }
 
 void wkCache_obj::appendNodeEntry(INode* node) {
+    // The block's write refuses what the installed validator refuses; asking it first keeps a
+    // refusal from leaving an empty entry behind.
+    const ParamDef* def = parameters->GetDesc().GetParamDef(nodes);
+    if (def != nullptr && def->validator != nullptr && !def->validator->Validate(node))
+        return;
     const int at = parameters->Append(nodes, 1);
     parameters->SetValue(nodes, 0, node, at);
 }

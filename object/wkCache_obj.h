@@ -311,7 +311,8 @@ public:
     void setRecordParams(const wkCacheRecordParams& p);
     // Appends a node the node validator accepts; false, with the list unchanged, otherwise.
     bool addNode(INode* node);
-    // Appends without the validator, as a loaded scene file does.
+    // Appends through the validator installed on the block's description, which need not be
+    // this object's; a refused node leaves the list as it was.
     void appendNodeEntry(INode* node);
     std::vector<INode*> nodeList() const;
     int getPlayStart() const;
@@ -336,6 +337,7 @@ private:
     static void nodeListNotify(void* object, int code);
     class Restore_Groups;
     class Restore_Selection;
+    class Restore_Gizmo;
     friend class Restore_Groups;
     friend class Restore_Selection;
 

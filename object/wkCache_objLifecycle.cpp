@@ -17,10 +17,10 @@ IObjParam* wkCache_obj::panelInterface = nullptr;
 std::unique_ptr<wkCache_obj> wkCache_obj::Clone() const {
     // The copy's first block is replaced at once: what its construction writes there must not
     // reach a running hold, whose record would outlive the block it points to.
-    UndoHold& hold = GetHost().Hold();
-    hold.Suspend();
-    auto copy = std::make_unique<wkCache_obj>(true);
-    hold.Resume();
+    auto copy = [] {
+        SuspendedHold suspended(GetHost().Hold());
+        return std::make_unique<wkCache_obj>(true);
+    }();
     copy->parameters = parameters->Clone(*copy);
     copy->gizmoControl = gizmoControl->Clone(*copy);
     copy->selection = selection;
@@ -34,10 +34,31 @@ WStr wkCache_obj::SubAnimName(int index) {
     return index == 1 ? WStr(L"Gizmo") : WStr();
 }
 
+// The replaced gizmo controller lives on in the hold: records held earlier may point into it,
+// and undo puts it back.
+class wkCache_obj::Restore_Gizmo final : public RestoreObj {
+public:
+    Restore_Gizmo(wkCache_obj& owner_, std::unique_ptr<MatrixControl> replaced)
+        : owner(owner_), other(std::move(replaced)) {}
+    void Restore(bool) override { swap(); }
+    void Redo() override { swap(); }
+
+private:
+    void swap() {
+        std::swap(owner.gizmoControl, other);
+        owner.notifyDependents(0, REFMSG_CONTROLREF_CHANGE);
+    }
+    wkCache_obj& owner;
+    std::unique_ptr<MatrixControl> other;
+};
+
 bool wkCache_obj::SetReference(int index, std::unique_ptr<MatrixControl> control) {
     if (index != 1 || !control)
         return false;
-    gizmoControl = std::move(control);
+    std::swap(gizmoControl, control);
+    UndoHold& hold = GetHost().Hold();
+    if (hold.Holding())
+        hold.Put(std::make_unique<Restore_Gizmo>(*this, std::move(control)));
     notifyDependents(0, REFMSG_CONTROLREF_CHANGE);
     return true;
 }

@@ -31,28 +31,6 @@ void removeFile(const WStr& path) {
     std::remove(MaxSDK::Util::Path(path).ToFilesystemPath().c_str());
 }
 
-// Keeps the hold suspended for the writing stages; resumes it if an exception leaves early,
-// so a failure cannot leave the host without undo.
-class SuspendedHold {
-public:
-    explicit SuspendedHold(UndoHold& hold_) : hold(hold_) { hold.Suspend(); }
-    ~SuspendedHold() {
-        if (suspended)
-            hold.Resume();
-    }
-    SuspendedHold(const SuspendedHold&) = delete;
-    SuspendedHold& operator=(const SuspendedHold&) = delete;
-    void resume() {
-        if (suspended)
-            hold.Resume();
-        suspended = false;
-    }
-
-private:
-    UndoHold& hold;
-    bool suspended = true;
-};
-
 // Deletes the temporary nodes once: the list is emptied, so a later way out finds none.
 void deleteNodes(SceneNodes& nodes, UndoHold& hold, INodeTab& tmpNodes) {
     if (tmpNodes.IsEmpty())

@@ -89,11 +89,12 @@ Value elementSelection(wkCache_obj& object) {
 }
 
 Value setElementSelection(wkCache_obj& object, const Value& indices) {
-    const BitArray bits = indices.toBitArray();
     const wkCacheReader* reader = usableReader(object);
+    const int count = reader ? reader->cacheNumNodes() : 0;
+    // Converted before the reader is asked for, so that a bad index raises even without a file.
+    const BitArray bits = indices.toBitArray(count);
     if (!reader)
         return Value(BitArray());
-    const int count = reader->cacheNumNodes();
     std::set<std::uint32_t> selection = indexSet(bits, count);
     if (selection != object.elementSelection()) {
         object.setElementSelection(std::move(selection));
@@ -150,12 +151,14 @@ Value groupElements(const wkCacheGroup& group) {
 
 bool changeGroupElements(wkCache_obj& object, const WStr& name, const Value& indices,
                          ElementChange change) {
-    const BitArray bits = indices.toBitArray();
-    existingGroup(object, name);
     const wkCacheReader* reader = usableReader(object);
+    const int count = reader ? reader->cacheNumNodes() : 0;
+    // A bad index raises before an unknown name.
+    const BitArray bits = indices.toBitArray(count);
+    existingGroup(object, name);
     if (!reader)
         return false;
-    const std::set<std::uint32_t> elements = indexSet(bits, reader->cacheNumNodes());
+    const std::set<std::uint32_t> elements = indexSet(bits, count);
     switch (change) {
     case ElementChange::Set:
         return object.setGroupElements(name, elements, false, false);

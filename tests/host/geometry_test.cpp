@@ -116,6 +116,12 @@ TEST(Box3, EmptyGrowAndTransform) {
     b += other; // an empty box adds nothing
     EXPECT_EQ(b.pmax, Point3(1, 2, 5));
 
+    // The first point beyond the empty corners' reach is the whole box.
+    const Point3 far(2e30f, -3e30f, 4e30f);
+    other += far;
+    EXPECT_EQ(other.pmin, far);
+    EXPECT_EQ(other.pmax, far);
+
     const Box3 turned = Box3(Point3(0, 0, 0), Point3(2, 1, 1)) * RotateZMatrix(kPi / 2);
     expectNear(turned.pmin, Point3(-1, 0, 0));
     expectNear(turned.pmax, Point3(0, 2, 1));

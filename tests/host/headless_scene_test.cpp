@@ -349,6 +349,22 @@ TEST(HeadlessUndoHold, StepsAreMadeOnlyOfRecordsKeptInTheOutermostHold) {
     EXPECT_TRUE(hold.Undo());
     EXPECT_EQ(value, 0);
     EXPECT_FALSE(hold.Undo());
+
+    // A nested cancel takes back the inner hold's records only; the outer hold goes on.
+    hold.Begin();
+    ++value;
+    hold.Put(std::make_unique<Counter>(&value));
+    hold.Begin();
+    value += 10;
+    for (int i = 0; i < 10; ++i)
+        hold.Put(std::make_unique<Counter>(&value));
+    hold.Cancel();
+    EXPECT_EQ(value, 1);
+    EXPECT_TRUE(hold.Holding());
+    hold.Accept(L"outer kept");
+    ASSERT_EQ(hold.NumUndoSteps(), 1);
+    EXPECT_TRUE(hold.Undo());
+    EXPECT_EQ(value, 0);
 }
 
 TEST(HeadlessAssets, NamesResolveAgainstTheWorkingDirectoryWhenTheirFolderExists) {

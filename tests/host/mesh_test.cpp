@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 namespace {
 
@@ -294,6 +295,16 @@ TEST(MeshBounds, BoxOfTheVerticesInObjectOrTransformedSpace) {
     const Box3 world = mesh.getBoundingBox(&tm);
     expectNear(world.pmin, Point3(10.0f - h, 20.0f - h, 29.0f));
     expectNear(world.pmax, Point3(10.0f + h, 20.0f + h, 31.0f));
+
+    // A NaN coordinate is passed over wherever its vertex stands, the first one included.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (int at : {0, 2}) {
+        Mesh broken = mesh;
+        broken.setVert(at, nan, nan, 0.5f);
+        const Box3 box = broken.getBoundingBox();
+        EXPECT_EQ(box.pmin, Point3(at == 0 ? -2.0f : 0.0f, -2.0f, -1.0f)) << at;
+        EXPECT_EQ(box.pmax, Point3(at == 0 ? 0.0f : 2.0f, 2.0f, at == 0 ? 0.5f : 1.0f)) << at;
+    }
 }
 
 TEST(MeshDelete, DeleteFaceSetKeepsEveryFaceArrayInStep) {

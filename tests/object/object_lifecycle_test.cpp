@@ -1,6 +1,7 @@
 // The object's life as a user meets it: a clone keeps what the user made, the record range
 // follows a dragged spinner, and the validators of an open panel refuse what a pick must not
 // take.
+#include "host/headless/HeadlessKeyControl.h"
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tests/object/CacheObjectFixture.h"
@@ -43,6 +44,33 @@ TEST_F(ObjectLifecycleTest, ACloneMadeInAHoldUndoesAndRedoes) {
     ASSERT_TRUE(host.Hold().Redo());
     EXPECT_EQ(copy->params().GetInt(P::recEnd), 50);
     EXPECT_EQ(params().GetInt(P::recEnd), 77);
+}
+
+// A host replaces the gizmo controller inside its hold after a held change to the old one:
+// undo brings the old controller back, and the held change lands in it, not in freed memory.
+TEST_F(ObjectLifecycleTest, ReplacingTheGizmoInAHoldUndoesAndRedoes) {
+    MatrixControl& old = object->gizmo();
+    ITCBScaleKey key;
+    key.val = ScaleValue(Point3(2, 2, 2));
+    auto scale = std::make_unique<HeadlessScaleKeyControl>();
+    scale->AppendKey(&key);
+    HeadlessScaleKeyControl& oldScale = *scale;
+    ASSERT_TRUE(old.SetScaleController(std::move(scale)));
+    HeadlessScaleKeyControl source;
+    key.val = ScaleValue(Point3(3, 3, 3));
+    source.AppendKey(&key);
+
+    host.Hold().Begin();
+    oldScale.Copy(&source);
+    ASSERT_TRUE(object->SetReference(1, host.NewDefaultMatrix3Controller(*object)));
+    host.Hold().Accept(L"Replace");
+    MatrixControl* replacement = &object->gizmo();
+    ASSERT_NE(replacement, &old);
+    ASSERT_TRUE(host.Hold().Undo());
+    ASSERT_EQ(&object->gizmo(), &old);
+    EXPECT_EQ(oldScale.ValueAt(0).s, Point3(2, 2, 2));
+    ASSERT_TRUE(host.Hold().Redo());
+    EXPECT_EQ(&object->gizmo(), replacement);
 }
 
 TEST_F(ObjectLifecycleTest, RecordRangeFollowsADraggedSpinner) {

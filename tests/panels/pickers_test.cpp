@@ -1,6 +1,7 @@
 // Groups, the element and node pickers and the name prompt, answered as a user answers them.
 #include "tests/panels/PanelFixture.h"
 
+#include "host/headless/HeadlessObjects.h"
 #include "panels/wkCachePickers.h"
 
 #include <functional>
@@ -359,6 +360,19 @@ TEST_F(PanelTest, NodeDialogOffersOnlyWhatTheListTakesAndAppendsTheChoice) {
     user.press(1006);
     EXPECT_EQ(host.Hold().NumUndoSteps(), 1);
     EXPECT_FALSE(host.Hold().Holding());
+}
+
+// The dialog puts the listed nodes back through the validator: one it now refuses (its object
+// has become a helper) drops out rather than leaving an empty entry.
+TEST_F(PanelTest, NodeDialogDropsAListedNodeTheListNoLongerTakes) {
+    HeadlessNode* a = boxNode("a");
+    HeadlessNode* b = boxNode("b");
+    object->appendNodeEntry(a);
+    a->SetObjectRef(host.Nodes().Add(std::make_unique<HeadlessHelper>()));
+    panels.QueueNodeAnswer(std::vector<INode*>{b});
+    user.press(1006);
+    EXPECT_EQ(object->nodeList(), std::vector<INode*>{b});
+    EXPECT_EQ(user.rows(1004), std::vector<WStr>{L"b"});
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "host/OutOfRangeException.h"
 #include "host/ScriptError.h"
 #include "script/wkCache_mxs.h"
+#include "tests/cachefile/AllocationProbe.h"
 #include "tests/object/CacheObjectFixture.h"
 #include "tests/panels/PanelFixture.h"
 
@@ -85,6 +86,28 @@ TEST_F(ScriptCallTest, SelectionAndGroupStepsRedrawAndHoldOnlyChanges) {
     EXPECT_EQ(host.Hold().NumUndoSteps(), steps);
     call(L"setGroupEnabled", {Value(L"A"), Value(false)});
     EXPECT_EQ(host.Nodes().RedrawRequests(), redraws + 4);
+}
+
+// An index far beyond the element count is dropped without the bit set growing to hold it.
+TEST_F(ScriptCallTest, IndicesBeyondTheElementCountCostNoMemory) {
+    ASSERT_TRUE(object->addGroup(L"A"));
+    const Value indices(Value::Array{Value(std::int32_t{2}), Value(std::int32_t{2000000000})});
+    const struct {
+        const wchar_t* function;
+        std::vector<Value> args;
+    } calls[] = {
+        {L"setElementSelection", {indices}},
+        {L"setGroupElements", {Value(L"A"), indices}},
+        {L"addGroupElements", {Value(L"A"), indices}},
+        {L"removeGroupElements", {Value(L"A"), indices}},
+    };
+    for (const auto& c : calls) {
+        allocprobe::LargestAllocation largest;
+        call(c.function, c.args);
+        EXPECT_LT(largest.bytes(), 1u << 20) << c.function;
+    }
+    EXPECT_EQ(call(L"getElementSelection", {}).ToScriptText(), WStr(L"#{2}"));
+    EXPECT_EQ(call(L"getGroupElements", {Value(L"A")}).ToScriptText(), WStr(L"#{}"));
 }
 
 TEST_F(ScriptCallTest, KeywordsMatchWithoutRegardToCase) {
