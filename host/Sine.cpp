@@ -42,7 +42,9 @@ typedef double Doubles __attribute__((vector_size(32)));
 typedef std::int64_t Longs __attribute__((vector_size(32)));
 typedef std::uint64_t Words __attribute__((vector_size(32)));
 
-constexpr Doubles all(double v) {
+// Inlined, also in an unoptimised build: called, it would pass its vector in the calling
+// convention of code without AVX.
+__attribute__((target("avx2,fma"), always_inline)) inline Doubles all(double v) {
     return Doubles{v, v, v, v};
 }
 
