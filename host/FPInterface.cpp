@@ -160,23 +160,20 @@ FPInterfaceDesc::FPInterfaceDesc(Interface_ID id_, const wchar_t* name, int desc
     }
 }
 
-namespace {
-// Script names compare without regard to case.
-bool sameName(WStr a, WStr b) {
+bool SameScriptName(WStr a, WStr b) {
     return a.toLower() == b.toLower();
 }
-} // namespace
 
 const FPFunctionDef* FPInterfaceDesc::findFunction(const WStr& name) const {
     for (const FPFunctionDef& f : functions)
-        if (sameName(f.name, name))
+        if (SameScriptName(f.name, name))
             return &f;
     return nullptr;
 }
 
 const FPPropDef* FPInterfaceDesc::findProp(const WStr& name) const {
     for (const FPPropDef& p : props)
-        if (sameName(p.name, name))
+        if (SameScriptName(p.name, name))
             return &p;
     return nullptr;
 }
@@ -209,7 +206,7 @@ Value CallFunction(FPInterface& fp, const WStr& name, TimeValue t,
         if (!p.keyword)
             given = positional[next++];
         for (std::size_t k = 0; k < keywords.size() && p.keyword; ++k)
-            if (sameName(keywords[k].first, p.name)) {
+            if (SameScriptName(keywords[k].first, p.name)) {
                 given = keywords[k].second;
                 used[k] = true;
             }

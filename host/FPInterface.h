@@ -96,6 +96,9 @@ struct FPParamDef {
     Value defaultValue; // undefined for "none"
 };
 
+// Script names (functions, properties, keywords) compare without regard to case.
+bool SameScriptName(WStr a, WStr b);
+
 struct FPFunctionDef {
     FunctionID id = FP_NO_FUNCTION;
     WStr name;

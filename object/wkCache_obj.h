@@ -349,9 +349,9 @@ private:
     void fileChanged();
     // Keeps each range's start at or below its end while its spinners are dragged.
     void coupleRange(ParamID p);
-    // Every playback record of the open cache at `path` (this object's too, with includeSelf)
-    // has its element states made again.
-    void invalidateClientsOf(const WStr& path, bool includeSelf);
+    // Every other object's playback record of the open cache at `path` has its element states
+    // made again.
+    void invalidateOtherClientsOf(const WStr& path);
 
     // A setting of one group: `change` applies it and answers whether anything changed.
     // The mesh is made stale when `shows` says the changed group can show the change; by

@@ -26,7 +26,7 @@ void setFileNameStep(wkCache_obj& object, const AssetUser& chosen) {
 
 } // namespace
 
-void wkCache_obj::invalidateClientsOf(const WStr& path, bool includeSelf) {
+void wkCache_obj::invalidateOtherClientsOf(const WStr& path) {
     wkCacheRegistryEntry* entry = nullptr;
     for (const auto& [name, candidate] : theCacheRegistry.entries())
         if (name == path)
@@ -35,7 +35,7 @@ void wkCache_obj::invalidateClientsOf(const WStr& path, bool includeSelf) {
         return;
     for (int i = 0; i < entry->entryClientCount(); ++i) {
         wkCachePlaybackState* client = entry->entryClient(i);
-        if (client->owner != nullptr && (includeSelf || client->owner != this))
+        if (client->owner != nullptr && client->owner != this)
             client->owner->invalidateElements();
     }
 }
@@ -58,7 +58,7 @@ bool wkCache_obj::newCacheFile() {
         chosenPath.IsEmpty())
         return false;
     if (currentOpen)
-        invalidateClientsOf(chosenPath, false);
+        invalidateOtherClientsOf(chosenPath);
     setFileNameStep(*this, chosen);
     return true;
 }

@@ -310,9 +310,9 @@ bool declaredInterval(const FPFunctionDef& f, std::size_t position) {
     return false;
 }
 
-bool declaredInterval(const FPFunctionDef& f, WStr name) {
+bool declaredInterval(const FPFunctionDef& f, const WStr& name) {
     for (const FPParamDef& p : f.params)
-        if (p.keyword && WStr(p.name).toLower() == name.toLower())
+        if (p.keyword && SameScriptName(p.name, name))
             return p.type == FPT_INTERVAL;
     return false;
 }
