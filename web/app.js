@@ -27,6 +27,9 @@ async function refresh() {
 }
 
 function apply(state) {
+  // Answers can arrive out of order (a poll sent before an action, answered after it): a state
+  // older than the one shown would undo the action on the page until the next change.
+  if (state.version < version) return;
   wk.state = state;
   version = state.version;
   const tpf = state.ticksPerFrame;

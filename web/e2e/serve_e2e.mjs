@@ -135,7 +135,9 @@ try {
   // A new group of the selection, named in the Group Name dialog.
   await page.click(`${control(1069)} button`);
   await page.waitForSelector('#dialog [data-id="1068"] input', { visible: true });
-  await page.$eval('#dialog [data-id="1068"] input', (i) => { i.value = ''; });
+  // Focused before it is cleared: a state update redraws the field's text only while it has no
+  // focus, and one arriving between clearing and typing would put the default name back.
+  await page.$eval('#dialog [data-id="1068"] input', (i) => { i.focus(); i.value = ''; });
   await page.type('#dialog [data-id="1068"] input', 'Falling');
   await page.keyboard.press('Tab');
   await waitState(page, () => window.wk.state.dialogs.at(-1)?.controls.find((c) => c.id === 1068)?.text === 'Falling');
