@@ -122,8 +122,9 @@ public:
     // ---- Element selection and scene files (wkCache_objSave.cpp)
     using ElementSet = wkCacheGroupList::ElementSet;
     const ElementSet& elementSelection() const { return selection; }
-    // Puts a Restore_Selection when a hold runs; accepts nothing.
-    void setElementSelection(ElementSet elements);
+    // Puts a Restore_Selection when a hold runs; accepts nothing. `refresh` false leaves the
+    // mesh and the views alone, as the element dialog does.
+    void setElementSelection(ElementSet elements, bool refresh = true);
     WStr groupBrowseFilter;
     // Chunks 0x0100 (selection) and 0x0200 (groups); the references are saved by the host.
     int Save(ISave& save);

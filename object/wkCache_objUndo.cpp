@@ -99,7 +99,7 @@ void wkCache_obj::holdGroups() {
         animFlags |= A_HELD;
 }
 
-void wkCache_obj::setElementSelection(ElementSet elements) {
+void wkCache_obj::setElementSelection(ElementSet elements, bool refresh) {
     if (elements == selection)
         return;
     UndoHold& hold = GetHost().Hold();
@@ -108,5 +108,6 @@ void wkCache_obj::setElementSelection(ElementSet elements) {
         animFlags |= A_HELD;
     }
     selection = std::move(elements);
-    invalidateSelection();
+    if (refresh)
+        invalidateSelection();
 }

@@ -355,7 +355,9 @@ void selectElementsByName(wkCache_obj& object) {
     UndoHold& hold = GetHost().Hold();
     if (!hold.Holding())
         hold.Begin();
-    object.setElementSelection(request.selection);
+    // Neither the mesh nor the views are refreshed: the boxes show the new selection at the
+    // next redraw, which undoing it forces.
+    object.setElementSelection(request.selection, false);
     hold.Accept(wkCacheTexts::kGroupNodes);
 }
 

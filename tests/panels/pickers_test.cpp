@@ -234,6 +234,8 @@ TEST_F(GroupPanelTest, ElementDialogFiltersMarksAndConfirms) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         object->setElementSelection(c.start);
+        const std::size_t messages = object->notifications().size();
+        const int redraws = host.Nodes().RedrawRequests();
         panels.QueueDialog([&](PanelDriver& d) {
             EXPECT_FALSE(panels.AcceleratorsOn()); // the filter has the focus
             c.act(d);
@@ -241,6 +243,9 @@ TEST_F(GroupPanelTest, ElementDialogFiltersMarksAndConfirms) {
         });
         user.press(1110);
         EXPECT_EQ(object->elementSelection(), c.result);
+        // The dialog's change is a step of its own that leaves the mesh and the views alone.
+        EXPECT_EQ(object->notifications().size(), messages);
+        EXPECT_EQ(host.Nodes().RedrawRequests(), redraws);
         EXPECT_TRUE(panels.AcceleratorsOn());
     }
     // Cancel changes nothing.
