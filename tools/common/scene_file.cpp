@@ -610,8 +610,9 @@ private:
             flag("byDistance", group.byDistance);
             if (const Json* v = find(j, "offset"))
                 group.setOffset(single(*v, member(at, "offset")));
+            // Numbered from 1, as the panel and scripts show it; kept one lower.
             if (const Json* v = find(j, "materialId"))
-                group.setMaterialId(integer(*v, member(at, "materialId"), 1, 99));
+                group.materialId = integer(*v, member(at, "materialId"), 1, 99) - 1;
             if (const Json* v = find(j, "age"))
                 group.setAge(singleIn(*v, member(at, "age"), 0.0f, FLT_MAX));
             if (const Json* v = find(j, "distance"))

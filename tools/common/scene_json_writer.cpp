@@ -334,7 +334,7 @@ private:
             {"distance", number(g.distance)},
             {"elements", Json(std::vector<std::uint32_t>(g.elements.begin(), g.elements.end()))}};
         if (g.materialId != 0)
-            j["materialId"] = g.materialId;
+            j["materialId"] = g.materialId + 1; // numbered from 1, as the panel shows it
         const ParamDef* frames = block.GetDesc().GetParamDef(wkCacheParam::elementFrames);
         j["frame"] = parameter(block, *frames, entry);
         return j;
