@@ -142,7 +142,14 @@ void PanelDriver::choose(int id, int row, bool shift) {
         row < 0 || row >= static_cast<int>(c.rows.size()))
         return;
     withShift(shift, [&] {
-        if (w->BindingOf(c) != nullptr) {
+        // A bound list's step also holds what the rollout does on the change, as a drag holds
+        // its spinner's messages: one undo takes back a unit list and the scale it set.
+        const bool bound = w->BindingOf(c) != nullptr;
+        UndoHold& hold = GetHost().Hold();
+        const bool own = bound && !hold.Holding();
+        if (own)
+            hold.Begin();
+        if (bound) {
             w->WriteBound(c, static_cast<float>(row));
         } else {
             c.curSel = row;
@@ -152,6 +159,8 @@ void PanelDriver::choose(int id, int row, bool shift) {
                     c.rows[r].marked = static_cast<int>(r) == row;
         }
         w->Send({WM_COMMAND, id, LBN_SELCHANGE});
+        if (own)
+            hold.Accept(L"Parameter Change");
     });
 }
 

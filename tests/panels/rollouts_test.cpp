@@ -136,6 +136,13 @@ TEST_F(PanelTest, UnitListsSetTheScaleAsTargetOverSource) {
         EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), c.scale) << c.from << "->" << c.to;
         EXPECT_FLOAT_EQ(user.value(2017), c.scale);
     }
+    // One undo takes back the list's choice and the scale it set together.
+    const int steps = host.Hold().NumUndoSteps();
+    user.choose(2015, 3);
+    EXPECT_EQ(host.Hold().NumUndoSteps(), steps + 1);
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(params().GetInt(P::scaleUnitsTo), 5);
+    EXPECT_FLOAT_EQ(params().GetFloat(P::scaleUnits), 1.0f);
 }
 
 // "Update Now" builds the mesh of the current time with a fresh activation scan and shows it:
