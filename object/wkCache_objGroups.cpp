@@ -12,11 +12,14 @@ using namespace wkCacheParam;
 namespace {
 
 // The elementFrames table has one entry per group, the frame of Set Frame: a new group's
-// entry starts at 0, a removed group's goes with it.
+// entry starts at 0, a removed group's goes with it. Adding sizes the table to the list, which
+// also drops entries left beyond it.
 void addFrameEntry(IParamBlock2& block, int entry) {
-    const int missing = entry + 1 - block.Count(elementFrames);
-    if (missing > 0)
-        block.Insert(elementFrames, block.Count(elementFrames), missing);
+    const int count = block.Count(elementFrames);
+    if (count < entry + 1)
+        block.Insert(elementFrames, count, entry + 1 - count);
+    else if (count > entry + 1)
+        block.Delete(elementFrames, entry + 1, count - entry - 1);
     block.SetValue(elementFrames, GetHost().Time().GetTime(), 0.0f, entry);
 }
 

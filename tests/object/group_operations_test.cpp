@@ -42,6 +42,13 @@ TEST_F(GroupOperationsTest, AddAndRemoveKeepTheFrameTableInStep) {
     EXPECT_EQ(groups().count(), 0);
     EXPECT_EQ(params().Count(P::elementFrames), 0);
     EXPECT_EQ(host.Hold().UndoStepName(host.Hold().NumUndoSteps() - 1), WStr(L"Remove All Groups"));
+
+    // Entries left over (a script's, a loaded scene's) go when a group is added.
+    params().Append(P::elementFrames, 3);
+    ASSERT_TRUE(object->addGroup(L"Dust"));
+    EXPECT_EQ(params().Count(P::elementFrames), 1);
+    ASSERT_TRUE(host.Hold().Undo());
+    EXPECT_EQ(params().Count(P::elementFrames), 3);
 }
 
 TEST_F(GroupOperationsTest, UndoPutsTheWholeListBack) {
