@@ -57,6 +57,7 @@ void runExplode(const ExplodeOptions& options) {
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
     const std::int32_t reduceStep =
         options.reduceStep == 0.0 ? 0 : StepTicks(options.reduceStep, "--reduce-step", tpf);
+    const float reduceThresh = ReduceThreshold(options.reduceThresh, "--reduce-thresh");
     // Every file read, the cache too (by any name: a link to it is the same file), before the
     // work that would be lost.
     const std::vector<std::string> inputs = {options.frame.scene, options.frame.cache,
@@ -88,7 +89,7 @@ void runExplode(const ExplodeOptions& options) {
     const bool reduce = !options.noReduce;
     const int result =
         ExplodeToObjects(object, interval, step, nodes, nullptr, options.selectedOnly, reduce,
-                         reduceStep, options.reduceThresh, true, &elements);
+                         reduceStep, reduceThresh, true, &elements);
     progress.end();
     if (session.terminal().interrupted())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");

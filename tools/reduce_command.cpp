@@ -51,6 +51,7 @@ void runReduce(const ReduceOptions& options) {
     const int tpf = host.Time().GetTicksPerFrame();
     const Interval interval = FrameRangeTicks(options.range, "--range", tpf);
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
+    const float thresh = ReduceThreshold(options.thresh, "--thresh");
     if ((std::int64_t{interval.End()} - interval.Start()) / step + 1 > kMaxReduceSamples)
         throw CommandError(kExitUsage, "--range, --step: more than " +
                                            std::to_string(kMaxReduceSamples) + " samples");
@@ -85,7 +86,7 @@ void runReduce(const ReduceOptions& options) {
         AddTransformControllers(*node, controllers);
     }
     ProgressOnTerminal progress(*target, terminal);
-    const bool done = ReduceKeys(*target, controllers, interval, step, options.thresh);
+    const bool done = ReduceKeys(*target, controllers, interval, step, thresh);
     progress.end();
     if (!done || terminal.interrupted())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
