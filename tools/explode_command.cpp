@@ -93,6 +93,9 @@ void runExplode(const ExplodeOptions& options) {
     progress.end();
     if (session.terminal().interrupted())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+    // A file the object cannot play is told with its fault, as frame tells it.
+    if (result == 0 && !session.evaluate(interval.Start()))
+        throw session.failure();
     if (result == 0)
         throw CommandError(kExitBadInput, "nothing to explode: the object has no file it can "
                                           "play, no element to make, no custom node, or more "

@@ -51,6 +51,8 @@ void runExport(const ExportOptions& options) {
         progress.end();
         if (terminal.interrupted())
             throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+        if (made == 0 && !session.evaluate(interval.Start()))
+            throw session.failure();
         if (made == 0)
             throw CommandError(kExitBadInput, "nothing to explode: the object has no file it "
                                               "can play or no element to make");
@@ -67,6 +69,9 @@ void runExport(const ExportOptions& options) {
         terminal.endProgress();
         if (terminal.interrupted())
             throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+        // A file the object cannot play is told with its fault, as frame tells it.
+        if (!done && !session.evaluate(interval.Start()))
+            throw session.failure();
         if (!done)
             throw CommandError(kExitBadInput, "the object has no file it can play");
     }
