@@ -13,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -31,6 +32,9 @@ struct ImportOptions {
 };
 
 void runImport(const ImportOptions& options) {
+    // The option's range check is made of comparisons, which NaN passes.
+    if (std::isnan(options.step))
+        throw CommandError(kExitUsage, "--step: expected frames from 0.001 to 999999, got \"nan\"");
     std::vector<std::string> warnings;
     wkgltf::ImportResult result;
     wkgltf::ImportOptions settings;

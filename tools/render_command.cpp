@@ -49,6 +49,13 @@ std::vector<TimeValue> RangeTimes(const RenderOptions& options, int tpf) {
                                            options.range + "\"");
     if (static_cast<double>(first) * tpf < INT_MIN || static_cast<double>(last) * tpf > INT_MAX)
         throw CommandError(kExitUsage, "--range: frames beyond the host's time");
+    if (!std::isfinite(options.step) || !(options.step > 0.0)) {
+        char step[32];
+        std::snprintf(step, sizeof step, "%g", options.step);
+        throw CommandError(kExitUsage, std::string("--step: expected a positive number of "
+                                                   "frames, got \"") +
+                                           step + "\"");
+    }
     if (options.step * tpf < 1.0) {
         char step[32];
         std::snprintf(step, sizeof step, "%g", options.step);
