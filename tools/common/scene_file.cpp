@@ -29,8 +29,9 @@ using Json = nlohmann::json;
 
 constexpr int kFormatVersion = 1;
 
+// An empty path is the whole file, which the caller names.
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
-    throw SceneFileError(path + ": " + what);
+    throw SceneFileError(path.empty() ? what : path + ": " + what);
 }
 
 std::string member(const std::string& path, const std::string& key) {
