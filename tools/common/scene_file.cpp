@@ -868,6 +868,8 @@ private:
 } // namespace
 
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
+    if (IsCacheFile(text))
+        throw SceneFileError("a .wkc cache, not a scene file");
     if (IsBinaryScene(text))
         return LoadSceneBinary(
             std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), host);
