@@ -91,7 +91,7 @@ void runExplode(const ExplodeOptions& options) {
         ExplodeToObjects(object, interval, step, nodes, nullptr, options.selectedOnly, reduce,
                          reduceStep, reduceThresh, true, &elements);
     progress.end();
-    if (session.terminal().interrupted())
+    if (session.terminal().cancelled())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
     // A file the object cannot play is told with its fault, as frame tells it.
     if (result == 0 && !session.evaluate(interval.Start()))

@@ -56,7 +56,7 @@ void runImport(const ImportOptions& options) {
         settings.progress = [&](std::size_t done, std::size_t total) {
             terminal.showProgress("Importing", static_cast<long long>(done),
                                   static_cast<long long>(total));
-            return !terminal.interrupted();
+            return !terminal.cancelled();
         };
         try {
             result = wkgltf::ImportGltf(model, settings);

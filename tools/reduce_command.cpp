@@ -88,7 +88,7 @@ void runReduce(const ReduceOptions& options) {
     ProgressOnTerminal progress(*target, terminal);
     const bool done = ReduceKeys(*target, controllers, interval, step, thresh);
     progress.end();
-    if (!done || terminal.interrupted())
+    if (!done || terminal.cancelled())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
     WriteScene(host, options.scene, {}, nodes, options.out);
 

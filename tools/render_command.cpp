@@ -132,7 +132,7 @@ void runRender(const RenderOptions& options) {
         WritePicture((std::filesystem::path(options.out) / (stem + name)).string(), "--out",
                      Picture(viewport.window()), options.frame);
         terminal.showProgress("Rendering", i + 1, count);
-        if (terminal.interrupted()) {
+        if (terminal.cancelled()) {
             terminal.endProgress();
             throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) +
                                                    " of " + std::to_string(count) + " pictures");
