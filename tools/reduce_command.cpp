@@ -5,8 +5,9 @@
 #include "explode/ReduceKeys.h"
 #include "tools/cli_common.h"
 #include "tools/common/cli_json.h"
-#include "tools/registry_scope.h"
 #include "tools/common/scene_file.h"
+#include "tools/output_file.h"
+#include "tools/registry_scope.h"
 #include "tools/scene_output.h"
 
 #include <CLI/CLI.hpp>
@@ -38,6 +39,7 @@ int transformKeys(INode& node) {
 }
 
 void runReduce(const ReduceOptions& options) {
+    RefuseOutput(options.out, "-o", {options.scene});
     HeadlessHost host;
     ScopedHost scope(host);
     TerminalSession terminal(host.UI(), host.Panels());
