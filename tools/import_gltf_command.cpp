@@ -41,6 +41,8 @@ void runImport(const ImportOptions& options) {
     settings.fps = options.fps;
     settings.recStep = options.step;
     settings.recDeform = options.deform;
+    if (!options.out.empty())
+        RefuseOutput(options.out, "-o", {options.in});
     std::string target;
     if (!options.record.empty()) {
         target = RecordOutputName(options.record,
