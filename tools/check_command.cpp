@@ -2,10 +2,12 @@
 // playback would, and the whole element block (head, lists and every key); vertices, transforms
 // and keys must be finite. Prints "FILE: ok" on stdout for a sound file, and "FILE: <status text>"
 // on stderr for one that is not, with the row that could not be read. Exits 0 only if all are
-// sound.
+// sound. With --json, one object on stdout instead, {"files": [{"file", "ok", "problem"}]} in
+// the order given ("problem" null for a sound file), and only the count of faulty ones on stderr.
 #include "cachefile/wkCacheElementBlockCheck.h"
 #include "cachefile/wkCacheReader.h"
 #include "tools/cli_common.h"
+#include "tools/common/cli_json.h"
 #include "tools/common/input_file.h"
 
 #include <CLI/CLI.hpp>
@@ -26,6 +28,7 @@ using WelkardTools::wkCacheReader;
 
 struct CheckOptions {
     std::vector<std::string> files;
+    bool json = false;
 };
 
 bool finite(const Point3& p) {
@@ -70,15 +73,25 @@ std::string checkFile(const std::string& file) {
 
 void runCheck(const CheckOptions& options) {
     std::size_t failed = 0;
+    Json files = Json::array();
     for (const std::string& file : options.files) {
         const std::string problem = checkFile(file);
-        if (problem.empty()) {
+        failed += problem.empty() ? 0 : 1;
+        if (options.json) {
+            files.push_back(Json{{"file", file},
+                                 {"ok", problem.empty()},
+                                 {"problem", problem.empty() ? Json(nullptr) : Json(problem)}});
+        } else if (problem.empty()) {
             std::cout << file << ": ok\n";
         } else {
-            ++failed;
             std::cout << std::flush;
             std::cerr << file << ": " << problem << '\n';
         }
+    }
+    if (options.json) {
+        std::string out;
+        writeJson(out, Json{{"files", std::move(files)}});
+        std::cout << out << '\n';
     }
     std::cout << std::flush;
     if (failed > 0)
@@ -95,6 +108,7 @@ void addCheckCommand(CLI::App& app) {
         "check",
         "Read every sample row and the element block of each cache and report the first fault");
     command->add_option("FILE", options->files, "Cache files")->required();
+    command->add_flag("--json", options->json, "Print each file's verdict as one JSON object");
     command->callback([options] { runCheck(*options); });
 }
 

@@ -80,6 +80,10 @@ bool TerminalSession::interrupted() const {
     return ctrlC.load() || escapeSeen;
 }
 
+bool TerminalSession::cancelled() {
+    return escapePressed();
+}
+
 void TerminalSession::keyWatch(bool on) {
     if (!stdinTerminal || on == watching)
         return;

@@ -26,8 +26,12 @@ public:
     TerminalSession(const TerminalSession&) = delete;
     TerminalSession& operator=(const TerminalSession&) = delete;
 
-    // Whether Ctrl-C or Escape was pressed during the session.
+    // Whether Ctrl-C or Escape was pressed during the session, as far as seen: Escape is seen
+    // only when a stage asks for the key (or cancelled() looks).
     bool interrupted() const;
+    // interrupted(), after reading the keys typed since the last look: what a command asks
+    // between its own steps (frames, pictures) and after a stage that may not have looked.
+    bool cancelled();
 
     // Draws the bar of a stage ("Writing Cache") at done of total; redraws only when the shown
     // percentage changes.

@@ -57,6 +57,7 @@ void runExplode(const ExplodeOptions& options) {
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
     const std::int32_t reduceStep =
         options.reduceStep == 0.0 ? 0 : StepTicks(options.reduceStep, "--reduce-step", tpf);
+    const float reduceThresh = ReduceThreshold(options.reduceThresh, "--reduce-thresh");
     // Every file read, the cache too (by any name: a link to it is the same file), before the
     // work that would be lost.
     const std::vector<std::string> inputs = {options.frame.scene, options.frame.cache,
@@ -88,10 +89,13 @@ void runExplode(const ExplodeOptions& options) {
     const bool reduce = !options.noReduce;
     const int result =
         ExplodeToObjects(object, interval, step, nodes, nullptr, options.selectedOnly, reduce,
-                         reduceStep, options.reduceThresh, true, &elements);
+                         reduceStep, reduceThresh, true, &elements);
     progress.end();
-    if (session.terminal().interrupted())
+    if (session.terminal().cancelled())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+    // A file the object cannot play is told with its fault, as frame tells it.
+    if (result == 0 && !session.evaluate(interval.Start()))
+        throw session.failure();
     if (result == 0)
         throw CommandError(kExitBadInput, "nothing to explode: the object has no file it can "
                                           "play, no element to make, no custom node, or more "

@@ -49,8 +49,10 @@ void runExport(const ExportOptions& options) {
         const int made =
             ExplodeToObjects(object, interval, step, nodes, nullptr, false, false, 0, 0.0f, true);
         progress.end();
-        if (terminal.interrupted())
+        if (terminal.cancelled())
             throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+        if (made == 0 && !session.evaluate(interval.Start()))
+            throw session.failure();
         if (made == 0)
             throw CommandError(kExitBadInput, "nothing to explode: the object has no file it "
                                               "can play or no element to make");
@@ -61,12 +63,15 @@ void runExport(const ExportOptions& options) {
             object, interval, step, object.params().GetFloat(wkCacheParam::scaleUnits, 0),
             [&](std::int64_t at, std::int64_t total) {
                 terminal.showProgress("Sampling", at, total);
-                return !terminal.interrupted();
+                return !terminal.cancelled();
             },
             scene);
         terminal.endProgress();
-        if (terminal.interrupted())
+        if (terminal.cancelled())
             throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
+        // A file the object cannot play is told with its fault, as frame tells it.
+        if (!done && !session.evaluate(interval.Start()))
+            throw session.failure();
         if (!done)
             throw CommandError(kExitBadInput, "the object has no file it can play");
     }

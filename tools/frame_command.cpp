@@ -17,6 +17,7 @@
 #include "tools/common/cli_json.h"
 #include "tools/frame_session.h"
 #include "tools/obj_writer.h"
+#include "tools/output_file.h"
 
 #include <CLI/CLI.hpp>
 
@@ -157,6 +158,8 @@ TimeValue requestedTime(const FrameCommandOptions& options, FrameSession& sessio
 void runFrame(const FrameCommandOptions& options) {
     if (options.json && options.obj == "-")
         throw CommandError(kExitUsage, "--json and --obj - both write to stdout: choose one");
+    if (!options.obj.empty())
+        RefuseOutput(options.obj, "--obj", {options.frame.cache, options.frame.scene});
     FrameSession session(options.frame);
     const bool ready = session.evaluate(requestedTime(options, session));
     wkCache_obj& object = session.object();

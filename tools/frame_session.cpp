@@ -158,7 +158,11 @@ bool FrameSession::evaluate(TimeValue t) {
 }
 
 CommandError FrameSession::failure() const {
-    return CommandError(kExitBadInput, sourceName + ": " + utf8(cache->defaultStatusText()));
+    // The scene itself was read: what failed is the cache it names.
+    const std::string file = scene ? utf8(cache->cacheFilePath()) : std::string();
+    return CommandError(kExitBadInput, sourceName + ": " +
+                                           (file.empty() ? "" : "its cache " + file + ": ") +
+                                           utf8(cache->defaultStatusText()));
 }
 
 } // namespace wkcli

@@ -55,7 +55,8 @@ public:
     // Builds the object's mesh at t (in a render with --render); false when the object cannot
     // play the file.
     bool evaluate(TimeValue t);
-    // The error of a failed evaluate: the file with the object's status text.
+    // The error of a failed evaluate: the file (from a scene, also its cache) with the object's
+    // status text.
     CommandError failure() const;
 
 private:

@@ -108,7 +108,7 @@ void runFrames(const FramesOptions& options) {
             mesh, (std::filesystem::path(options.out) / fileName(stem, frame, wholeSteps)).string(),
             inputs);
         terminal.showProgress("Writing frames", i + 1, count);
-        if (terminal.interrupted()) {
+        if (terminal.cancelled()) {
             terminal.endProgress();
             throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) + " of " +
                                                    std::to_string(count) + " frames");

@@ -13,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -31,12 +32,17 @@ struct ImportOptions {
 };
 
 void runImport(const ImportOptions& options) {
+    // The option's range check is made of comparisons, which NaN passes.
+    if (std::isnan(options.step))
+        throw CommandError(kExitUsage, "--step: expected frames from 0.001 to 999999, got \"nan\"");
     std::vector<std::string> warnings;
     wkgltf::ImportResult result;
     wkgltf::ImportOptions settings;
     settings.fps = options.fps;
     settings.recStep = options.step;
     settings.recDeform = options.deform;
+    if (!options.out.empty())
+        RefuseOutput(options.out, "-o", {options.in});
     std::string target;
     if (!options.record.empty()) {
         target = RecordOutputName(options.record,
@@ -52,7 +58,7 @@ void runImport(const ImportOptions& options) {
         settings.progress = [&](std::size_t done, std::size_t total) {
             terminal.showProgress("Importing", static_cast<long long>(done),
                                   static_cast<long long>(total));
-            return !terminal.interrupted();
+            return !terminal.cancelled();
         };
         try {
             result = wkgltf::ImportGltf(model, settings);

@@ -44,6 +44,9 @@ void RefuseOutput(const std::string& path, const std::string& option,
     std::error_code ec;
     if (std::filesystem::is_directory(path, ec))
         throw CommandError(kExitBadInput, option + " " + path + ": is a folder, not a file");
+    // Known before any work: a long run would otherwise end in this error.
+    if (!std::filesystem::is_directory(folderOf(path), ec))
+        throw cannotWrite(path, "its folder does not exist");
     for (const std::string& input : inputs) {
         if (!input.empty() && std::filesystem::equivalent(path, input, ec))
             throw CommandError(kExitBadInput, option + " " + path + ": is the input " + input +

@@ -9,8 +9,8 @@
 // file as it was and no temporary behind, and the next write of the same target clears one that
 // a killed run left. A link is followed: the file it points to is replaced and the link stays.
 // As Unix tools do, "-" is stdout, and a FIFO or a device (/dev/null, a terminal) is written
-// in place. A folder, or an output that is one of the command's inputs (the same file, by any
-// name), is refused before anything is written.
+// in place. A folder, an output in a folder that does not exist, or one that is one of the
+// command's inputs (the same file, by any name), is refused before anything is written.
 #pragma once
 
 #include "host/FileReplacement.h"
@@ -23,8 +23,9 @@
 
 namespace wkcli {
 
-// Throws CommandError (bad input) when `path` names a folder or the same file as one of
-// `inputs`; `option` names the output in the message ("--obj").
+// Throws CommandError (bad input) when `path` names a folder, lies in a missing folder or is the
+// same file as one of `inputs`; `option` names the output in the message ("--obj"). A command
+// calls it before its work, so that a long run does not end in this error.
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs);
 

@@ -37,6 +37,12 @@ void runPick(const PickOptions& options) {
     const IPoint2 at = ParsePoint(options.at);
     FrameSession session(options.frame);
     ViewportSession viewport(session, options.view);
+    const int width = viewport.window().Width();
+    const int height = viewport.window().Height();
+    if (at.x < 0 || at.y < 0 || at.x >= width || at.y >= height)
+        throw CommandError(kExitUsage, "--at: " + options.at + " lies outside the " +
+                                           std::to_string(width) + "x" + std::to_string(height) +
+                                           " picture");
     viewport.frame({options.time});
     if (!viewport.draw(options.time))
         throw session.failure();

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <ostream>
 
 namespace wkcli {
 
@@ -18,39 +19,39 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
+// libpng writes through these; a failed stream shows when the output file is committed.
+void writeToStream(png_structp png, png_bytep data, png_size_t length) {
+    static_cast<std::ostream*>(png_get_io_ptr(png))
+        ->write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(length));
+}
+
+void flushStream(png_structp) {}
+
+// false when libpng gave up (its errors jump back here).
+bool encode(png_structp png, png_infop info, std::ostream& out, const RgbImage& image) {
+    if (setjmp(png_jmpbuf(png)) != 0)
+        return false;
+    png_set_write_fn(png, &out, writeToStream, flushStream);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(image.width),
+                 static_cast<png_uint_32>(image.height), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    for (int y = 0; y < image.height; ++y)
+        png_write_row(png, image.rgb.data() + static_cast<std::size_t>(y) *
+                                                  static_cast<std::size_t>(image.width) * 3);
+    png_write_end(png, nullptr);
+    return true;
+}
+
 } // namespace
 
-void WritePng(const std::string& path, const RgbImage& image) {
-    const std::string partial = path + ".partial";
-    bool ok = false;
-    {
-        File file(std::fopen(partial.c_str(), "wb"));
-        if (file) {
-            png_structp png =
-                png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-            png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
-            if (info != nullptr && setjmp(png_jmpbuf(png)) == 0) {
-                png_init_io(png, file.get());
-                png_set_IHDR(png, info, static_cast<png_uint_32>(image.width),
-                             static_cast<png_uint_32>(image.height), 8, PNG_COLOR_TYPE_RGB,
-                             PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                             PNG_FILTER_TYPE_DEFAULT);
-                png_write_info(png, info);
-                for (int y = 0; y < image.height; ++y)
-                    png_write_row(png, image.rgb.data() + static_cast<std::size_t>(y) *
-                                                              static_cast<std::size_t>(image.width) *
-                                                              3);
-                png_write_end(png, nullptr);
-                ok = true;
-            }
-            png_destroy_write_struct(&png, &info);
-            ok = ok && std::fflush(file.get()) == 0;
-        }
-    }
-    if (!ok || std::rename(partial.c_str(), path.c_str()) != 0) {
-        std::remove(partial.c_str());
-        throw CommandError(kExitBadInput, path + ": cannot be written");
-    }
+void WritePng(std::ostream& out, const RgbImage& image) {
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
+    const bool ok = info != nullptr && encode(png, info, out, image);
+    png_destroy_write_struct(&png, &info);
+    if (!ok)
+        throw CommandError(kExitBadInput, "the picture cannot be encoded as PNG");
 }
 
 RgbImage ReadPng(const std::string& path) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,9 @@ struct RgbImage {
     std::vector<std::uint8_t> rgb; // rows from the top, three bytes a pixel
 };
 
-// Writes under a temporary name and renames it into place; throws CommandError (bad input)
-// when the file cannot be written.
-void WritePng(const std::string& path, const RgbImage& image);
+// Encodes the image into `out` (an OutputFile's stream, which does the safe writing); throws
+// CommandError (bad input) when libpng fails.
+void WritePng(std::ostream& out, const RgbImage& image);
 // Reads an 8-bit RGB or RGBA PNG of at most 4096 by 4096 pixels (alpha dropped); throws
 // CommandError (bad input) for anything else.
 RgbImage ReadPng(const std::string& path);

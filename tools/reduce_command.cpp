@@ -5,8 +5,9 @@
 #include "explode/ReduceKeys.h"
 #include "tools/cli_common.h"
 #include "tools/common/cli_json.h"
-#include "tools/registry_scope.h"
 #include "tools/common/scene_file.h"
+#include "tools/output_file.h"
+#include "tools/registry_scope.h"
 #include "tools/scene_output.h"
 
 #include <CLI/CLI.hpp>
@@ -38,6 +39,7 @@ int transformKeys(INode& node) {
 }
 
 void runReduce(const ReduceOptions& options) {
+    RefuseOutput(options.out, "-o", {options.scene});
     HeadlessHost host;
     ScopedHost scope(host);
     TerminalSession terminal(host.UI(), host.Panels());
@@ -51,6 +53,7 @@ void runReduce(const ReduceOptions& options) {
     const int tpf = host.Time().GetTicksPerFrame();
     const Interval interval = FrameRangeTicks(options.range, "--range", tpf);
     const std::int32_t step = StepTicks(options.step, "--step", tpf);
+    const float thresh = ReduceThreshold(options.thresh, "--thresh");
     if ((std::int64_t{interval.End()} - interval.Start()) / step + 1 > kMaxReduceSamples)
         throw CommandError(kExitUsage, "--range, --step: more than " +
                                            std::to_string(kMaxReduceSamples) + " samples");
@@ -85,9 +88,9 @@ void runReduce(const ReduceOptions& options) {
         AddTransformControllers(*node, controllers);
     }
     ProgressOnTerminal progress(*target, terminal);
-    const bool done = ReduceKeys(*target, controllers, interval, step, options.thresh);
+    const bool done = ReduceKeys(*target, controllers, interval, step, thresh);
     progress.end();
-    if (!done || terminal.interrupted())
+    if (!done || terminal.cancelled())
         throw CommandError(kExitCancelled, "cancelled: " + options.out + " was not written");
     WriteScene(host, options.scene, {}, nodes, options.out);
 

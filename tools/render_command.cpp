@@ -2,8 +2,10 @@
 // cache object as a viewport shows it. With `--range A:B [--step S] --out DIR` instead, a
 // numbered PNG sequence of the scene frames A, A+S, ... up to B, DIR/<name>_0000.png on, with a
 // progress bar on a terminal; Ctrl-C or Escape stops after the picture being written (exit 130).
+// More than 10000 pictures need --force.
 // A sequence keeps one camera: the view frames the bounds of all its frames.
 #include "tools/cli_common.h"
+#include "tools/output_file.h"
 #include "tools/png_io.h"
 #include "tools/viewport_session.h"
 
@@ -29,11 +31,15 @@ struct RenderOptions {
     std::string range;
     double step = 1.0;
     std::string out;
+    bool force = false;
 };
 
 RgbImage Picture(HeadlessGraphicsWindow& gw) {
     return {gw.Width(), gw.Height(), gw.Pixels()};
 }
+
+// Asking for more pictures than this is more likely a slip than a wish: it needs --force.
+constexpr long long kPictureCountWithoutForce = 10'000;
 
 std::vector<TimeValue> RangeTimes(const RenderOptions& options, int tpf) {
     long long first = 0;
@@ -43,13 +49,40 @@ std::vector<TimeValue> RangeTimes(const RenderOptions& options, int tpf) {
                                            options.range + "\"");
     if (static_cast<double>(first) * tpf < INT_MIN || static_cast<double>(last) * tpf > INT_MAX)
         throw CommandError(kExitUsage, "--range: frames beyond the host's time");
+    if (!std::isfinite(options.step) || !(options.step > 0.0)) {
+        char step[32];
+        std::snprintf(step, sizeof step, "%g", options.step);
+        throw CommandError(kExitUsage, std::string("--step: expected a positive number of "
+                                                   "frames, got \"") +
+                                           step + "\"");
+    }
+    if (options.step * tpf < 1.0) {
+        char step[32];
+        std::snprintf(step, sizeof step, "%g", options.step);
+        throw CommandError(kExitUsage, std::string("--step: ") + step +
+                                           " frames is less than one tick (1/" +
+                                           std::to_string(tpf) + " frame at this frame rate)");
+    }
     const auto count =
         static_cast<long long>(std::floor(static_cast<double>(last - first) / options.step)) + 1;
+    if (count > kPictureCountWithoutForce && !options.force)
+        throw CommandError(kExitUsage, "this would write " + std::to_string(count) +
+                                           " pictures (more than " +
+                                           std::to_string(kPictureCountWithoutForce) +
+                                           "); give --force if that is meant");
     std::vector<TimeValue> times;
     for (long long i = 0; i < count; ++i)
         times.push_back(static_cast<TimeValue>(std::llround(
             (static_cast<double>(first) + static_cast<double>(i) * options.step) * tpf)));
     return times;
+}
+
+// As every output of the tool: under a temporary name, never over an input, "-" for stdout.
+void WritePicture(const std::string& path, const char* option, const RgbImage& image,
+                  const FrameOptions& inputs) {
+    OutputFile out(path, option, {inputs.cache, inputs.scene});
+    WritePng(out.stream(), image);
+    out.commit();
 }
 
 void runRender(const RenderOptions& options) {
@@ -66,16 +99,15 @@ void runRender(const RenderOptions& options) {
         viewport.frame({options.time});
         if (!viewport.draw(options.time))
             throw session.failure();
-        WritePng(options.output, Picture(viewport.window()));
+        WritePicture(options.output, "-o", Picture(viewport.window()), options.frame);
         return;
     }
 
     const std::vector<TimeValue> times =
         RangeTimes(options, session.host().Time().GetTicksPerFrame());
     std::error_code ec;
-    std::filesystem::create_directories(options.out, ec);
-    if (!std::filesystem::is_directory(options.out, ec))
-        throw CommandError(kExitBadInput, options.out + ": not a folder and cannot be made");
+    if (std::filesystem::exists(options.out, ec) && !std::filesystem::is_directory(options.out, ec))
+        throw CommandError(kExitBadInput, options.out + ": exists and is not a folder");
     const std::string stem =
         std::filesystem::path(options.frame.scene.empty() ? options.frame.cache
                                                           : options.frame.scene)
@@ -89,12 +121,18 @@ void runRender(const RenderOptions& options) {
             terminal.endProgress();
             throw session.failure();
         }
+        // Made only now: a command that fails before its first picture leaves no folder behind.
+        if (i == 0) {
+            std::filesystem::create_directories(options.out, ec);
+            if (!std::filesystem::is_directory(options.out, ec))
+                throw CommandError(kExitBadInput, options.out + ": the folder cannot be made");
+        }
         char name[32];
         std::snprintf(name, sizeof name, "_%04lld.png", i);
-        WritePng((std::filesystem::path(options.out) / (stem + name)).string(),
-                 Picture(viewport.window()));
+        WritePicture((std::filesystem::path(options.out) / (stem + name)).string(), "--out",
+                     Picture(viewport.window()), options.frame);
         terminal.showProgress("Rendering", i + 1, count);
-        if (terminal.interrupted()) {
+        if (terminal.cancelled()) {
             terminal.endProgress();
             throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) +
                                                    " of " + std::to_string(count) + " pictures");
@@ -124,6 +162,8 @@ void addRenderCommand(CLI::App& app) {
                         "Instead of --time: scene frames A:B, both included, one picture each");
     command->add_option("--step", options->step, "With --range: frames between two pictures")
         ->check(CLI::PositiveNumber);
+    command->add_flag("--force", options->force,
+                      "With --range: write even when it asks for more than 10000 pictures");
     command->add_option("--out", options->out, "With --range: folder of the pictures (made if "
                                                "missing)");
     addFrameOptions(*command, options->frame);

@@ -235,6 +235,8 @@ void printTree(const Json& level, int depth) {
 
 void runDump(const SceneOptions& options) {
     const std::string bytes = readScene(options.input);
+    if (IsCacheFile(bytes))
+        throw CommandError(kExitBadInput, options.input + ": a .wkc cache, not a scene file");
     if (!IsBinaryScene(bytes))
         throw CommandError(kExitBadInput, options.input + ": not a binary scene file");
     HeadlessChunkReader reader(

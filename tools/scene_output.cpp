@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <cstdio>
 #include <set>
 
 namespace wkcli {
@@ -50,6 +51,16 @@ std::int32_t StepTicks(double frames, const char* option, int ticksPerFrame) {
         throw CommandError(kExitUsage, std::string(option) + ": expected frames above 0, at most "
                                                              "999999");
     return std::max<std::int32_t>(1, static_cast<std::int32_t>(frames * ticksPerFrame));
+}
+
+float ReduceThreshold(float distance, const char* option) {
+    if (!(distance >= 0.0f && distance <= 999999.0f)) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%g", static_cast<double>(distance));
+        throw CommandError(kExitUsage, std::string(option) +
+                                           ": expected a distance from 0 to 999999, got " + text);
+    }
+    return distance;
 }
 
 ProgressOnTerminal::ProgressOnTerminal(wkCache_obj& object_, TerminalSession& terminal_)

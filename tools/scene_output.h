@@ -16,6 +16,9 @@ namespace wkcli {
 Interval FrameRangeTicks(const std::string& text, const char* option, int ticksPerFrame);
 // A step in frames (above 0, at most 999999) as whole ticks, at least 1.
 std::int32_t StepTicks(double frames, const char* option, int ticksPerFrame);
+// A key reduction threshold: a distance from 0 to 999999; CommandError (usage) naming `option`
+// for anything else (NaN would remove every key, as no distance is above it).
+float ReduceThreshold(float distance, const char* option);
 
 // Shows the object's running stage as the terminal's progress bar while it lives.
 class ProgressOnTerminal {

@@ -6,8 +6,9 @@
 #include "tests/object/CacheObjectFixture.h"
 #include "tools/png_io.h"
 
-#include <cstdlib>
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 
 namespace {
 
@@ -143,8 +144,10 @@ TEST(RenderImage, EachViewMatchesItsReference) {
         const std::string file =
             std::string(WKCACHE_SOURCE_DIR) + "/tests/tools/reference/" + v.name + ".png";
         const wkcli::RgbImage image = DrawFixedScene(v.view);
-        if (update)
-            wkcli::WritePng(file, image);
+        if (update) {
+            std::ofstream out(file, std::ios::binary);
+            wkcli::WritePng(out, image);
+        }
         const wkcli::RgbImage reference = wkcli::ReadPng(file);
         ASSERT_EQ(reference.width, image.width) << v.name;
         ASSERT_EQ(reference.height, image.height) << v.name;

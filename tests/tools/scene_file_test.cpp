@@ -114,6 +114,20 @@ TEST_P(SceneFileErrors, NameTheKey) {
     }
 }
 
+// The whole file has no key to name: the message is the problem alone, without an empty path
+// before it (the tool puts the file's name there).
+TEST(SceneFile, ARootThatIsNoObjectIsSaidPlainly) {
+    for (const char* text : {"[]", "3", "\"scene\""}) {
+        HeadlessHost host;
+        try {
+            LoadSceneText(text, host);
+            FAIL() << "accepted: " << text;
+        } catch (const SceneFileError& e) {
+            EXPECT_STREQ(e.what(), "expected an object") << text;
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Problems, SceneFileErrors,
     ::testing::Values(

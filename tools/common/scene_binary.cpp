@@ -1082,6 +1082,10 @@ bool IsBinaryScene(std::string_view bytes) {
            static_cast<std::uint8_t>(bytes[1]) == (SceneChunk::header >> 8);
 }
 
+bool IsCacheFile(std::string_view bytes) {
+    return bytes.starts_with("WKCACHE");
+}
+
 std::vector<std::uint8_t> SaveSceneBinary(HeadlessHost& host) {
     ScopedHost installed(host);
     return SceneWriter(host).write();

@@ -56,6 +56,9 @@ inline constexpr std::uint32_t kBinarySceneVersion = 1;
 
 // Whether `bytes` start as a binary scene file does (rather than as JSON text).
 bool IsBinaryScene(std::string_view bytes);
+// Whether the bytes start as a .wkc cache does ("WKCACHE"): its first two bytes are those of a
+// binary scene, so a cache given as a scene is told by this first.
+bool IsCacheFile(std::string_view bytes);
 
 // The scene of `host` as a binary scene file. The cache objects trim their groups to their
 // caches as they save. Throws SceneFileError for an object class the file cannot hold.

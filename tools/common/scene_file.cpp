@@ -29,8 +29,9 @@ using Json = nlohmann::json;
 
 constexpr int kFormatVersion = 1;
 
+// An empty path is the whole file, which the caller names.
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
-    throw SceneFileError(path + ": " + what);
+    throw SceneFileError(path.empty() ? what : path + ": " + what);
 }
 
 std::string member(const std::string& path, const std::string& key) {
@@ -867,6 +868,8 @@ private:
 } // namespace
 
 LoadedScene LoadSceneText(const std::string& text, HeadlessHost& host) {
+    if (IsCacheFile(text))
+        throw SceneFileError("a .wkc cache, not a scene file");
     if (IsBinaryScene(text))
         return LoadSceneBinary(
             std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), host);

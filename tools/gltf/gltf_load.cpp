@@ -68,8 +68,14 @@ tinygltf::Model LoadGltf(const std::string& path, std::vector<std::string>& warn
                                             static_cast<unsigned int>(bytes.size()), base);
     if (!warn.empty())
         warnings.push_back(warn);
-    if (!ok)
+    if (!ok) {
+        // The JSON library's own code ("[json.exception.parse_error.101] ") says nothing to a user.
+        const std::size_t code = err.find("[json.exception.");
+        const std::size_t end = code == std::string::npos ? code : err.find("] ", code);
+        if (end != std::string::npos)
+            err.replace(code, end + 2 - code, "not valid JSON: ");
         throw GltfError(err.empty() ? "not a glTF asset" : err);
+    }
     return model;
 }
 
