@@ -10,6 +10,8 @@
 #include "tools/scene_choice.h"
 
 #include <climits>
+#include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -59,6 +61,45 @@ bool ParseRange(const std::string& text, long long& a, long long& b) {
     } catch (const std::exception&) {
         return false;
     }
+}
+
+FrameRange FrameRange::Parse(const std::string& range, const std::string& step) {
+    FrameRange parsed;
+    if (!ParseRange(range, parsed.first, parsed.last) || parsed.first > parsed.last)
+        throw CommandError(kExitUsage,
+                           "--range: expected A:B in frames with A not above B, got \"" + range +
+                               "\"");
+    // Parsed here rather than by a validator, whose message prints the smallest double.
+    char* end = nullptr;
+    parsed.step = std::strtod(step.c_str(), &end);
+    if (step.empty() || *end != '\0' || !std::isfinite(parsed.step) || !(parsed.step > 0.0))
+        throw CommandError(kExitUsage,
+                           "--step: expected a positive number of frames, got \"" + step + "\"");
+    parsed.stepText = step;
+    return parsed;
+}
+
+std::vector<TimeValue> FrameRange::times(int ticksPerFrame, const char* noun, bool force) const {
+    // A request beyond this many files is more likely a slip than a wish.
+    constexpr long long kCountWithoutForce = 10'000;
+    if (step * ticksPerFrame < 1.0)
+        throw CommandError(kExitUsage, "--step: " + stepText + " frames is less than one tick (1/" +
+                                           std::to_string(ticksPerFrame) +
+                                           " frame at this frame rate)");
+    if (static_cast<double>(first) * ticksPerFrame < INT_MIN ||
+        static_cast<double>(last) * ticksPerFrame > INT_MAX)
+        throw CommandError(kExitUsage, "--range: frames beyond the host's time");
+    const auto count =
+        static_cast<long long>(std::floor(static_cast<double>(last - first) / step)) + 1;
+    if (count > kCountWithoutForce && !force)
+        throw CommandError(kExitUsage, "this would write " + std::to_string(count) + " " + noun +
+                                           " (more than " + std::to_string(kCountWithoutForce) +
+                                           "); give --force if that is meant");
+    std::vector<TimeValue> result;
+    result.reserve(static_cast<std::size_t>(count));
+    for (long long i = 0; i < count; ++i)
+        result.push_back(static_cast<TimeValue>(std::llround(frame(i) * ticksPerFrame)));
+    return result;
 }
 
 namespace {

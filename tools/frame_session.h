@@ -74,4 +74,21 @@ private:
 // "A:B" into two integers; false when it is not that.
 bool ParseRange(const std::string& text, long long& a, long long& b);
 
+// The frames A, A+S, ... up to B of `--range A:B --step S`, for the commands that write one file
+// a frame. Parse checks the text (a usage error names the option); times checks what needs the
+// scene's frame rate: a step of at least one tick, frames within the host's time, and no more
+// than 10000 `noun` without `force`.
+struct FrameRange {
+    long long first = 0;
+    long long last = 0;
+    double step = 1.0;
+    std::string stepText;
+
+    static FrameRange Parse(const std::string& range, const std::string& step);
+    double frame(long long i) const {
+        return static_cast<double>(first) + static_cast<double>(i) * step;
+    }
+    std::vector<TimeValue> times(int ticksPerFrame, const char* noun, bool force) const;
+};
+
 } // namespace wkcli

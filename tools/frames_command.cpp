@@ -33,9 +33,6 @@ struct FramesOptions {
     bool force = false;
 };
 
-// A request beyond this many files is more likely a slip than a wish: it needs --force.
-constexpr long long kFileCountWithoutForce = 10'000;
-
 // The file of `frame`: its number, with the fraction when the step has one, so that names sort
 // and tell the frame ("boxes_0012.obj", "boxes_0012.50000.obj").
 std::string fileName(const std::string& stem, double frame, bool wholeSteps) {
@@ -48,39 +45,16 @@ std::string fileName(const std::string& stem, double frame, bool wholeSteps) {
 }
 
 void runFrames(const FramesOptions& options) {
-    long long first = 0;
-    long long last = 0;
-    if (!ParseRange(options.range, first, last) || first > last)
-        throw CommandError(kExitUsage, "--range: expected A:B in frames with A not above B, "
-                                       "got \"" +
-                                           options.range + "\"");
-    // Parsed here rather than by a validator, whose message prints the smallest double.
-    char* end = nullptr;
-    const double step = std::strtod(options.step.c_str(), &end);
-    if (options.step.empty() || *end != '\0' || !std::isfinite(step) || !(step > 0.0))
-        throw CommandError(kExitUsage, "--step: expected a positive number of frames, got \"" +
-                                           options.step + "\"");
+    const FrameRange range = FrameRange::Parse(options.range, options.step);
     std::error_code ec;
     if (std::filesystem::exists(options.out, ec) && !std::filesystem::is_directory(options.out, ec))
         throw CommandError(kExitBadInput, options.out + ": exists and is not a folder");
 
     FrameSession session(options.frame);
-    const int tpf = session.host().Time().GetTicksPerFrame();
-    if (step * tpf < 1.0)
-        throw CommandError(kExitUsage, "--step: " + options.step +
-                                           " frames is less than one tick (1/" +
-                                           std::to_string(tpf) + " frame at this frame rate)");
-    const double lowest = static_cast<double>(INT32_MIN) / tpf;
-    const double highest = static_cast<double>(INT32_MAX) / tpf;
-    if (static_cast<double>(first) < lowest || static_cast<double>(last) > highest)
-        throw CommandError(kExitUsage, "--range: frames beyond the host's time");
-    const long long count =
-        static_cast<long long>(std::floor(static_cast<double>(last - first) / step)) + 1;
-    if (count > kFileCountWithoutForce && !options.force)
-        throw CommandError(kExitUsage, "this would write " + std::to_string(count) +
-                                           " files (more than " +
-                                           std::to_string(kFileCountWithoutForce) +
-                                           "); give --force if that is meant");
+    const std::vector<TimeValue> times =
+        range.times(session.host().Time().GetTicksPerFrame(), "files", options.force);
+    const auto count = static_cast<long long>(times.size());
+    const double step = range.step;
     const bool wholeSteps = step == std::floor(step);
     const std::vector<std::string> inputs{options.frame.cache, options.frame.scene};
     const std::string stem =
@@ -91,9 +65,8 @@ void runFrames(const FramesOptions& options) {
 
     TerminalSession& terminal = session.terminal();
     for (long long i = 0; i < count; ++i) {
-        const double frame = static_cast<double>(first) + static_cast<double>(i) * step;
-        const auto t = static_cast<TimeValue>(std::llround(frame * tpf));
-        if (!session.evaluate(t)) {
+        const double frame = range.frame(i);
+        if (!session.evaluate(times[static_cast<std::size_t>(i)])) {
             terminal.endProgress();
             throw session.failure();
         }

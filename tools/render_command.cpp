@@ -11,7 +11,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -29,52 +28,13 @@ struct RenderOptions {
     bool timeGiven = false;
     std::string output;
     std::string range;
-    double step = 1.0;
+    std::string step = "1";
     std::string out;
     bool force = false;
 };
 
 RgbImage Picture(HeadlessGraphicsWindow& gw) {
     return {gw.Width(), gw.Height(), gw.Pixels()};
-}
-
-// Asking for more pictures than this is more likely a slip than a wish: it needs --force.
-constexpr long long kPictureCountWithoutForce = 10'000;
-
-std::vector<TimeValue> RangeTimes(const RenderOptions& options, int tpf) {
-    long long first = 0;
-    long long last = 0;
-    if (!ParseRange(options.range, first, last) || first > last)
-        throw CommandError(kExitUsage, "--range: expected A:B in frames with A not above B, got \"" +
-                                           options.range + "\"");
-    if (static_cast<double>(first) * tpf < INT_MIN || static_cast<double>(last) * tpf > INT_MAX)
-        throw CommandError(kExitUsage, "--range: frames beyond the host's time");
-    if (!std::isfinite(options.step) || !(options.step > 0.0)) {
-        char step[32];
-        std::snprintf(step, sizeof step, "%g", options.step);
-        throw CommandError(kExitUsage, std::string("--step: expected a positive number of "
-                                                   "frames, got \"") +
-                                           step + "\"");
-    }
-    if (options.step * tpf < 1.0) {
-        char step[32];
-        std::snprintf(step, sizeof step, "%g", options.step);
-        throw CommandError(kExitUsage, std::string("--step: ") + step +
-                                           " frames is less than one tick (1/" +
-                                           std::to_string(tpf) + " frame at this frame rate)");
-    }
-    const auto count =
-        static_cast<long long>(std::floor(static_cast<double>(last - first) / options.step)) + 1;
-    if (count > kPictureCountWithoutForce && !options.force)
-        throw CommandError(kExitUsage, "this would write " + std::to_string(count) +
-                                           " pictures (more than " +
-                                           std::to_string(kPictureCountWithoutForce) +
-                                           "); give --force if that is meant");
-    std::vector<TimeValue> times;
-    for (long long i = 0; i < count; ++i)
-        times.push_back(static_cast<TimeValue>(std::llround(
-            (static_cast<double>(first) + static_cast<double>(i) * options.step) * tpf)));
-    return times;
 }
 
 // As every output of the tool: under a temporary name, never over an input, "-" for stdout.
@@ -93,6 +53,14 @@ void runRender(const RenderOptions& options) {
                  : (options.output.empty() || !options.out.empty()))
         throw CommandError(kExitUsage, sequence ? "--range writes into --out DIR, not -o"
                                                 : "--time writes one picture: give -o OUT.png");
+    FrameRange range;
+    if (sequence) {
+        range = FrameRange::Parse(options.range, options.step);
+        std::error_code ec;
+        if (std::filesystem::exists(options.out, ec) &&
+            !std::filesystem::is_directory(options.out, ec))
+            throw CommandError(kExitBadInput, options.out + ": exists and is not a folder");
+    }
     FrameSession session(options.frame);
     ViewportSession viewport(session, options.view);
     if (!sequence) {
@@ -104,10 +72,8 @@ void runRender(const RenderOptions& options) {
     }
 
     const std::vector<TimeValue> times =
-        RangeTimes(options, session.host().Time().GetTicksPerFrame());
+        range.times(session.host().Time().GetTicksPerFrame(), "pictures", options.force);
     std::error_code ec;
-    if (std::filesystem::exists(options.out, ec) && !std::filesystem::is_directory(options.out, ec))
-        throw CommandError(kExitBadInput, options.out + ": exists and is not a folder");
     const std::string stem =
         std::filesystem::path(options.frame.scene.empty() ? options.frame.cache
                                                           : options.frame.scene)
@@ -134,8 +100,8 @@ void runRender(const RenderOptions& options) {
         terminal.showProgress("Rendering", i + 1, count);
         if (terminal.cancelled()) {
             terminal.endProgress();
-            throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) +
-                                                   " of " + std::to_string(count) + " pictures");
+            throw CommandError(kExitCancelled, "cancelled after " + std::to_string(i + 1) + " of " +
+                                                   std::to_string(count) + " pictures");
         }
     }
     terminal.endProgress();
@@ -149,23 +115,23 @@ void addRenderCommand(CLI::App& app) {
     auto options = std::make_shared<RenderOptions>();
     CLI::App* command = app.add_subcommand(
         "render", "Draw a cache object as a viewport shows it, into a PNG picture or a sequence");
-    command
-        ->add_option_function<TimeValue>(
-            "--time",
-            [options](const TimeValue& t) {
-                options->time = t;
-                options->timeGiven = true;
-            },
-            "Scene time in ticks (4800 a second)");
+    command->add_option_function<TimeValue>(
+        "--time",
+        [options](const TimeValue& t) {
+            options->time = t;
+            options->timeGiven = true;
+        },
+        "Scene time in ticks (4800 a second)");
     command->add_option("-o,--output", options->output, "The PNG file to write");
     command->add_option("--range", options->range,
                         "Instead of --time: scene frames A:B, both included, one picture each");
-    command->add_option("--step", options->step, "With --range: frames between two pictures")
-        ->check(CLI::PositiveNumber);
+    command->add_option("--step", options->step,
+                        "With --range: frames between two pictures (default 1; at least one tick)");
     command->add_flag("--force", options->force,
                       "With --range: write even when it asks for more than 10000 pictures");
-    command->add_option("--out", options->out, "With --range: folder of the pictures (made if "
-                                               "missing)");
+    command->add_option("--out", options->out,
+                        "With --range: folder of the pictures (made if "
+                        "missing)");
     addFrameOptions(*command, options->frame);
     addViewOptions(*command, options->view);
     command->callback([options] { runRender(*options); });
