@@ -11,7 +11,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
