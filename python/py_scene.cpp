@@ -92,6 +92,15 @@ py::object nodeObject(const Scene& scene, INode* node) {
     return py::none();
 }
 
+// One of the node's transform controllers (position, rotation or scale), or None.
+py::object transformPart(const NodeRef& n, Control* (MatrixControl::*part)() const) {
+    const MatrixControl* tm = n.node->GetTMController();
+    Control* control = tm ? (tm->*part)() : nullptr;
+    if (control == nullptr)
+        return py::none();
+    return py::cast(ControllerRef{n.scene, control});
+}
+
 const ParamDef& paramDef(const IParamBlock2& block, const py::object& key) {
     const ParamBlockDesc2& desc = block.GetDesc();
     if (py::isinstance<py::int_>(key)) {
@@ -576,14 +585,41 @@ was. ValueError for what the scene file cannot hold, OSError when it cannot be w
         .def_property_readonly(
             "object", [](const NodeRef& n) { return nodeObject(n.scene, n.node); },
             "The node's cache object, or None when it holds another kind.")
+        .def_property_readonly(
+            "position_controller",
+            [](const NodeRef& n) {
+                return transformPart(n, &MatrixControl::GetPositionController);
+            },
+            "The position controller of the node's transform, or None.")
+        .def_property_readonly(
+            "rotation_controller",
+            [](const NodeRef& n) {
+                return transformPart(n, &MatrixControl::GetRotationController);
+            },
+            "The rotation controller of the node's transform, or None.")
+        .def_property_readonly(
+            "scale_controller",
+            [](const NodeRef& n) { return transformPart(n, &MatrixControl::GetScaleController); },
+            "The scale controller of the node's transform, or None.")
         .def("__eq__", [](const NodeRef& a, const NodeRef& b) { return a.node == b.node; })
         .def("__hash__", [](const NodeRef& n) { return std::hash<INode*>()(n.node); })
         .def("__repr__",
              [](const NodeRef& n) { return "<wkcache.Node '" + utf8(n.node->GetName()) + "'>"; });
 
     py::class_<ControllerRef>(m, "Controller", "An animation controller of a scene.")
+        .def_property_readonly(
+            "key_times",
+            [](const ControllerRef& c) {
+                std::vector<TimeValue> times;
+                if (const auto* control = dynamic_cast<const Control*>(c.control))
+                    control->GetKeyTimes(times, FOREVER, 0);
+                return times;
+            },
+            "The times of its keys in ticks, in order; empty for a controller without keys.")
         .def("__eq__",
-             [](const ControllerRef& a, const ControllerRef& b) { return a.control == b.control; });
+             [](const ControllerRef& a, const ControllerRef& b) { return a.control == b.control; })
+        .def("__hash__",
+             [](const ControllerRef& c) { return std::hash<ReferenceTarget*>()(c.control); });
 
     py::class_<CacheObjectRef>(m, "CacheObject", R"(A cache object: a .wkc file played as one mesh.
 

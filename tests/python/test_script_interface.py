@@ -183,7 +183,14 @@ def test_explode_and_reduce_keys(recorded):
     scene, obj = recorded
     nodes = obj.fns.explode((0, 3200), 320, reduceKeys=False)
     assert len(nodes) == obj.fns.cacheNumNodes and all(isinstance(n, wkcache.Node) for n in nodes)
-    assert obj.fns.reduceKeys(nodes, (0, 3200), 160) is True
+    # A key a step, until a reduction thins them: by node, or by one of its controllers alone.
+    first, rest = nodes[0], nodes[1:]
+    assert first.position_controller.key_times == list(range(0, 3201, 320))
+    assert obj.fns.reduceKeys(first.position_controller, (0, 3200), 160) is True
+    assert len(first.position_controller.key_times) < 11
+    assert len(first.rotation_controller.key_times) == 11
+    assert obj.fns.reduceKeys(rest, (0, 3200), 160) is True
+    assert all(len(n.scale_controller.key_times) < 11 for n in rest)
     # Anything but nodes and controllers is refused, naming the value.
     with pytest.raises(wkcache.ScriptError,
                        match="controller parameter must be \\(an array of\\) nodes/controllers, got: 5"):
