@@ -9,6 +9,8 @@
 #include "recording/RecordCache.h"
 #include "script/wkCache_mxs.h"
 
+#include <iterator>
+#include <limits>
 #include <set>
 
 using WelkardTools::wkCacheReader;
@@ -145,7 +147,11 @@ bool setGroupMode(wkCache_obj& object, const WStr& name, const Value& mode) {
 }
 
 Value groupElements(const wkCacheGroup& group) {
-    const int size = group.elements.empty() ? 0 : static_cast<int>(*group.elements.rbegin()) + 1;
+    // Sized to the largest index plus one, among the indices a bit set can hold: a scene file may
+    // carry any 32-bit index.
+    const auto reach = static_cast<std::uint32_t>(std::numeric_limits<int>::max());
+    const auto fits = group.elements.lower_bound(reach);
+    const int size = fits == group.elements.begin() ? 0 : static_cast<int>(*std::prev(fits)) + 1;
     return Value(bitsOf(group.elements, size));
 }
 

@@ -108,6 +108,9 @@ TEST_F(ScriptCallTest, IndicesBeyondTheElementCountCostNoMemory) {
     }
     EXPECT_EQ(call(L"getElementSelection", {}).ToScriptText(), WStr(L"#{2}"));
     EXPECT_EQ(call(L"getGroupElements", {Value(L"A")}).ToScriptText(), WStr(L"#{}"));
+    // A scene file can hold any index: one no bit set can hold leaves the others shown.
+    ASSERT_TRUE(object->setGroupElements(L"A", {3u, 0xFFFFFFFFu}, false, false));
+    EXPECT_EQ(call(L"getGroupElements", {Value(L"A")}).ToScriptText(), WStr(L"#{4}"));
 }
 
 TEST_F(ScriptCallTest, KeywordsMatchWithoutRegardToCase) {
