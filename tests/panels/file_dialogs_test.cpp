@@ -23,6 +23,9 @@ TEST(NumberedNames, ThePlusButtonCountsOnOrStartsAtOne) {
         {L"take7", L"take701"},
         {L"07.wkc", L"0701.wkc"},               // two characters: no number to count on
         {L"shot12.backup", L"shot12.backup01"}, // an extension of five is no extension
+        // A point in a folder's name is no extension, whichever separator the name uses.
+        {L"/proj.v2/a", L"/proj.v2/a01"},
+        {L"C:\\proj.v2\\a", L"C:\\proj.v2\\a01"},
     };
     for (const auto& [from, to] : cases)
         EXPECT_EQ(advanceNumberedName(from), WStr(to)) << WStr(from).ToCStr().str();
