@@ -92,9 +92,23 @@ TEST_F(FileDialogTest, ThePlusButtonNumbersTheNameOnAndConfirms) {
     WStr name;
     ASSERT_TRUE(specifyCacheFile(asset, name, false));
     EXPECT_EQ(name, wpath("take08.wkc"));
-    // An empty name only confirms; the open dialog hides the button.
+    // An empty name only presses OK, which chooses nothing: the dialog stays open (until the
+    // user cancels it here) rather than naming a file ".wkc".
+    panels.QueueFileDialog([](PanelDriver& d) {
+        d.press(1023);
+        EXPECT_FALSE(d.window(IDC_OK).Result());
+        EXPECT_TRUE(d.text(kFileDialogNameEdit).IsEmpty());
+    });
+    WStr none;
+    EXPECT_FALSE(specifyCacheFile(asset, none, false));
+    EXPECT_TRUE(none.IsEmpty());
+    // The open dialog hides the button.
     panels.QueueFileDialog([](PanelDriver& d) {
         EXPECT_FALSE(d.visible(1023));
+        d.type(kFileDialogNameEdit, L"");
+        d.press(IDC_OK);
+        EXPECT_FALSE(d.window(IDC_OK).Result());
+        d.type(kFileDialogNameEdit, L"take.wkc");
         d.press(IDC_OK);
     });
     EXPECT_TRUE(selectCacheFile(asset));
