@@ -167,8 +167,11 @@ bool runDialog(bool save, WStr& name) {
 WStr advanceNumberedName(const WStr& name) {
     std::wstring stem = name.str();
     std::wstring extension;
+    // The field may hold a path: a point in a folder's name starts no extension.
+    const std::size_t leaf = stem.find_last_of(L"/\\");
     const std::size_t dot = stem.rfind(L'.');
-    if (dot != std::wstring::npos && stem.size() - dot - 1 <= 4) {
+    if (dot != std::wstring::npos && (leaf == std::wstring::npos || dot > leaf) &&
+        stem.size() - dot - 1 <= 4) {
         extension = stem.substr(dot);
         stem.resize(dot);
     }

@@ -19,5 +19,6 @@ bool selectCacheFile(AssetUser& asset);
 bool specifyCacheFile(AssetUser& asset, WStr& name, bool complete);
 
 // The plus button's name: a stem ending in two digits counts on ("take07.wkc" gives
-// "take08.wkc"), any other gets "01"; an extension of up to four characters is kept.
+// "take08.wkc"), any other gets "01"; an extension of up to four characters is kept (a point
+// in a folder of the name begins none).
 WStr advanceNumberedName(const WStr& name);

@@ -372,7 +372,8 @@ void selectGroupElementsByName(wkCache_obj& object) {
     request.filter = object.groupBrowseFilter;
     request.selection = groups.at(index).elements;
     request.reader = usableReader(object);
-    if (!runGroupElementsDialog(request))
+    // Without a readable cache the list would be empty, and OK would empty the group.
+    if (request.reader == nullptr || !runGroupElementsDialog(request))
         return;
     object.groupBrowseFilter = request.filter;
     setGroupElementsStep(object, groups.at(index).name, request.selection, false, false);

@@ -54,5 +54,6 @@ bool promptGroupName(WStr& name);
 
 // Button 1110: the element selection by name, one undoable step when it changes.
 void selectElementsByName(wkCache_obj& object);
-// Button 1086: the selected group's elements by name.
+// Button 1086: the selected group's elements by name; like 1110, nothing without a readable
+// cache.
 void selectGroupElementsByName(wkCache_obj& object);

@@ -209,8 +209,11 @@ void HeadlessWindow::Send(const PanelMessage& message) {
 void HeadlessWindow::Press(int id) {
     if (fileRequest != nullptr && (id == IDC_OK || id == IDC_CANCEL)) {
         if (id == IDC_OK) {
-            // A name with a folder takes the dialog there.
+            // As in the host's dialog, OK without a name chooses nothing: the dialog stays.
             const std::wstring name = GetText(kFileDialogNameEdit).str();
+            if (name.empty())
+                return;
+            // A name with a folder takes the dialog there.
             const std::size_t slash = name.rfind(L'/');
             if (slash != std::wstring::npos)
                 SetText(kFileDialogFolder, WStr(name.substr(0, slash)));

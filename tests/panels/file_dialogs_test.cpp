@@ -23,6 +23,9 @@ TEST(NumberedNames, ThePlusButtonCountsOnOrStartsAtOne) {
         {L"take7", L"take701"},
         {L"07.wkc", L"0701.wkc"},               // two characters: no number to count on
         {L"shot12.backup", L"shot12.backup01"}, // an extension of five is no extension
+        // A point in a folder's name is no extension, whichever separator the name uses.
+        {L"/proj.v2/a", L"/proj.v2/a01"},
+        {L"C:\\proj.v2\\a", L"C:\\proj.v2\\a01"},
     };
     for (const auto& [from, to] : cases)
         EXPECT_EQ(advanceNumberedName(from), WStr(to)) << WStr(from).ToCStr().str();
@@ -89,9 +92,23 @@ TEST_F(FileDialogTest, ThePlusButtonNumbersTheNameOnAndConfirms) {
     WStr name;
     ASSERT_TRUE(specifyCacheFile(asset, name, false));
     EXPECT_EQ(name, wpath("take08.wkc"));
-    // An empty name only confirms; the open dialog hides the button.
+    // An empty name only presses OK, which chooses nothing: the dialog stays open (until the
+    // user cancels it here) rather than naming a file ".wkc".
+    panels.QueueFileDialog([](PanelDriver& d) {
+        d.press(1023);
+        EXPECT_FALSE(d.window(IDC_OK).Result());
+        EXPECT_TRUE(d.text(kFileDialogNameEdit).IsEmpty());
+    });
+    WStr none;
+    EXPECT_FALSE(specifyCacheFile(asset, none, false));
+    EXPECT_TRUE(none.IsEmpty());
+    // The open dialog hides the button.
     panels.QueueFileDialog([](PanelDriver& d) {
         EXPECT_FALSE(d.visible(1023));
+        d.type(kFileDialogNameEdit, L"");
+        d.press(IDC_OK);
+        EXPECT_FALSE(d.window(IDC_OK).Result());
+        d.type(kFileDialogNameEdit, L"take.wkc");
         d.press(IDC_OK);
     });
     EXPECT_TRUE(selectCacheFile(asset));

@@ -279,6 +279,26 @@ TEST_F(GroupPanelTest, GroupElementsDialogEmptiesTheFilterAndReopensWhereItWasLe
     user.press(1086);
 }
 
+// With the cache file gone the dialog would list nothing, and OK would empty the group: as for
+// the element selection, it is not shown until the file can be read again.
+TEST_F(GroupPanelTest, GroupElementsDialogWaitsForAReadableCache) {
+    object->setElementSelection({0, 1});
+    newGroup(L"G");
+    ASSERT_EQ(groups().at(0).elements, (std::set<std::uint32_t>{0, 1}));
+    std::filesystem::remove(dir.file("two.wkc"));
+    theCacheRegistry.evictAll();
+    object->invalidateAll();
+    object->updateCacheMesh(160);
+    bool shown = false;
+    panels.QueueDialog([&](PanelDriver& d) {
+        shown = true;
+        d.press(IDC_OK);
+    });
+    user.press(1086);
+    EXPECT_FALSE(shown);
+    EXPECT_EQ(groups().at(0).elements, (std::set<std::uint32_t>{0, 1}));
+}
+
 // Made 100 wider and 50 higher, the element dialog keeps its controls at their distances from
 // the edges: the list grows both ways, the filter to the right, All, None and Invert go down with
 // the bottom edge, OK and Cancel with the bottom right corner; the label stays.
