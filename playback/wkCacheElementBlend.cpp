@@ -20,31 +20,24 @@ namespace {
 // AVX2. Lanes are loaded whole: copied through memory in halves they would wait for both.
 typedef float Lanes __attribute__((vector_size(32), may_alias));
 typedef float UnalignedLanes __attribute__((vector_size(32), aligned(4), may_alias));
-typedef int LaneIndex __attribute__((vector_size(32)));
 
 // Rows r[0..7] become columns: lane k of r[j] after is lane j of r[k] before.
 [[gnu::always_inline]] inline void transpose(Lanes r[8]) {
-    const LaneIndex lo1 = {0, 8, 1, 9, 4, 12, 5, 13};
-    const LaneIndex hi1 = {2, 10, 3, 11, 6, 14, 7, 15};
-    const LaneIndex lo2 = {0, 1, 8, 9, 4, 5, 12, 13};
-    const LaneIndex hi2 = {2, 3, 10, 11, 6, 7, 14, 15};
-    const LaneIndex lo4 = {0, 1, 2, 3, 8, 9, 10, 11};
-    const LaneIndex hi4 = {4, 5, 6, 7, 12, 13, 14, 15};
     Lanes t[8];
     for (int i = 0; i < 8; i += 2) {
-        t[i] = __builtin_shuffle(r[i], r[i + 1], lo1);
-        t[i + 1] = __builtin_shuffle(r[i], r[i + 1], hi1);
+        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
+        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
     }
     Lanes u[8];
     for (int i = 0; i < 8; i += 4) {
-        u[i] = __builtin_shuffle(t[i], t[i + 2], lo2);
-        u[i + 1] = __builtin_shuffle(t[i], t[i + 2], hi2);
-        u[i + 2] = __builtin_shuffle(t[i + 1], t[i + 3], lo2);
-        u[i + 3] = __builtin_shuffle(t[i + 1], t[i + 3], hi2);
+        u[i] = __builtin_shufflevector(t[i], t[i + 2], 0, 1, 8, 9, 4, 5, 12, 13);
+        u[i + 1] = __builtin_shufflevector(t[i], t[i + 2], 2, 3, 10, 11, 6, 7, 14, 15);
+        u[i + 2] = __builtin_shufflevector(t[i + 1], t[i + 3], 0, 1, 8, 9, 4, 5, 12, 13);
+        u[i + 3] = __builtin_shufflevector(t[i + 1], t[i + 3], 2, 3, 10, 11, 6, 7, 14, 15);
     }
     for (int i = 0; i < 4; ++i) {
-        r[i] = __builtin_shuffle(u[i], u[i + 4], lo4);
-        r[i + 4] = __builtin_shuffle(u[i], u[i + 4], hi4);
+        r[i] = __builtin_shufflevector(u[i], u[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+        r[i + 4] = __builtin_shufflevector(u[i], u[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
     }
 }
 

@@ -87,13 +87,11 @@ void transformRunsNarrow(const Point3* src, Point3* dst, const std::int32_t* ver
 #ifdef WKCACHE_WIDE_LANES
 typedef float Lanes8 __attribute__((vector_size(32)));
 typedef float Half4 __attribute__((vector_size(16), aligned(4), may_alias));
-typedef int Picks8 __attribute__((vector_size(32)));
 
 // Within each half of a and b: a[i], a[j], b[k], b[l] (the four-lane shuffle in both halves).
 template <int i, int j, int k, int l>
 __attribute__((target("avx2"), always_inline)) inline Lanes8 shuffleHalves(Lanes8 a, Lanes8 b) {
-    const Picks8 pick = {i, j, 8 + k, 8 + l, 4 + i, 4 + j, 12 + k, 12 + l};
-    return __builtin_shuffle(a, b, pick);
+    return __builtin_shufflevector(a, b, i, j, 8 + k, 8 + l, 4 + i, 4 + j, 12 + k, 12 + l);
 }
 
 // Four floats from p + at and four from p + at + 12, the same floats of the next four points.
