@@ -35,6 +35,8 @@ constexpr double kC4 = 0x1.99343027bf8c3p-16;
 // Bit patterns of |x| the polynomials serve: 2^-12 up to 120, exclusive.
 constexpr std::int32_t kFastFrom = 0x39800000;
 constexpr std::int32_t kFastBelow = 0x42f00000;
+// |x| below this takes no reduction.
+constexpr std::int32_t kShortBelow = 0x3f400000;
 
 typedef float Floats __attribute__((vector_size(16)));
 typedef std::int32_t Ints __attribute__((vector_size(16)));
@@ -60,6 +62,17 @@ __attribute__((target("avx2,fma"))) void sinesFused(const float* in, float* out,
         Floats value;
         std::memcpy(&value, &kept, sizeof value);
         const Doubles x = __builtin_convertvector(value, Doubles);
+        // Below 0.75 (the library's test on the top bits against pi/4) no multiple of pi/2 is
+        // taken away and only the sine polynomial is wanted: the common case of a blend's angles.
+        if (_mm_testc_si128((__m128i)(served & (magnitude < kShortBelow)), _mm_set1_epi32(-1))) {
+            const Doubles x2 = x * x;
+            const Doubles x3 = x * x2;
+            const Doubles sine = _mm256_fmadd_pd(x3 * x2, _mm256_fmadd_pd(x2, all(kS3), all(kS2)),
+                                                 _mm256_fmadd_pd(x3, all(kS1), x));
+            const Floats rounded = __builtin_convertvector(sine, Floats);
+            std::memcpy(out + i, &rounded, sizeof rounded);
+            continue;
+        }
         const Ints q = (__builtin_convertvector(x * kHalfPiInverse, Ints) + 0x800000) >> 24;
         const Doubles y = _mm256_fnmadd_pd(__builtin_convertvector(q, Doubles), all(kHalfPi), x);
         const Doubles y2 = y * y;

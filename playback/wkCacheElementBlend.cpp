@@ -1,5 +1,6 @@
 #include "playback/wkCacheElementBlend.h"
 
+#include "host/Sine.h"
 #include "host/WideLanes.h"
 #include "playback/wkCacheElementState.h"
 
@@ -101,12 +102,17 @@ __attribute__((target("avx2"))) void composeEight(const float* const rec[8], con
 void wkCacheElementBlends::finish(Deferred& later, Matrix3* out) const {
     const int n = later.count;
     later.count = 0;
+    // The batch's sines a vector at a time, with the library's bits.
+    float anglesA[kBatch] = {};
+    float anglesB[kBatch] = {};
     for (int k = 0; k < n; ++k) {
         const float a = later.fraction[k];
         const float omega = factors[later.pair[k]].omega;
-        later.sinA[k] = std::sin((1.0f - a) * omega);
-        later.sinB[k] = std::sin(a * omega);
+        anglesA[k] = (1.0f - a) * omega;
+        anglesB[k] = a * omega;
     }
+    SineMany(anglesA, later.sinA, static_cast<std::size_t>(n));
+    SineMany(anglesB, later.sinB, static_cast<std::size_t>(n));
     int k = 0;
 #ifdef WKCACHE_WIDE_LANES
     static_assert(sizeof(PairFactors) == 24 * sizeof(float) && offsetof(PairFactors, qa) == 24 &&
