@@ -465,9 +465,18 @@ bool assembleFrame(wkCacheReader& reader, Mesh& out, std::vector<Matrix3>& marke
     // 4: deformation, written into the source in place.
     // Only a version 3 file has a block; an earlier one would be read for nothing.
     if (!boxMode && reader.getVersion() >= 3) {
+        // Once the block's head is known, only its deforming elements (the first of the cache)
+        // need a time: a rigid cache's frame then makes no pass over its elements here.
+        const wkCacheElementFrames& store = reader.getFrameStore();
+        const std::size_t timed =
+            store.parsed ? std::min(state.elements.size(),
+                                    static_cast<std::size_t>(std::max(store.elementCount, 0)))
+                         : state.elements.size();
         frameTimes.sampleTimes.clear();
-        for (const wkCacheElementState& e : state.elements)
+        for (std::size_t i = 0; i < timed; ++i) {
+            const wkCacheElementState& e = state.elements[i];
             frameTimes.sampleTimes.push_back(static_cast<float>(e.sample) + e.fraction);
+        }
         applyElementFrames(reader, source, frameTimes);
     }
 
