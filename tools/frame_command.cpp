@@ -149,6 +149,10 @@ TimeValue requestedTime(const FrameCommandOptions& options, FrameSession& sessio
         throw CommandError(kExitUsage, "give the time as either --time TICKS or --frame F");
     if (options.timeOption->count() != 0)
         return options.time;
+    // The parser takes "nan" and "inf" for numbers; they are slips, not times.
+    if (!std::isfinite(options.frameNumber))
+        throw CommandError(kExitUsage, "--frame: expected a finite number of frames, got \"" +
+                                           options.frameOption->results().back() + "\"");
     const double ticks = options.frameNumber * session.host().Time().GetTicksPerFrame();
     if (!(ticks >= INT32_MIN && ticks <= INT32_MAX))
         throw CommandError(kExitUsage, "--frame: beyond the host's time");

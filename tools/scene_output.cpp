@@ -47,9 +47,14 @@ Interval FrameRangeTicks(const std::string& text, const char* option, int ticksP
 }
 
 std::int32_t StepTicks(double frames, const char* option, int ticksPerFrame) {
-    if (!(frames > 0.0 && frames <= 999999.0))
-        throw CommandError(kExitUsage, std::string(option) + ": expected frames above 0, at most "
-                                                             "999999");
+    if (!(frames > 0.0 && frames <= 999999.0)) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%g", frames);
+        throw CommandError(kExitUsage, std::string(option) +
+                                           ": expected frames above 0, at most "
+                                           "999999, got " +
+                                           text);
+    }
     return std::max<std::int32_t>(1, static_cast<std::int32_t>(frames * ticksPerFrame));
 }
 
