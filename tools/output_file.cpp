@@ -35,6 +35,22 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
 
 } // namespace
 
+std::filesystem::path WriteTarget(const std::string& path) {
+    // As the kernel does for open(); a longer chain is a loop.
+    constexpr int kMaxLinks = 40;
+    std::filesystem::path file = path;
+    for (int hops = 0; hops < kMaxLinks; ++hops) {
+        std::error_code ec;
+        if (!std::filesystem::is_symlink(std::filesystem::symlink_status(file, ec)))
+            return file;
+        const std::filesystem::path next = std::filesystem::read_symlink(file, ec);
+        if (ec)
+            return file;
+        file = next.is_absolute() ? next : file.parent_path() / next;
+    }
+    throw cannotWrite(path, "its links form a loop");
+}
+
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs) {
     if (path.empty())
@@ -45,8 +61,11 @@ void RefuseOutput(const std::string& path, const std::string& option,
     if (std::filesystem::is_directory(path, ec))
         throw CommandError(kExitBadInput, option + " " + path + ": is a folder, not a file");
     // Known before any work: a long run would otherwise end in this error.
-    if (!std::filesystem::is_directory(folderOf(path), ec))
-        throw cannotWrite(path, "its folder does not exist");
+    const std::filesystem::path target = WriteTarget(path);
+    if (!std::filesystem::is_directory(folderOf(target), ec))
+        throw cannotWrite(path, target == path ? "its folder does not exist"
+                                               : "it links to " + target.string() +
+                                                     ", whose folder does not exist");
     for (const std::string& input : inputs) {
         if (!input.empty() && std::filesystem::equivalent(path, input, ec))
             throw CommandError(kExitBadInput, option + " " + path + ": is the input " + input +
@@ -67,7 +86,9 @@ OutputFile::OutputFile(const std::string& path_, const std::string& option,
     if (special) {
         file.open(path, std::ios::binary | std::ios::out);
     } else {
-        replacement = std::make_unique<FileReplacement>(path);
+        // Through a link, even one whose file does not exist yet (as a shell's redirection
+        // writes): the link stays and its file is made or replaced.
+        replacement = std::make_unique<FileReplacement>(WriteTarget(path));
         file.open(replacement->temporary(), std::ios::binary | std::ios::trunc);
     }
     if (!file)
