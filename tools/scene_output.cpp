@@ -99,7 +99,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
                      const std::vector<std::string>& inputs) {
     std::string bytes;
     try {
-        if (out.ends_with(".wks")) {
+        if (HasExtension(out, ".wks")) {
             const std::vector<std::uint8_t> binary = SaveSceneBinary(host);
             bytes.assign(binary.begin(), binary.end());
         } else {
@@ -118,7 +118,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
                 const std::vector<INode*>& changed, const std::string& out,
                 std::vector<std::string> inputs) {
-    if (out.ends_with(".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
+    if (HasExtension(out, ".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
         if (!scenePath.empty())
             inputs.push_back(scenePath);
         writeWholeScene(host, out, inputs);

@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tests/object/CacheObjectFixture.h"
+#include "tools/common/input_file.h"
 #include "tools/common/scene_file.h"
 #include "tools/serve/frame_buffer.h"
 #include "tools/serve/http_server.h"
@@ -244,6 +245,12 @@ TEST_F(ServeHttpTest, SavesInsideTheFolderAndAsksBeforeReplacing) {
     ScopedHost scope(other);
     EXPECT_EQ(wkcli::LoadSceneFile((dir.path() / "scene.wks").string(), other).cacheObjects.size(),
               1u);
+    // The kind goes by the name's ending, in any case.
+    for (const char* name : {"upper.WKS", "mixed.Json"}) {
+        post("/api/save", {{"name", name}});
+        const std::string bytes = wkcli::ReadInputFile((dir.path() / name).string(), 1 << 20);
+        EXPECT_EQ(bytes.front() == '{', std::string(name).ends_with("Json")) << name;
+    }
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "panels/wkCachePanel.h"
 #include "panels/wkCacheRolloutHooks.h"
 #include "tools/common/cli_json.h"
+#include "tools/common/input_file.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_json_writer.h"
 #include "tools/serve/frame_buffer.h"
@@ -512,8 +513,8 @@ Reply ServeSession::save(const std::string& body) {
     if (name == request.end() || !name->is_string())
         throw std::invalid_argument("\"name\" must be a file name");
     fs::path target = name->get<std::string>();
-    const bool json = target.extension() == ".json";
-    if (!json && target.extension() != ".wks")
+    const bool json = wkcli::HasExtension(target, ".json");
+    if (!json && !wkcli::HasExtension(target, ".wks"))
         throw std::invalid_argument("a scene is saved as .wks (binary) or .json");
     const std::optional<fs::path> inside = folder.inside(target);
     if (!inside || !fs::is_directory(inside->parent_path()))
