@@ -50,6 +50,15 @@ void runImport(const ImportOptions& options) {
                                   std::filesystem::path(options.in).stem().string() + ".wkc",
                                   {options.in, options.out});
         settings.cacheFile = target;
+        // An existing file is refused above by identity; one not made yet by its path, or the
+        // scene, committed after the recording, would replace the new cache.
+        std::error_code outError;
+        std::error_code targetError;
+        const std::filesystem::path scenePath =
+            std::filesystem::weakly_canonical(options.out, outError);
+        if (!options.out.empty() && !outError &&
+            scenePath == std::filesystem::weakly_canonical(target, targetError) && !targetError)
+            throw CommandError(kExitUsage, "-o and --record name the same file, " + target);
     }
     try {
         const tinygltf::Model model = wkgltf::LoadGltf(options.in, warnings);
