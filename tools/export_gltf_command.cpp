@@ -5,7 +5,7 @@
 // reduction) are exported instead of the elements. Ctrl-C or Escape stops, writing nothing.
 #include "explode/ExplodeToObjects.h"
 #include "tools/cli_common.h"
-#include "tools/common/input_file.h"
+#include "tools/common/file_names.h"
 #include "tools/frame_session.h"
 #include "tools/gltf/gltf_export.h"
 #include "tools/output_file.h"

@@ -1,10 +1,12 @@
 #include "tools/output_file.h"
 
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <system_error>
 
 #include <fcntl.h>
@@ -36,18 +38,8 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
 } // namespace
 
 std::filesystem::path WriteTarget(const std::string& path) {
-    // As the kernel does for open(); a longer chain is a loop.
-    constexpr int kMaxLinks = 40;
-    std::filesystem::path file = path;
-    for (int hops = 0; hops < kMaxLinks; ++hops) {
-        std::error_code ec;
-        if (!std::filesystem::is_symlink(std::filesystem::symlink_status(file, ec)))
-            return file;
-        const std::filesystem::path next = std::filesystem::read_symlink(file, ec);
-        if (ec)
-            return file;
-        file = next.is_absolute() ? next : file.parent_path() / next;
-    }
+    if (const std::optional<std::filesystem::path> file = LinkedFile(path))
+        return *file;
     throw cannotWrite(path, "its links form a loop");
 }
 

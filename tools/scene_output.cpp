@@ -1,6 +1,7 @@
 #include "tools/scene_output.h"
 
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 #include "tools/common/input_file.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_controllers.h"

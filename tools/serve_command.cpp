@@ -6,7 +6,7 @@
 // page can load or record. Pages may read and write files only in the folder of that file (or,
 // without one, the current folder).
 #include "tools/cli_common.h"
-#include "tools/common/input_file.h"
+#include "tools/common/file_names.h"
 #include "tools/frame_session.h"
 #include "tools/serve/http_server.h"
 

@@ -1,7 +1,5 @@
 #include "tools/common/input_file.h"
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -15,13 +13,6 @@ std::string megabytes(std::uintmax_t bytes) {
 }
 
 } // namespace
-
-bool HasExtension(const std::filesystem::path& path, std::string_view extension) {
-    const std::string actual = path.extension().string();
-    return std::equal(
-        actual.begin(), actual.end(), extension.begin(), extension.end(),
-        [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
-}
 
 std::uintmax_t CheckInputFile(const std::string& path, std::uintmax_t limit) {
     std::error_code ec;

@@ -4,10 +4,8 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace wkcli {
 
@@ -20,10 +18,6 @@ public:
 // Limits of the inputs the tool reads whole. A scene of 64 MB is far beyond a hand-written or
 // generated one; the cache reader reads caches itself and is bounded by the file's size.
 inline constexpr std::uintmax_t kSceneFileLimit = 64ull << 20;
-
-// Whether the last extension of `path` is `extension` (".wkc", in lower case), in any case:
-// a ".WKC" or ".Json" made on another system is the same kind of file.
-bool HasExtension(const std::filesystem::path& path, std::string_view extension);
 
 // Throws InputFileError unless `path` is a regular file, not empty and at most `limit` bytes.
 // Answers the size.

@@ -1,6 +1,6 @@
 #include "tools/serve/http_server.h"
 
-#include "tools/common/input_file.h"
+#include "tools/common/file_names.h"
 
 #include <httplib.h>
 #include <nlohmann/json.hpp>

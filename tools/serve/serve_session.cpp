@@ -7,7 +7,7 @@
 #include "panels/wkCachePanel.h"
 #include "panels/wkCacheRolloutHooks.h"
 #include "tools/common/cli_json.h"
-#include "tools/common/input_file.h"
+#include "tools/common/file_names.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_json_writer.h"
 #include "tools/serve/frame_buffer.h"
