@@ -516,7 +516,13 @@ Reply ServeSession::save(const std::string& body) {
     const bool json = wkcli::HasExtension(target, ".json");
     if (!json && !wkcli::HasExtension(target, ".wks"))
         throw std::invalid_argument("a scene is saved as .wks (binary) or .json");
-    const std::optional<fs::path> inside = folder.inside(target);
+    std::optional<fs::path> inside = folder.inside(target);
+    // Through a link whose file is not made yet too, as every output of the tool; where it
+    // points must then be inside the folder as well.
+    if (inside) {
+        const std::optional<fs::path> linked = wkcli::LinkedFile(*inside);
+        inside = linked ? folder.inside(*linked) : std::nullopt;
+    }
     if (!inside || !fs::is_directory(inside->parent_path()))
         return Refused(403, "scenes are saved inside the served folder");
     const bool overwrite = request.value("overwrite", false);
