@@ -5,6 +5,7 @@
 // reduction) are exported instead of the elements. Ctrl-C or Escape stops, writing nothing.
 #include "explode/ExplodeToObjects.h"
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 #include "tools/frame_session.h"
 #include "tools/gltf/gltf_export.h"
 #include "tools/output_file.h"
@@ -28,8 +29,8 @@ struct ExportOptions {
 };
 
 void runExport(const ExportOptions& options) {
-    const bool binary = options.out.ends_with(".glb");
-    if (!binary && !options.out.ends_with(".gltf"))
+    const bool binary = HasExtension(options.out, ".glb");
+    if (!binary && !HasExtension(options.out, ".gltf"))
         throw CommandError(kExitUsage, "-o: the name must end in .glb or .gltf");
     FrameSession session(options.frame);
     wkCache_obj& object = session.object();

@@ -158,6 +158,10 @@ TimeValue requestedTime(const FrameCommandOptions& options, FrameSession& sessio
 void runFrame(const FrameCommandOptions& options) {
     if (options.json && options.obj == "-")
         throw CommandError(kExitUsage, "--json and --obj - both write to stdout: choose one");
+    // The parser takes "nan" and "inf" for numbers; they are slips, told before any file is read.
+    if (options.frameOption->count() != 0 && !std::isfinite(options.frameNumber))
+        throw CommandError(kExitUsage, "--frame: expected a finite number of frames, got \"" +
+                                           options.frameOption->results().back() + "\"");
     if (!options.obj.empty())
         RefuseOutput(options.obj, "--obj", {options.frame.cache, options.frame.scene});
     FrameSession session(options.frame);

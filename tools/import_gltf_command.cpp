@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace wkcli {
 
@@ -49,6 +50,15 @@ void runImport(const ImportOptions& options) {
                                   std::filesystem::path(options.in).stem().string() + ".wkc",
                                   {options.in, options.out});
         settings.cacheFile = target;
+        // An existing file is refused above by identity; one not made yet by its path, or the
+        // scene, committed after the recording, would replace the new cache.
+        std::error_code outError;
+        std::error_code targetError;
+        const std::filesystem::path scenePath =
+            std::filesystem::weakly_canonical(options.out, outError);
+        if (!options.out.empty() && !outError &&
+            scenePath == std::filesystem::weakly_canonical(target, targetError) && !targetError)
+            throw CommandError(kExitUsage, "-o and --record name the same file, " + target);
     }
     try {
         const tinygltf::Model model = wkgltf::LoadGltf(options.in, warnings);
@@ -78,13 +88,18 @@ void runImport(const ImportOptions& options) {
     for (const std::string& w : result.warnings)
         std::cerr << "wkcache: warning: " << options.in << ": " << w << '\n';
     const std::string text = result.scene.dump(1) + "\n";
+    // The scene is committed only after its recording: a failed command leaves no new scene,
+    // and an old one as it was.
+    std::optional<OutputFile> scene;
     if (!options.out.empty() || options.record.empty()) {
-        OutputFile out(options.out.empty() ? "-" : options.out, "-o", {options.in});
-        out.stream() << text;
-        out.commit();
+        scene.emplace(options.out.empty() ? "-" : options.out, "-o",
+                      std::vector<std::string>{options.in});
+        scene->stream() << text;
     }
-    if (options.record.empty())
+    if (options.record.empty()) {
+        scene->commit();
         return;
+    }
     HeadlessHost host;
     LoadedScene loaded;
     try {
@@ -95,6 +110,8 @@ void runImport(const ImportOptions& options) {
     if (loaded.cacheObjects.empty())
         throw CommandError(kExitBadInput, options.in + ": no mesh to record");
     const RecordResult recorded = RunRecording(host, *loaded.cacheObjects.front().object, target);
+    if (scene)
+        scene->commit();
     std::cout << "Recorded " << recorded.writtenNodes
               << (recorded.writtenNodes == 1 ? " node" : " nodes") << " into "
               << recorded.target.ToCStr().str() << '\n';

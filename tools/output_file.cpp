@@ -1,10 +1,12 @@
 #include "tools/output_file.h"
 
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <system_error>
 
 #include <fcntl.h>
@@ -35,6 +37,12 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
 
 } // namespace
 
+std::filesystem::path WriteTarget(const std::string& path) {
+    if (const std::optional<std::filesystem::path> file = LinkedFile(path))
+        return *file;
+    throw cannotWrite(path, "its links form a loop");
+}
+
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs) {
     if (path.empty())
@@ -45,8 +53,11 @@ void RefuseOutput(const std::string& path, const std::string& option,
     if (std::filesystem::is_directory(path, ec))
         throw CommandError(kExitBadInput, option + " " + path + ": is a folder, not a file");
     // Known before any work: a long run would otherwise end in this error.
-    if (!std::filesystem::is_directory(folderOf(path), ec))
-        throw cannotWrite(path, "its folder does not exist");
+    const std::filesystem::path target = WriteTarget(path);
+    if (!std::filesystem::is_directory(folderOf(target), ec))
+        throw cannotWrite(path, target == path ? "its folder does not exist"
+                                               : "it links to " + target.string() +
+                                                     ", whose folder does not exist");
     for (const std::string& input : inputs) {
         if (!input.empty() && std::filesystem::equivalent(path, input, ec))
             throw CommandError(kExitBadInput, option + " " + path + ": is the input " + input +
@@ -67,7 +78,9 @@ OutputFile::OutputFile(const std::string& path_, const std::string& option,
     if (special) {
         file.open(path, std::ios::binary | std::ios::out);
     } else {
-        replacement = std::make_unique<FileReplacement>(path);
+        // Through a link, even one whose file does not exist yet (as a shell's redirection
+        // writes): the link stays and its file is made or replaced.
+        replacement = std::make_unique<FileReplacement>(WriteTarget(path));
         file.open(replacement->temporary(), std::ios::binary | std::ios::trunc);
     }
     if (!file)

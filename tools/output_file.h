@@ -7,7 +7,8 @@
 // A regular (or new) file is written under a temporary name beside it (host/FileReplacement.h),
 // flushed to the disk and renamed over the target by commit(); any other way out leaves the old
 // file as it was and no temporary behind, and the next write of the same target clears one that
-// a killed run left. A link is followed: the file it points to is replaced and the link stays.
+// a killed run left. A link is written through, as a shell's `>` does: the file it points to is
+// made or replaced and the link stays, even when that file does not exist yet (a dangling link).
 // As Unix tools do, "-" is stdout, and a FIFO or a device (/dev/null, a terminal) is written
 // in place. A folder, an output in a folder that does not exist, or one that is one of the
 // command's inputs (the same file, by any name), is refused before anything is written.
@@ -15,6 +16,7 @@
 
 #include "host/FileReplacement.h"
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <ostream>
@@ -28,6 +30,10 @@ namespace wkcli {
 // calls it before its work, so that a long run does not end in this error.
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs);
+
+// Where a write to `path` lands: `path` itself, or for a link the end of its chain of links,
+// which may not exist yet. Throws CommandError (bad input) for a loop of links.
+std::filesystem::path WriteTarget(const std::string& path);
 
 class OutputFile {
 public:

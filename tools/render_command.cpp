@@ -3,7 +3,8 @@
 // numbered PNG sequence of the scene frames A, A+S, ... up to B, DIR/<name>_0000.png on, with a
 // progress bar on a terminal; Ctrl-C or Escape stops after the picture being written (exit 130).
 // More than 10000 pictures need --force.
-// A sequence keeps one camera: the view frames the bounds of all its frames.
+// A sequence keeps one camera: the view frames the bounds of all its frames, in a first pass
+// that shows its own progress and stops at Ctrl-C or Escape too, before any picture.
 #include "tools/cli_common.h"
 #include "tools/output_file.h"
 #include "tools/png_io.h"
@@ -78,9 +79,11 @@ void runRender(const RenderOptions& options) {
                                                           : options.frame.scene)
             .stem()
             .string();
-    viewport.frame(times);
     TerminalSession& terminal = session.terminal();
     const auto count = static_cast<long long>(times.size());
+    if (!viewport.frame(times))
+        throw CommandError(kExitCancelled,
+                           "cancelled after 0 of " + std::to_string(count) + " pictures");
     for (long long i = 0; i < count; ++i) {
         if (!viewport.draw(times[static_cast<std::size_t>(i)])) {
             terminal.endProgress();

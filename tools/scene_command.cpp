@@ -254,7 +254,13 @@ void runDump(const SceneOptions& options) {
 void addSceneCommand(CLI::App& app) {
     CLI::App* scene =
         app.add_subcommand("scene", "Convert scenes between JSON and binary scene files");
-    scene->require_subcommand(1);
+    // At most one action, and none is refused in the callback: require_subcommand's check comes
+    // before the one of unexpected words, and so would not name a misspelt action.
+    scene->require_subcommand(0, 1);
+    scene->callback([scene] {
+        if (scene->get_subcommands().empty())
+            throw CommandError(kExitUsage, "scene: expected an action: save, load or dump");
+    });
 
     auto save = std::make_shared<SceneOptions>();
     CLI::App* saveCommand =

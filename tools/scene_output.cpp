@@ -1,6 +1,7 @@
 #include "tools/scene_output.h"
 
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 #include "tools/common/input_file.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_controllers.h"
@@ -47,9 +48,14 @@ Interval FrameRangeTicks(const std::string& text, const char* option, int ticksP
 }
 
 std::int32_t StepTicks(double frames, const char* option, int ticksPerFrame) {
-    if (!(frames > 0.0 && frames <= 999999.0))
-        throw CommandError(kExitUsage, std::string(option) + ": expected frames above 0, at most "
-                                                             "999999");
+    if (!(frames > 0.0 && frames <= 999999.0)) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%g", frames);
+        throw CommandError(kExitUsage, std::string(option) +
+                                           ": expected frames above 0, at most "
+                                           "999999, got " +
+                                           text);
+    }
     return std::max<std::int32_t>(1, static_cast<std::int32_t>(frames * ticksPerFrame));
 }
 
@@ -94,7 +100,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
                      const std::vector<std::string>& inputs) {
     std::string bytes;
     try {
-        if (out.ends_with(".wks")) {
+        if (HasExtension(out, ".wks")) {
             const std::vector<std::uint8_t> binary = SaveSceneBinary(host);
             bytes.assign(binary.begin(), binary.end());
         } else {
@@ -113,7 +119,7 @@ void writeWholeScene(HeadlessHost& host, const std::string& out,
 void WriteScene(HeadlessHost& host, const std::string& scenePath, const std::vector<INode*>& added,
                 const std::vector<INode*>& changed, const std::string& out,
                 std::vector<std::string> inputs) {
-    if (out.ends_with(".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
+    if (HasExtension(out, ".wks") || (!scenePath.empty() && isBinarySceneFile(scenePath))) {
         if (!scenePath.empty())
             inputs.push_back(scenePath);
         writeWholeScene(host, out, inputs);

@@ -6,6 +6,7 @@
 // page can load or record. Pages may read and write files only in the folder of that file (or,
 // without one, the current folder).
 #include "tools/cli_common.h"
+#include "tools/common/file_names.h"
 #include "tools/frame_session.h"
 #include "tools/serve/http_server.h"
 
@@ -66,11 +67,11 @@ fs::path WebRoot(const std::string& given) {
 void runServe(const ServeOptions& options) {
     const fs::path file = options.file;
     FrameOptions frame;
-    const std::string ext = file.extension().string();
     if (options.file.empty())
         frame.noFile = true;
     else
-        (ext == ".json" || ext == ".wks" ? frame.scene : frame.cache) = options.file;
+        (HasExtension(file, ".json") || HasExtension(file, ".wks") ? frame.scene : frame.cache) =
+            options.file;
     frame.object = options.object;
     if (frame.scene.empty() && !options.object.empty())
         throw CommandError(kExitUsage, "--object needs a scene file");

@@ -86,14 +86,25 @@ ViewportSession::ViewportSession(FrameSession& session_, const ViewOptions& opti
         gw.setRndLimits(gw.getRndLimits() | GW_WIREFRAME);
 }
 
-void ViewportSession::frame(const std::vector<TimeValue>& times) {
+bool ViewportSession::frame(const std::vector<TimeValue>& times) {
     Box3 bounds;
-    for (TimeValue t : times) {
-        if (!session.evaluate(t))
-            continue;
-        Box3 box;
-        session.object().GetWorldBoundBox(t, objectNode, &vpt, box);
-        bounds += box;
+    TerminalSession& terminal = session.terminal();
+    const bool sequence = times.size() > 1;
+    const auto count = static_cast<long long>(times.size());
+    for (long long i = 0; i < count; ++i) {
+        const TimeValue t = times[static_cast<std::size_t>(i)];
+        if (session.evaluate(t)) {
+            Box3 box;
+            session.object().GetWorldBoundBox(t, objectNode, &vpt, box);
+            bounds += box;
+        }
+        if (sequence) {
+            terminal.showProgress("Framing", i + 1, count);
+            if (terminal.cancelled()) {
+                terminal.endProgress();
+                return false;
+            }
+        }
     }
     const TimeValue t = times.empty() ? 0 : times.front();
     static const std::pair<const char*, HeadlessView> named[] = {
@@ -104,7 +115,7 @@ void ViewportSession::frame(const std::vector<TimeValue>& times) {
     for (const auto& [name, view] : named)
         if (options.view == name) {
             gw.SetCamera(FrameBounds(view, bounds, gw.Width(), gw.Height()));
-            return;
+            return true;
         }
     HeadlessNode* camera = session.host().Nodes().FindNode(WStr::FromUTF8(options.view));
     if (camera == nullptr)
@@ -112,6 +123,7 @@ void ViewportSession::frame(const std::vector<TimeValue>& times) {
                                        "the scene, got \"" +
                                            options.view + "\"");
     gw.SetCamera(CameraFromNode(*camera, t, bounds));
+    return true;
 }
 
 bool ViewportSession::draw(TimeValue t) {

@@ -26,8 +26,10 @@ public:
     // Throws CommandError (usage) for a bad option; sets the level and the selection.
     ViewportSession(FrameSession& session, const ViewOptions& options);
 
-    // Places the camera to frame the object's world bounds over these times.
-    void frame(const std::vector<TimeValue>& times);
+    // Places the camera to frame the object's world bounds over these times. Over several (a
+    // sequence, which evaluates every one of them) it shows its progress on the terminal and
+    // stops at Ctrl-C or Escape: false then, with the camera not placed.
+    bool frame(const std::vector<TimeValue>& times);
     // Evaluates the object at t and draws it on a fresh image; false when the object cannot
     // play its file.
     bool draw(TimeValue t);

@@ -4,6 +4,7 @@
 #include "host/headless/HeadlessObjects.h"
 #include "host/headless/HeadlessPrimitives.h"
 #include "tests/object/CacheObjectFixture.h"
+#include "tools/common/input_file.h"
 #include "tools/common/scene_file.h"
 #include "tools/serve/frame_buffer.h"
 #include "tools/serve/http_server.h"
@@ -87,6 +88,11 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
     };
     std::filesystem::create_directory_symlink(std::filesystem::temp_directory_path(),
                                               dir.path() / "out");
+    // A link in the folder to a file outside it, not made yet: writing through it leaves the
+    // folder too.
+    const std::filesystem::path away =
+        dir.path().parent_path() / (dir.path().filename().string() + "_away.wks");
+    std::filesystem::create_symlink(away, dir.path() / "away.wks");
     const Case cases[] = {
         {"no token", "GET", "/api/state", "", {{"X-Wkcache-Token", ""}}, 403},
         {"wrong token", "GET", "/api/state", "", {{"X-Wkcache-Token", "0123"}}, 403},
@@ -126,6 +132,7 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
         {"saving above the folder", "POST", "/api/save", R"({"name":"../outside.wks"})", {}, 403},
         {"saving elsewhere", "POST", "/api/save", R"({"name":"/tmp/outside.wks"})", {}, 403},
         {"saving through a link", "POST", "/api/save", R"({"name":"out/outside.wks"})", {}, 403},
+        {"saving through a dangling link", "POST", "/api/save", R"({"name":"away.wks"})", {}, 403},
         {"saving a text", "POST", "/api/save", R"({"name":"notes.txt"})", {}, 400},
         {"a page above the pages", "GET", "/three/../../../../etc/passwd", "", {}, 404},
     };
@@ -145,6 +152,8 @@ TEST_F(ServeHttpTest, RefusesWhatItMustAndTheSceneStaysAsItWas) {
     EXPECT_EQ(state().dump(), before.dump()); // nothing moved, not even the version
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "../outside.wks"));
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "out/outside.wks"));
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.path() / "away.wks"));
+    EXPECT_FALSE(std::filesystem::exists(away));
 }
 
 TEST_F(ServeHttpTest, TwoClientsShareOneSceneAndADialogSpansRequests) {
@@ -244,6 +253,18 @@ TEST_F(ServeHttpTest, SavesInsideTheFolderAndAsksBeforeReplacing) {
     ScopedHost scope(other);
     EXPECT_EQ(wkcli::LoadSceneFile((dir.path() / "scene.wks").string(), other).cacheObjects.size(),
               1u);
+    // A link whose file is not made yet is written through, as every output of the tool is.
+    std::filesystem::create_directory(dir.path() / "kept");
+    std::filesystem::create_symlink("kept/real.wks", dir.path() / "linked.wks");
+    post("/api/save", {{"name", "linked.wks"}});
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.path() / "linked.wks"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir.path() / "kept/real.wks"));
+    // The kind goes by the name's ending, in any case.
+    for (const char* name : {"upper.WKS", "mixed.Json"}) {
+        post("/api/save", {{"name", name}});
+        const std::string bytes = wkcli::ReadInputFile((dir.path() / name).string(), 1 << 20);
+        EXPECT_EQ(bytes.front() == '{', std::string(name).ends_with("Json")) << name;
+    }
 }
 
 } // namespace

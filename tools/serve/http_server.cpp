@@ -1,5 +1,7 @@
 #include "tools/serve/http_server.h"
 
+#include "tools/common/file_names.h"
+
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
@@ -16,16 +18,16 @@ constexpr const char* kTokenHeader = "X-Wkcache-Token";
 constexpr std::size_t kBodyLimit = 1 << 20;
 
 const char* ContentType(const fs::path& file) {
-    const std::string ext = file.extension().string();
-    if (ext == ".html")
+    using wkcli::HasExtension;
+    if (HasExtension(file, ".html"))
         return "text/html; charset=utf-8";
-    if (ext == ".js" || ext == ".mjs")
+    if (HasExtension(file, ".js") || HasExtension(file, ".mjs"))
         return "text/javascript; charset=utf-8";
-    if (ext == ".css")
+    if (HasExtension(file, ".css"))
         return "text/css; charset=utf-8";
-    if (ext == ".png")
+    if (HasExtension(file, ".png"))
         return "image/png";
-    if (ext == ".json")
+    if (HasExtension(file, ".json"))
         return "application/json";
     return "application/octet-stream";
 }

@@ -7,6 +7,7 @@
 #include "panels/wkCachePanel.h"
 #include "panels/wkCacheRolloutHooks.h"
 #include "tools/common/cli_json.h"
+#include "tools/common/file_names.h"
 #include "tools/common/scene_binary.h"
 #include "tools/common/scene_json_writer.h"
 #include "tools/serve/frame_buffer.h"
@@ -512,10 +513,16 @@ Reply ServeSession::save(const std::string& body) {
     if (name == request.end() || !name->is_string())
         throw std::invalid_argument("\"name\" must be a file name");
     fs::path target = name->get<std::string>();
-    const bool json = target.extension() == ".json";
-    if (!json && target.extension() != ".wks")
+    const bool json = wkcli::HasExtension(target, ".json");
+    if (!json && !wkcli::HasExtension(target, ".wks"))
         throw std::invalid_argument("a scene is saved as .wks (binary) or .json");
-    const std::optional<fs::path> inside = folder.inside(target);
+    std::optional<fs::path> inside = folder.inside(target);
+    // Through a link whose file is not made yet too, as every output of the tool; where it
+    // points must then be inside the folder as well.
+    if (inside) {
+        const std::optional<fs::path> linked = wkcli::LinkedFile(*inside);
+        inside = linked ? folder.inside(*linked) : std::nullopt;
+    }
     if (!inside || !fs::is_directory(inside->parent_path()))
         return Refused(403, "scenes are saved inside the served folder");
     const bool overwrite = request.value("overwrite", false);
