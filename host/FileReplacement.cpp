@@ -42,14 +42,27 @@ int FileReplacement::clearStale(const std::filesystem::path& target) {
     return removed;
 }
 
-FileReplacement::FileReplacement(std::filesystem::path target) : targetPath(std::move(target)) {
-    // A link stays a link: the file it points to is the one replaced.
-    std::error_code ec;
-    if (std::filesystem::is_symlink(targetPath, ec)) {
-        const std::filesystem::path resolved = std::filesystem::weakly_canonical(targetPath, ec);
-        if (!ec)
-            targetPath = resolved;
+std::optional<std::filesystem::path>
+FileReplacement::LinkTarget(const std::filesystem::path& path) {
+    // As the kernel does for open(); a longer chain is a loop.
+    constexpr int kMaxLinks = 40;
+    std::filesystem::path file = path;
+    for (int hops = 0; hops < kMaxLinks; ++hops) {
+        std::error_code ec;
+        if (!std::filesystem::is_symlink(std::filesystem::symlink_status(file, ec)))
+            return file;
+        const std::filesystem::path next = std::filesystem::read_symlink(file, ec);
+        if (ec)
+            return file;
+        file = next.is_absolute() ? next : file.parent_path() / next;
     }
+    return std::nullopt;
+}
+
+FileReplacement::FileReplacement(std::filesystem::path target) : targetPath(std::move(target)) {
+    // A loop of links is left to fail where it is written.
+    if (const std::optional<std::filesystem::path> linked = LinkTarget(targetPath))
+        targetPath = *linked;
     clearStale(targetPath);
     tempPath = targetPath;
     tempPath.replace_filename(temporaryPrefix(targetPath) + randomSuffix());

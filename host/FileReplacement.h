@@ -5,6 +5,9 @@
 // replacement that is destroyed without commit() -- an error, a cancel, an exception -- removes
 // its temporary, and the old target stays as it was.
 //
+// A target that is a link stays a link: the file at the end of its chain of links is the one
+// made or replaced, as a shell's `>` writes through a link, also one whose file does not exist yet.
+//
 // A temporary is named "<target leaf>.wktmp-<random>"; a process killed outright (SIGKILL, power
 // loss) leaves one behind, recognisable by that name. Making a replacement for a target removes
 // every such leftover of the same target first. Two writers racing for one target therefore
@@ -15,6 +18,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 class FileReplacement {
@@ -40,6 +44,9 @@ public:
     static std::string temporaryPrefix(const std::filesystem::path& target);
     // Removes the leftover temporaries of `target`; answers how many were removed.
     static int clearStale(const std::filesystem::path& target);
+    // Where a write to `path` lands, as open() goes: `path` itself, or for a link the end of its
+    // chain of links, which may not exist yet (a dangling link). Empty for a loop of links.
+    static std::optional<std::filesystem::path> LinkTarget(const std::filesystem::path& path);
 
 private:
     std::filesystem::path targetPath;

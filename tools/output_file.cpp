@@ -38,7 +38,7 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
 } // namespace
 
 std::filesystem::path WriteTarget(const std::string& path) {
-    if (const std::optional<std::filesystem::path> file = LinkedFile(path))
+    if (const std::optional<std::filesystem::path> file = FileReplacement::LinkTarget(path))
         return *file;
     throw cannotWrite(path, "its links form a loop");
 }
@@ -80,7 +80,7 @@ OutputFile::OutputFile(const std::string& path_, const std::string& option,
     } else {
         // Through a link, even one whose file does not exist yet (as a shell's redirection
         // writes): the link stays and its file is made or replaced.
-        replacement = std::make_unique<FileReplacement>(WriteTarget(path));
+        replacement = std::make_unique<FileReplacement>(path);
         file.open(replacement->temporary(), std::ios::binary | std::ios::trunc);
     }
     if (!file)

@@ -11,9 +11,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace wkcli {
 
 namespace {
@@ -27,34 +24,6 @@ std::string stageName(const WStr& format) {
     const std::string text = narrow(format);
     return text.substr(0, text.find(" ("));
 }
-
-// The recording replaces the file at the end of a link only when that file exists. For a
-// dangling link (which a shell's `>` would write through) an empty one is made first, and taken
-// away again unless the recording succeeds: a failed command leaves the link as it was.
-class DanglingLinkFile {
-public:
-    explicit DanglingLinkFile(const std::string& name) {
-        const std::filesystem::path target = WriteTarget(name);
-        if (target == std::filesystem::path(name))
-            return;
-        const int fd = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0) {
-            ::close(fd);
-            made = target;
-        }
-    }
-    ~DanglingLinkFile() {
-        std::error_code ec;
-        if (!made.empty())
-            std::filesystem::remove(made, ec);
-    }
-    DanglingLinkFile(const DanglingLinkFile&) = delete;
-    DanglingLinkFile& operator=(const DanglingLinkFile&) = delete;
-    void keep() { made.clear(); }
-
-private:
-    std::filesystem::path made;
-};
 
 } // namespace
 
@@ -93,10 +62,7 @@ RecordResult RunRecording(HeadlessHost& host, wkCache_obj& object,
 
     RecordResult result;
     const WStr name = quiet ? RecordFileName(WStr::FromUTF8(*outFile)) : WStr();
-    DanglingLinkFile linked(quiet ? narrow(name) : std::string());
     RecordCache(object, quiet ? &name : nullptr, quiet, &result, specifyCacheFile);
-    if (result.outcome == RecordOutcome::Recorded)
-        linked.keep();
     terminal.endProgress();
     object.setStatusObserver(nullptr);
 

@@ -1,5 +1,6 @@
 #include "tools/serve/serve_session.h"
 
+#include "host/FileReplacement.h"
 #include "host/UndoHold.h"
 #include "host/headless/HeadlessGraphicsWindow.h"
 #include "host/headless/PanelDriver.h"
@@ -520,7 +521,7 @@ Reply ServeSession::save(const std::string& body) {
     // Through a link whose file is not made yet too, as every output of the tool; where it
     // points must then be inside the folder as well.
     if (inside) {
-        const std::optional<fs::path> linked = wkcli::LinkedFile(*inside);
+        const std::optional<fs::path> linked = FileReplacement::LinkTarget(*inside);
         inside = linked ? folder.inside(*linked) : std::nullopt;
     }
     if (!inside || !fs::is_directory(inside->parent_path()))
