@@ -78,18 +78,13 @@ HeadlessCamera PageCamera(const Json& request, int width, int height) {
 }
 
 void WriteReplacing(const fs::path& target, const std::string& bytes) {
-    const fs::path temporary = target.string() + ".wktmp-serve";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        if (!out) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
-            throw std::runtime_error(target.string() + ": cannot be written");
-        }
-    }
-    fs::rename(temporary, target);
+    // As every output: a failure leaves the old file as it was, and no temporary behind.
+    FileReplacement replacement(target);
+    std::ofstream out(replacement.temporary(), std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    if (!out || !replacement.commit())
+        throw std::runtime_error(target.string() + ": cannot be written");
 }
 
 Point3 Vector(const Json& request, const char* name) {
