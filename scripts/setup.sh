@@ -5,6 +5,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 PACKAGES=(
     g++                # C++20 compiler; brings the sanitizer runtimes
+    clang              # the second compiler the code is built with (and the fuzzers' one)
     cmake
     ninja-build
     libcli11-dev       # the wkcache tool's command line

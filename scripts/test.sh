@@ -2,7 +2,7 @@
 # All tests, twice: in the normal build (build/) and in a build with AddressSanitizer and
 # UndefinedBehaviorSanitizer (build-asan/), where any finding fails the test that made it.
 # Both runs happen even when the first fails, so that one run reports everything; the exit code
-# is non-zero if either failed.
+# is non-zero if either failed. Last, clang builds the core and the tool (build-clang/), untested.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 bash "$WKCACHE_ROOT/scripts/setup.sh"
@@ -24,7 +24,13 @@ configure_and_build build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWKCACHE_SANIT
     -DWKCACHE_BUILD_BENCH=OFF
 run_tests build-asan
 
+# The core and the tool with clang too: the code is portable C++20, and the fuzzers
+# (scripts/fuzz.sh) build with clang. Built, not tested: the two runs above test the code.
+(CC=clang CXX=clang++ configure_and_build build-clang -DCMAKE_BUILD_TYPE=Release \
+    -DWKCACHE_BUILD_TESTS=OFF -DWKCACHE_BUILD_BENCH=OFF -DWKCACHE_BUILD_PYTHON=OFF) ||
+    failed+=("build-clang (the clang build)")
+
 if [ ${#failed[@]} -ne 0 ]; then
     die "tests failed in: ${failed[*]}"
 fi
-say "All tests passed, in build/ and in build-asan/ (ASan + UBSan)"
+say "All tests passed, in build/ and in build-asan/ (ASan + UBSan), and clang builds the code"
