@@ -1,7 +1,6 @@
 #include "tools/output_file.h"
 
 #include "tools/cli_common.h"
-#include "tools/common/file_names.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -35,13 +34,15 @@ std::filesystem::path folderOf(const std::filesystem::path& path) {
     return path.parent_path().empty() ? std::filesystem::path(".") : path.parent_path();
 }
 
-} // namespace
-
-std::filesystem::path WriteTarget(const std::string& path) {
+// Where a write to `path` lands: `path` itself, or for a link the end of its chain of links,
+// which may not exist yet. A loop of links is refused.
+std::filesystem::path writeTarget(const std::string& path) {
     if (const std::optional<std::filesystem::path> file = FileReplacement::LinkTarget(path))
         return *file;
     throw cannotWrite(path, "its links form a loop");
 }
+
+} // namespace
 
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs) {
@@ -53,7 +54,7 @@ void RefuseOutput(const std::string& path, const std::string& option,
     if (std::filesystem::is_directory(path, ec))
         throw CommandError(kExitBadInput, option + " " + path + ": is a folder, not a file");
     // Known before any work: a long run would otherwise end in this error.
-    const std::filesystem::path target = WriteTarget(path);
+    const std::filesystem::path target = writeTarget(path);
     if (!std::filesystem::is_directory(folderOf(target), ec))
         throw cannotWrite(path, target == path ? "its folder does not exist"
                                                : "it links to " + target.string() +

@@ -16,7 +16,6 @@
 
 #include "host/FileReplacement.h"
 
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <ostream>
@@ -30,10 +29,6 @@ namespace wkcli {
 // calls it before its work, so that a long run does not end in this error.
 void RefuseOutput(const std::string& path, const std::string& option,
                   const std::vector<std::string>& inputs);
-
-// Where a write to `path` lands: `path` itself, or for a link the end of its chain of links,
-// which may not exist yet. Throws CommandError (bad input) for a loop of links.
-std::filesystem::path WriteTarget(const std::string& path);
 
 class OutputFile {
 public:
